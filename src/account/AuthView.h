@@ -1,0 +1,97 @@
+#pragma once
+
+#include "account/BriskoAPI.h"
+#include "account/Remembered.h"
+#include "platform/Task.h"
+#include "platform/Workspace.h"
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <stop_token>
+#include <string>
+
+/// The sign-in screen as a state machine: three modes (sign in, create an account, ask for a reset link), their fields,
+/// messages and rules. A screen draws `state()` and forwards what the person does; `changed` tells it to look again.
+///
+/// An operation keeps the view alive until it ends. Two may overlap: loading a challenge and submitting, or two loads,
+/// of which each that succeeds replaces the challenge.
+class AuthView : public std::enable_shared_from_this<AuthView> {
+public:
+    enum class Mode { signIn, signUp, forgot };
+    enum class Field { identifier, password, email, captcha };
+
+    struct State {
+        Mode mode = Mode::signIn;
+        std::string identifier; ///< username, or username or email when signing in
+        std::string password;
+        std::string email;
+        std::string captchaAnswer;
+        std::optional<BriskoAPI::Captcha> captcha;
+        bool revealPassword = false;
+        bool busy = false; ///< a submit or a Google sign-in is running
+        std::optional<std::string> error;
+        std::optional<std::string> notice;
+        std::optional<Field> focused;
+    };
+
+    /// Called once per successful sign-in, with the password that was typed, or without one after a Google sign-in.
+    using OnSignedIn = std::function<void(std::optional<std::string> password)>;
+
+    static std::shared_ptr<AuthView> make(BriskoAPI& api, Remembered& remembered, Workspace& workspace,
+                                          OnSignedIn onSignedIn);
+    ~AuthView();
+
+    const State& state() const { return state_; }
+    /// Told after every change of the state.
+    std::function<void()> changed;
+
+    /// The fields of a mode, in the order in which they stand on the screen and Tab visits them.
+    static std::span<const Field> focusOrder(Mode mode);
+    std::string subtitle() const;
+    std::string submitLabel() const;
+    /// The placeholder of a field in the current mode.
+    std::string placeholder(Field field) const;
+    const std::string& text(Field field) const { return state_.*place(field); }
+    /// The button in the password box.
+    std::string revealLabel() const;
+    /// The footer's button: it leads to the reset mode and back.
+    std::string footerLabel() const;
+    /// Whether the form may be submitted. Nothing is trimmed.
+    bool ready() const;
+    bool canSubmit() const { return ready() && !state_.busy; }
+
+    /// The screen has appeared.
+    void appeared();
+    void type(Field field, std::string text);
+    /// The keyboard focus moved, to no field when it left the form.
+    void focus(std::optional<Field> field);
+    /// Tab (+1) or Shift-Tab (-1); false when the key is left to the system.
+    bool move(int step);
+    void toggleReveal();
+    void switchTo(Mode mode);
+    void pressFooter();
+    void openPrivacy();
+
+    Task<> go();
+    Task<> googleSignIn();
+    /// Fetches a challenge. A load whose mode is left meanwhile is given up and leaves no trace.
+    Task<> loadCaptcha();
+
+private:
+    AuthView(BriskoAPI& api, Remembered& remembered, Workspace& workspace, OnSignedIn onSignedIn);
+
+    static std::string State::*place(Field field);
+    Task<> submit();
+    void startModeTask();
+    void announce();
+
+    BriskoAPI& api_;
+    Remembered& remembered_;
+    Workspace& workspace_;
+    OnSignedIn onSignedIn_;
+    State state_;
+    std::stop_source modeTask_;
+};

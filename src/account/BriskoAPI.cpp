@@ -1,0 +1,173 @@
+#include "account/BriskoAPI.h"
+
+#include "account/Base64.h"
+
+#include <stdexcept>
+
+namespace {
+
+constexpr int firstSuccess = 200;
+constexpr int lastSuccess = 299;
+
+/// The text under `key`, when `object` has one there.
+std::optional<std::string> text(const Json& object, const char* key) {
+    const auto found = object.find(key);
+    if (found == object.end() || !found->is_string())
+        return std::nullopt;
+    return found->get<std::string>();
+}
+
+/// The challenge that a reply's body holds; none when anything about it is unusable.
+std::optional<BriskoAPI::Captcha> parseCaptcha(const std::string& body) {
+    const auto reply = parseJson(body);
+    if (!reply.is_object())
+        return std::nullopt;
+    auto token = text(reply, "token");
+    const auto image = text(reply, "image");
+    if (!token || !image)
+        return std::nullopt;
+    const auto comma = image->find(',');
+    if (comma == std::string::npos)
+        return std::nullopt;
+    auto bytes = decodeBase64(std::string_view(*image).substr(comma + 1));
+    if (!bytes)
+        return std::nullopt;
+    return BriskoAPI::Captcha(std::move(*token), std::move(*bytes));
+}
+
+bool endsWith(std::string_view text, std::string_view suffix) {
+    return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
+}
+
+} // namespace
+
+BriskoAPI::BriskoAPI(Url origin, HttpClient& session, CookieJar& storage, WebDataStore& webData,
+                     WebAuthentication& webAuthentication)
+    : origin_(std::move(origin)), session_(session), storage_(storage), webData_(webData),
+      webAuthentication_(webAuthentication) {
+    if (origin_.scheme() != "https" || !origin_.host() || origin_.text() != origin_.origin())
+        throw std::invalid_argument("not an https origin: " + origin_.text());
+}
+
+std::optional<Url> BriskoAPI::parseOrigin(std::string_view text) {
+    const auto url = Url::parse(text);
+    if (!url || url->scheme() != "https" || !url->host())
+        return std::nullopt;
+    if (text != url->origin() && text != url->origin() + "/")
+        return std::nullopt;
+    return Url::parse(url->origin());
+}
+
+Task<Json> BriskoAPI::post(std::string path, Json body) {
+    HttpRequest request(origin_.appendingPath(path));
+    request.method = "POST";
+    request.headers.emplace_back("Content-Type", "application/json");
+    request.body = body.dump();
+    auto sending = session_.send(std::move(request), std::stop_token());
+    const auto reply = co_await std::move(sending);
+
+    auto object = parseJson(reply.body);
+    if (!object.is_object())
+        object = Json::object();
+    if (!reply.status)
+        throw Failure("No response from brisko.");
+    if (*reply.status < firstSuccess || *reply.status > lastSuccess) {
+        if (auto error = text(object, "error"))
+            throw Failure(std::move(*error));
+        throw Failure("Something went wrong (" + std::to_string(*reply.status) + ").");
+    }
+    co_return object;
+}
+
+Task<> BriskoAPI::signIn(std::string username, std::string password) {
+    Json body = {{"username", std::move(username)}, {"password", std::move(password)}};
+    auto posting = post("api/auth/login", std::move(body));
+    co_await std::move(posting);
+}
+
+Task<> BriskoAPI::registerAccount(std::string username, std::string password, std::string email,
+                                  std::string captchaToken, std::string captchaAnswer) {
+    Json body = {{"username", std::move(username)},
+                 {"password", std::move(password)},
+                 {"email", std::move(email)},
+                 {"captchaToken", std::move(captchaToken)},
+                 {"captchaAnswer", std::move(captchaAnswer)}};
+    auto posting = post("api/auth/register", std::move(body));
+    co_await std::move(posting);
+}
+
+Task<std::string> BriskoAPI::requestReset(std::string email) {
+    Json body = {{"email", std::move(email)}};
+    auto posting = post("api/auth/forgot", std::move(body));
+    const auto reply = co_await std::move(posting);
+    co_return text(reply, "message").value_or("If that address has an account, a reset link is on its way.");
+}
+
+Task<BriskoAPI::Captcha> BriskoAPI::captcha(std::stop_token stop) {
+    HttpRequest request(origin_.appendingPath("api/auth/captcha"));
+    request.cachePolicy = HttpRequest::CachePolicy::reloadIgnoringLocalData;
+    auto sending = session_.send(std::move(request), std::move(stop));
+    const auto reply = co_await std::move(sending);
+    auto challenge = parseCaptcha(reply.body);
+    if (!challenge)
+        throw Failure("Could not load the verification image.");
+    co_return std::move(*challenge);
+}
+
+Task<> BriskoAPI::signInWithGoogle() {
+    auto start = origin_.appendingPath("api/auth/google").withQuery({{"native", "1"}});
+    auto authenticating = webAuthentication_.authenticate(std::move(start), "brisko");
+    const auto answer = co_await std::move(authenticating);
+    if (!answer)
+        throw Failure("Sign-in was cancelled.");
+
+    std::optional<std::string> code;
+    if (const auto url = Url::parse(*answer)) {
+        for (const auto& [name, value] : url->queryItems()) {
+            if (name == "code") {
+                code = value;
+                break;
+            }
+        }
+    }
+    if (!code)
+        throw Failure("Google did not send anything back.");
+    Json body = {{"code", std::move(*code)}};
+    auto posting = post("api/auth/native", std::move(body));
+    co_await std::move(posting);
+}
+
+bool BriskoAPI::hasSession() const {
+    for (const auto& cookie : storage_.cookiesFor(origin_))
+        if (cookie.name == sessionCookieName)
+            return true;
+    return false;
+}
+
+Task<bool> BriskoAPI::hasLiveSession() {
+    if (!hasSession())
+        co_return false;
+    auto listing = webData_.allCookies();
+    const auto cookies = co_await std::move(listing);
+    for (const auto& cookie : cookies)
+        if (cookie.name == sessionCookieName && endsWith(cookie.domain, *origin_.host()))
+            co_return true;
+    auto signingOut = signOut();
+    co_await std::move(signingOut);
+    co_return false;
+}
+
+Task<> BriskoAPI::handOverSession() {
+    const auto cookies = storage_.cookiesFor(origin_);
+    for (const auto& cookie : cookies) {
+        auto setting = webData_.setCookie(cookie);
+        co_await std::move(setting);
+    }
+}
+
+Task<> BriskoAPI::signOut() {
+    for (const auto& cookie : storage_.cookiesFor(origin_))
+        storage_.remove(cookie);
+    auto removing = webData_.removeAllData();
+    co_await std::move(removing);
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/Color.h"
+
+/// One full-window content: a native screen or the web view. Its owner decides how long it lives.
+class Screen {
+public:
+    virtual ~Screen() = default;
+};
+
+/// The one main window, made hidden.
+class Window {
+public:
+    enum class Appearance { light, dark };
+
+    /// In pixels of the display's logical scale. The place is the display server's business.
+    struct Frame {
+        int width = 0;
+        int height = 0;
+
+        bool operator==(const Frame&) const = default;
+    };
+
+    virtual ~Window() = default;
+
+    virtual Frame frame() const = 0;
+    virtual void setFrame(Frame frame) = 0;
+    /// Puts `screen` into the window in place of what was there. The screen has to outlive its time in the window.
+    virtual void setContent(Screen& screen) = 0;
+    virtual void setAppearance(Appearance appearance) = 0;
+    virtual void setBackground(Color color) = 0;
+    /// Shows the window, in front and with the keyboard, also when it was closed or minimised.
+    virtual void present() = 0;
+};

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "platform/UserDefaults.h"
+
+#include <filesystem>
+
+/// User defaults in one JSON file (mode 0600), read afresh on each use and written whole, synced and renamed into place.
+///
+/// A file that is not a JSON object is kept beside the new one when the first value is set; until then reading gives
+/// nothing. A file that cannot be read gives nothing and is never overwritten.
+class JsonUserDefaults : public UserDefaults {
+public:
+    explicit JsonUserDefaults(std::filesystem::path file) : file_(std::move(file)) {}
+
+    Json value(const std::string& key) const override;
+    void set(const std::string& key, Json value) override;
+    void remove(const std::string& key) override;
+
+private:
+    Json readForChange();
+
+    std::filesystem::path file_;
+};

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/Url.h"
+
+#include <filesystem>
+#include <string>
+
+/// Where the program keeps its files. Nothing is created here: whoever writes makes its folder.
+struct Profile {
+    std::filesystem::path config; ///< preferences
+    std::filesystem::path data;   ///< cookies, website data
+    std::filesystem::path cache;
+
+    /// "brisko" in the XDG folders of the person.
+    static Profile ofUser();
+    /// Everything below one folder.
+    static Profile under(const std::filesystem::path& folder);
+
+    std::filesystem::path preferencesFile() const { return config / "preferences.json"; }
+    /// The folders of one service origin, so that one origin's session is never sent to another.
+    std::filesystem::path dataOf(const Url& origin) const;
+    std::filesystem::path cacheOf(const Url& origin) const;
+
+    /// The application id of the single instance that uses these files: the well-known one for the person's own profile,
+    /// one derived from the folder for any other.
+    std::string applicationId() const;
+};

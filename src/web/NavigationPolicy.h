@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/Url.h"
+#include "platform/WebView.h"
+
+#include <string_view>
+
+/// Which navigations stay in the web view. Pure: the same action always gives the same decision.
+namespace NavigationDecision {
+
+enum class Verdict {
+    allow,
+    download,
+    signedOut,     ///< the page went to the service's sign-in page: the shell takes over, nothing loads
+    openInBrowser, ///< belongs in the default browser, nothing loads here
+};
+
+/// Whether the path is the service's sign-in page: "/login", or "/xx/login" with a language of two characters.
+bool isSignIn(std::string_view path);
+
+/// The rules in their order: a download is one; a request without URL, a URL without host, and any page of the service's
+/// host or of a host whose name ends with it is allowed, save the sign-in page; other http and https pages open in the
+/// browser; whatever else there is, is allowed.
+Verdict decide(const NavigationAction& action, std::string_view serviceHost);
+
+} // namespace NavigationDecision

@@ -1,0 +1,221 @@
+#pragma once
+
+#include "platform/CookieJar.h"
+#include "platform/Error.h"
+#include "platform/HttpClient.h"
+#include "platform/UserDefaults.h"
+#include "platform/WebAuthentication.h"
+#include "platform/WebDataStore.h"
+#include "platform/WebView.h"
+#include "platform/Window.h"
+#include "platform/Workspace.h"
+
+#include <algorithm>
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// Cookies in memory, matched against a URL as RFC 6265 says.
+class FakeCookieJar : public CookieJar {
+public:
+    std::vector<Cookie> cookies;
+
+    std::vector<Cookie> cookiesFor(const Url& url) const override {
+        std::vector<Cookie> result;
+        std::copy_if(cookies.begin(), cookies.end(), std::back_inserter(result),
+                     [&](const Cookie& cookie) { return applies(cookie, url); });
+        std::stable_sort(result.begin(), result.end(),
+                         [](const auto& a, const auto& b) { return a.path.size() > b.path.size(); });
+        return result;
+    }
+    void remove(const Cookie& cookie) override {
+        std::erase_if(cookies, [&](const Cookie& kept) {
+            return kept.name == cookie.name && kept.domain == cookie.domain && kept.path == cookie.path;
+        });
+    }
+
+private:
+    static bool applies(const Cookie& cookie, const Url& url) {
+        if (cookie.secure && url.scheme() != "https")
+            return false;
+        const auto host = url.host().value_or("");
+        const auto subdomains = cookie.domain.starts_with('.');
+        const auto name = subdomains ? cookie.domain.substr(1) : cookie.domain;
+        const auto path = url.path().empty() ? "/" : url.path();
+        const auto below = path.starts_with(cookie.path) &&
+                           (cookie.path.ends_with('/') || path.size() == cookie.path.size() ||
+                            path[cookie.path.size()] == '/');
+        return below && (host == name || (subdomains && host.ends_with("." + name)));
+    }
+};
+
+/// A client whose requests wait until the test answers them, oldest first unless it says otherwise.
+class FakeHttpClient : public HttpClient {
+public:
+    struct Pending {
+        Pending(HttpRequest sentRequest, std::stop_token stopping)
+            : request(std::move(sentRequest)), stop(std::move(stopping)) {}
+
+        HttpRequest request;
+        std::stop_token stop;
+        Completion<HttpReply> reply;
+    };
+
+    std::deque<std::shared_ptr<Pending>> pending;
+    std::vector<HttpRequest> sent; ///< every request since the start
+
+    Task<HttpReply> send(HttpRequest request, std::stop_token stop) override {
+        const auto entry = std::make_shared<Pending>(request, stop);
+        sent.push_back(request);
+        pending.push_back(entry);
+        const auto cancel = [entry] {
+            entry->reply.fail(std::make_exception_ptr(
+                TransportError(TransportError::Reason::cancelled, "Operation was cancelled")));
+        };
+        const std::stop_callback stopping(stop, cancel);
+        co_return co_await entry->reply.settlement();
+    }
+
+    std::shared_ptr<Pending> take(std::size_t index = 0) {
+        if (index >= pending.size())
+            throw std::logic_error("no request is waiting");
+        auto entry = pending[index];
+        pending.erase(pending.begin() + static_cast<std::ptrdiff_t>(index));
+        return entry;
+    }
+    void answer(std::optional<int> status, std::string body = {}, std::size_t index = 0) {
+        take(index)->reply.resolve(HttpReply(status, std::move(body)));
+    }
+    template <class Failure>
+    void fail(Failure failure, std::size_t index = 0) {
+        take(index)->reply.fail(std::make_exception_ptr(std::move(failure)));
+    }
+};
+
+/// The web view's store in memory. With `hold` set, an operation waits for `release`, so that a test can look between.
+class FakeWebDataStore : public WebDataStore {
+public:
+    std::vector<Cookie> cookies;
+    std::vector<std::string> log; ///< the operations in the order in which they ended
+    int started = 0;
+    bool hold = false;
+
+    Task<std::vector<Cookie>> allCookies() override {
+        auto passing = pass();
+        co_await std::move(passing);
+        log.emplace_back("list");
+        co_return cookies;
+    }
+    Task<> setCookie(Cookie cookie) override {
+        auto passing = pass();
+        co_await std::move(passing);
+        std::erase_if(cookies, [&](const Cookie& kept) {
+            return kept.name == cookie.name && kept.domain == cookie.domain && kept.path == cookie.path;
+        });
+        cookies.push_back(cookie);
+        log.push_back("set " + cookie.name);
+    }
+    Task<> removeAllData() override {
+        auto passing = pass();
+        co_await std::move(passing);
+        cookies.clear();
+        log.emplace_back("clear");
+    }
+
+    void release() {
+        const auto gate = std::exchange(gate_, nullptr);
+        if (!gate)
+            throw std::logic_error("no operation is waiting");
+        gate->resolve(Done());
+    }
+    bool waiting() const { return gate_ != nullptr; }
+
+private:
+    Task<> pass() {
+        started += 1;
+        if (hold) {
+            const auto gate = std::make_shared<Completion<Done>>();
+            gate_ = gate;
+            co_await gate->settlement();
+        }
+    }
+
+    std::shared_ptr<Completion<Done>> gate_;
+};
+
+class FakeWebAuthentication : public WebAuthentication {
+public:
+    std::vector<std::string> started; ///< "scheme start-URL"
+    Completion<std::optional<std::string>> answer;
+
+    Task<std::optional<std::string>> authenticate(Url start, std::string callbackScheme) override {
+        started.push_back(callbackScheme + " " + start.text());
+        co_return co_await answer.settlement();
+    }
+};
+
+class FakeUserDefaults : public UserDefaults {
+public:
+    std::map<std::string, Json> values;
+    bool broken = false; ///< nothing can be written
+
+    Json value(const std::string& key) const override {
+        const auto found = values.find(key);
+        return found == values.end() ? Json() : found->second;
+    }
+    void set(const std::string& key, Json value) override {
+        refuseWhenBroken();
+        values[key] = std::move(value);
+    }
+    void remove(const std::string& key) override {
+        refuseWhenBroken();
+        values.erase(key);
+    }
+
+private:
+    void refuseWhenBroken() const {
+        if (broken)
+            throw Error("No space left on device");
+    }
+};
+
+class FakeWorkspace : public Workspace {
+public:
+    std::vector<std::string> opened;
+
+    void open(const Url& url) override { opened.push_back(url.text()); }
+};
+
+class FakeWindow : public Window {
+public:
+    Frame size = Frame(1180, 800);
+    Screen* content = nullptr;
+    Appearance appearance = Appearance::light;
+    Color background;
+    int presented = 0;
+
+    Frame frame() const override { return size; }
+    void setFrame(Frame frame) override { size = frame; }
+    /// A toolkit may fit the window to what it is given, as this one does.
+    void setContent(Screen& screen) override {
+        content = &screen;
+        size = Frame(420, 520);
+    }
+    void setAppearance(Appearance given) override { appearance = given; }
+    void setBackground(Color color) override { background = color; }
+    void present() override { presented += 1; }
+};
+
+class FakeWebView : public WebView {
+public:
+    std::vector<std::string> loaded;
+    std::vector<std::string> evaluated;
+    Color underPage;
+
+    void load(const Url& url) override { loaded.push_back(url.text()); }
+    void evaluate(const std::string& script) override { evaluated.push_back(script); }
+    void setUnderPageBackground(Color color) override { underPage = color; }
+};
