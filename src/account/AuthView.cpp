@@ -260,23 +260,27 @@ Task<> AuthView::googleSignIn() {
 }
 
 Task<> AuthView::loadCaptcha() {
-    const auto self = shared_from_this();
+    const auto weak = weak_from_this();
     const auto stop = modeTask_.get_token();
+    std::optional<BriskoAPI::Captcha> challenge;
+    std::optional<std::string> message;
     try {
         auto loading = api_.captcha(stop);
-        auto challenge = co_await std::move(loading);
-        // The reply of a load that was given up may already be here; it belongs to a form that is gone.
-        if (stop.stop_requested())
-            co_return;
-        state_.captcha = std::move(challenge);
+        challenge = co_await std::move(loading);
     } catch (const std::exception& failure) {
-        auto message = captchaMessage(failure, stop);
+        message = captchaMessage(failure, stop);
         if (!message)
             co_return;
-        state_.captcha.reset();
-        state_.error = std::move(message);
     }
-    announce();
+    // The reply of a load that was given up may already be here; it belongs to a form, or a view, that is
+    // gone.
+    const auto self = weak.lock();
+    if (!self || stop.stop_requested())
+        co_return;
+    self->state_.captcha = std::move(challenge);
+    if (message)
+        self->state_.error = std::move(message);
+    self->announce();
 }
 
 void AuthView::startModeTask() {

@@ -13,11 +13,13 @@
 #include <stop_token>
 #include <string>
 
-/// The sign-in screen as a state machine: three modes (sign in, create an account, ask for a reset link), their fields,
-/// messages and rules. A screen draws `state()` and forwards what the person does; `changed` tells it to look again.
+/// The sign-in screen as a state machine: three modes (sign in, create an account, ask for a reset link),
+/// their fields, messages and rules. A screen draws `state()` and forwards what the person does; `changed`
+/// tells it to look again.
 ///
-/// An operation keeps the view alive until it ends. Two may overlap: loading a challenge and submitting, or two loads,
-/// of which each that succeeds replaces the challenge.
+/// A submit and a Google sign-in keep the view alive until they end; a load is given up when the view goes.
+/// Operations may overlap: loading a challenge and submitting, or two loads, of which each that succeeds
+/// replaces the challenge.
 class AuthView : public std::enable_shared_from_this<AuthView> {
 public:
     enum class Mode { signIn, signUp, forgot };
@@ -37,7 +39,8 @@ public:
         std::optional<Field> focused;
     };
 
-    /// Called once per successful sign-in, with the password that was typed, or without one after a Google sign-in.
+    /// Called once per successful sign-in, with the password that was typed, or without one after a Google
+    /// sign-in.
     using OnSignedIn = std::function<void(std::optional<std::string> password)>;
 
     static std::shared_ptr<AuthView> make(BriskoAPI& api, Remembered& remembered, Workspace& workspace,
@@ -45,7 +48,7 @@ public:
     ~AuthView();
 
     const State& state() const { return state_; }
-    /// Told after every change of the state.
+    /// Told after every change of the state. A screen that goes before the view unsets it.
     std::function<void()> changed;
 
     /// The fields of a mode, in the order in which they stand on the screen and Tab visits them.

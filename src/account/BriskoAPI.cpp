@@ -2,6 +2,8 @@
 
 #include "account/Base64.h"
 
+#include <algorithm>
+#include <cctype>
 #include <stdexcept>
 
 namespace {
@@ -32,18 +34,17 @@ std::optional<BriskoAPI::Captcha> parseCaptcha(const std::string& body) {
     auto bytes = decodeBase64(std::string_view(*image).substr(comma + 1));
     if (!bytes)
         return std::nullopt;
-    return BriskoAPI::Captcha(std::move(*token), std::move(*bytes));
-}
-
-bool endsWith(std::string_view text, std::string_view suffix) {
-    return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
+    return BriskoAPI::Captcha{std::move(*token), std::move(*bytes)};
 }
 
 } // namespace
 
 BriskoAPI::BriskoAPI(Url origin, HttpClient& session, CookieJar& storage, WebDataStore& webData,
                      WebAuthentication& webAuthentication)
-    : origin_(std::move(origin)), session_(session), storage_(storage), webData_(webData),
+    : origin_(std::move(origin)),
+      session_(session),
+      storage_(storage),
+      webData_(webData),
       webAuthentication_(webAuthentication) {
     if (origin_.scheme() != "https" || !origin_.host() || origin_.text() != origin_.origin())
         throw std::invalid_argument("not an https origin: " + origin_.text());
@@ -55,7 +56,10 @@ std::optional<Url> BriskoAPI::parseOrigin(std::string_view text) {
         return std::nullopt;
     if (text != url->origin() && text != url->origin() + "/")
         return std::nullopt;
-    return Url::parse(url->origin());
+    auto origin = url->origin();
+    std::transform(origin.begin(), origin.end(), origin.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return Url::parse(origin);
 }
 
 Task<Json> BriskoAPI::post(std::string path, Json body) {
@@ -150,7 +154,7 @@ Task<bool> BriskoAPI::hasLiveSession() {
     auto listing = webData_.allCookies();
     const auto cookies = co_await std::move(listing);
     for (const auto& cookie : cookies)
-        if (cookie.name == sessionCookieName && endsWith(cookie.domain, *origin_.host()))
+        if (cookie.name == sessionCookieName && cookie.domain.ends_with(*origin_.host()))
             co_return true;
     auto signingOut = signOut();
     co_await std::move(signingOut);

@@ -12,15 +12,16 @@
 #include <string>
 #include <string_view>
 
-/// The account's life on this machine: the HTTP client of the service's authentication endpoints, and the session
-/// between the client's cookie jar and the web view's cookie store.
+/// The account's life on this machine: the HTTP client of the service's authentication endpoints, and the
+/// session between the client's cookie jar and the web view's cookie store.
 ///
-/// The service marks a session with one cookie. Every sign-in ends with that cookie in the jar; `handOverSession` then
-/// signs the web view in too. No operation keeps a password or a token anywhere but in the request it sends.
+/// The service marks a session with one cookie. Every sign-in ends with that cookie in the jar;
+/// `handOverSession` then signs the web view in too. No operation keeps a password or a token anywhere but in
+/// the request it sends.
 ///
-/// The operations that may fail throw `Failure` where the service said no, and the platform's own error (TransportError,
-/// WebAuthenticationError, the JSON encoder's) unchanged where it could not be asked. Nothing is retried or logged.
-/// The object has to outlive every task it hands out.
+/// The operations that may fail throw `Failure` where the service said no, and the platform's own error
+/// (TransportError, WebAuthenticationError, the JSON encoder's) unchanged where it could not be asked.
+/// Nothing is retried or logged. The object has to outlive every task it hands out.
 class BriskoAPI {
 public:
     /// What the service, or this client, has to say to the person: a complete sentence.
@@ -44,14 +45,15 @@ public:
 
     const Url& origin() const { return origin_; }
 
-    /// The value of an origin setting: an https URL with a host and nothing behind it but an optional "/"; none otherwise.
+    /// The value of an origin setting: an https URL with a host and nothing behind it but an optional "/";
+    /// none otherwise. The host comes in lower case, as engines and cookies write it.
     static std::optional<Url> parseOrigin(std::string_view text);
 
     /// Password sign-in; the values are sent exactly as given.
     Task<> signIn(std::string username, std::string password);
     /// Sign-up. The email may be empty.
-    Task<> registerAccount(std::string username, std::string password, std::string email, std::string captchaToken,
-                           std::string captchaAnswer);
+    Task<> registerAccount(std::string username, std::string password, std::string email,
+                           std::string captchaToken, std::string captchaAnswer);
     /// Asks for a reset link and gives the notice to show.
     Task<std::string> requestReset(std::string email);
     Task<Captcha> captcha(std::stop_token stop = {});
@@ -60,11 +62,13 @@ public:
 
     /// Whether the jar holds the session cookie for the origin. Asks nobody.
     bool hasSession() const;
-    /// Whether the web view holds the session as well. One that only the jar still holds is over: both are cleared.
+    /// Whether the web view holds the session as well. One that only the jar still holds is over: both are
+    /// cleared.
     Task<bool> hasLiveSession();
     /// Copies the jar's cookies for the origin into the web view's store, one after the other.
     Task<> handOverSession();
-    /// Ends the session on this machine: the jar's cookies for the origin, then all website data. Sends nothing.
+    /// Ends the session on this machine: the jar's cookies for the origin, then all website data. Sends
+    /// nothing.
     Task<> signOut();
 
 private:

@@ -1,6 +1,6 @@
 #include "application/AppDelegate.h"
 
-#include "application/OpenedUrl.h"
+#include "web/OpenedUrl.h"
 
 std::shared_ptr<AppDelegate> AppDelegate::make(BriskoAPI& api, Remembered& remembered, Workspace& workspace,
                                                Window& window, ScreenFactory& screens) {

@@ -3,6 +3,7 @@
 #include "platform/Url.h"
 #include "platform/WebView.h"
 
+#include <optional>
 #include <string_view>
 
 /// Which navigations stay in the web view. Pure: the same action always gives the same decision.
@@ -15,12 +16,18 @@ enum class Verdict {
     openInBrowser, ///< belongs in the default browser, nothing loads here
 };
 
-/// Whether the path is the service's sign-in page: "/login", or "/xx/login" with a language of two characters.
+/// The URL of a navigation. Engines write URLs by the WHATWG rules, which leave characters bare that RFC 3986
+/// wants escaped ("[", "|", a "%" of its own): they are escaped here, for otherwise such a URL would look
+/// like none and pass. None when it is no URL even so.
+std::optional<Url> address(std::string_view text);
+
+/// Whether the path, without escapes, is the service's sign-in page: "/login", or "/xx/login" with a language
+/// of two characters.
 bool isSignIn(std::string_view path);
 
-/// The rules in their order: a download is one; a request without URL, a URL without host, and any page of the service's
-/// host or of a host whose name ends with it is allowed, save the sign-in page; other http and https pages open in the
-/// browser; whatever else there is, is allowed.
+/// The rules in their order: a download is one; a request without URL, a URL without host, and any page of
+/// the service's host or of a host whose name ends with it is allowed, save the sign-in page; other http and
+/// https pages open in the browser; whatever else there is, is allowed.
 Verdict decide(const NavigationAction& action, std::string_view serviceHost);
 
 } // namespace NavigationDecision

@@ -7,7 +7,7 @@ WebShell::WebShell(const BriskoAPI& api, std::unique_ptr<WebView> view, Workspac
     : origin_(api.origin()), view_(std::move(view)), workspace_(workspace) {
     view_->decidePolicy = [this](const NavigationAction& action) { return decide(action); };
     view_->onNewWindow = [this](const std::string& url) {
-        if (const auto target = Url::parse(url); target && !target->scheme().empty())
+        if (const auto target = NavigationDecision::address(url); target && !target->scheme().empty())
             workspace_.open(*target);
     };
     view_->setUnderPageBackground(Chrome::canvas);
@@ -39,7 +39,7 @@ NavigationPolicy WebShell::decide(const NavigationAction& action) {
             onSignedOut();
         return NavigationPolicy::cancel;
     case Verdict::openInBrowser:
-        workspace_.open(*Url::parse(action.url));
+        workspace_.open(*NavigationDecision::address(action.url));
         return NavigationPolicy::cancel;
     }
     return NavigationPolicy::allow;

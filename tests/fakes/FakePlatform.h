@@ -52,7 +52,8 @@ private:
     }
 };
 
-/// A client whose requests wait until the test answers them, oldest first unless it says otherwise.
+/// A client whose requests wait until the test answers them, oldest first unless it says otherwise. A stopped request
+/// fails at once, unless its reply is `underWay`, on its way through the main loop.
 class FakeHttpClient : public HttpClient {
 public:
     struct Pending {
@@ -66,12 +67,16 @@ public:
 
     std::deque<std::shared_ptr<Pending>> pending;
     std::vector<HttpRequest> sent; ///< every request since the start
+    bool underWay = false;
 
     Task<HttpReply> send(HttpRequest request, std::stop_token stop) override {
         const auto entry = std::make_shared<Pending>(request, stop);
         sent.push_back(request);
         pending.push_back(entry);
-        const auto cancel = [entry] {
+        const auto cancel = [this, entry] {
+            if (underWay)
+                return;
+            std::erase(pending, entry);
             entry->reply.fail(std::make_exception_ptr(
                 TransportError(TransportError::Reason::cancelled, "Operation was cancelled")));
         };
@@ -87,7 +92,7 @@ public:
         return entry;
     }
     void answer(std::optional<int> status, std::string body = {}, std::size_t index = 0) {
-        take(index)->reply.resolve(HttpReply(status, std::move(body)));
+        take(index)->reply.resolve(HttpReply{status, std::move(body)});
     }
     template <class Failure>
     void fail(Failure failure, std::size_t index = 0) {
@@ -185,13 +190,19 @@ private:
 class FakeWorkspace : public Workspace {
 public:
     std::vector<std::string> opened;
+    std::optional<Error> failure; ///< the desktop has no program to open anything with
 
-    void open(const Url& url) override { opened.push_back(url.text()); }
+    using Workspace::open;
+    void open(const Url& url, std::function<void(const Error&)> onFailure) override {
+        opened.push_back(url.text());
+        if (failure && onFailure)
+            onFailure(*failure);
+    }
 };
 
 class FakeWindow : public Window {
 public:
-    Frame size = Frame(1180, 800);
+    Frame size = Frame{1180, 800};
     Screen* content = nullptr;
     Appearance appearance = Appearance::light;
     Color background;
@@ -202,7 +213,7 @@ public:
     /// A toolkit may fit the window to what it is given, as this one does.
     void setContent(Screen& screen) override {
         content = &screen;
-        size = Frame(420, 520);
+        size = Frame{420, 520};
     }
     void setAppearance(Appearance given) override { appearance = given; }
     void setBackground(Color color) override { background = color; }

@@ -8,24 +8,24 @@
 /// Small private files that are either the old or the new whole, whatever happens while they are written.
 namespace DurableFile {
 
-/// Makes the folder and those above it that are missing, with mode 0700. An existing folder gets mode 0700 as well.
-/// Throws Error with the system's text.
+/// Makes the folder and those above it that are missing, with mode 0700, durably. An existing folder gets
+/// mode 0700 as well, those above it stay as they are. Throws Error with the system's text.
 void makePrivateFolder(const std::filesystem::path& folder);
 
-/// The content; none when there is no such file. Throws Error with the system's text when there is one that cannot be
-/// read.
+/// The content; none when there is no such file. Throws Error with the system's text when there is one that
+/// cannot be read, or something else than a file in its place.
 std::optional<std::string> read(const std::filesystem::path& file);
 
-/// Writes a new file beside `file` (mode 0600), syncs it, renames it over `file` and syncs the folder. Once this
-/// returns, the content survives a crash of the machine. Throws Error with the system's text; the old content then
-/// stands and nothing is left beside it.
+/// Writes a new file beside `file` (mode 0600), syncs it, renames it over `file` and syncs the folder. Once
+/// this returns, the content survives a crash of the machine. Throws Error with the system's text; the old
+/// content then stands and nothing is left beside it.
 void write(const std::filesystem::path& file, std::string_view content);
 
 /// Removes the file durably. Nothing happens when there is none. Throws Error with the system's text.
 void remove(const std::filesystem::path& file);
 
-/// Moves an unusable file out of the way under a name that nothing else has ("cookies.json.broken-1"), so that nothing is
-/// lost. Where that fails the file stays.
+/// Moves an unusable file out of the way under a name that nothing else has ("cookies.json.broken-1"), so
+/// that nothing is lost. Throws Error with the system's text; the file then stays where it is.
 void setAside(const std::filesystem::path& file);
 
 } // namespace DurableFile

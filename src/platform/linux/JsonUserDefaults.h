@@ -3,11 +3,13 @@
 #include "platform/UserDefaults.h"
 
 #include <filesystem>
+#include <utility>
 
-/// User defaults in one JSON file (mode 0600), read afresh on each use and written whole, synced and renamed into place.
+/// User defaults in one JSON file (mode 0600), read afresh on each use and written whole, synced and renamed
+/// into place.
 ///
-/// A file that is not a JSON object is kept beside the new one when the first value is set; until then reading gives
-/// nothing. A file that cannot be read gives nothing and is never overwritten.
+/// A file that is not a JSON object is kept beside the new one when the first value is set; until then
+/// reading gives nothing. A file that cannot be read gives nothing and is never overwritten.
 class JsonUserDefaults : public UserDefaults {
 public:
     explicit JsonUserDefaults(std::filesystem::path file) : file_(std::move(file)) {}
@@ -17,7 +19,10 @@ public:
     void remove(const std::string& key) override;
 
 private:
-    Json readForChange();
+    struct Stored;
+
+    Stored read() const;
+    void write(const Stored& stored);
 
     std::filesystem::path file_;
 };

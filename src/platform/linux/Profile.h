@@ -17,11 +17,15 @@ struct Profile {
     static Profile under(const std::filesystem::path& folder);
 
     std::filesystem::path preferencesFile() const { return config / "preferences.json"; }
-    /// The folders of one service origin, so that one origin's session is never sent to another.
+    /// The folders of one service origin, so that one origin's session is never sent to another. They are
+    /// named after its host in lower case, followed by "_" and the port where that is not the default one:
+    /// "brisko.example_8443".
     std::filesystem::path dataOf(const Url& origin) const;
     std::filesystem::path cacheOf(const Url& origin) const;
 
-    /// The application id of the single instance that uses these files: the well-known one for the person's own profile,
-    /// one derived from the folder for any other.
+    /// The application id of the single instance that uses these files: the well-known one for the person's
+    /// own profile, one derived from the folder for any other.
     std::string applicationId() const;
+
+    bool operator==(const Profile&) const = default;
 };

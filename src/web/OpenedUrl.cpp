@@ -1,4 +1,4 @@
-#include "application/OpenedUrl.h"
+#include "web/OpenedUrl.h"
 
 #include "platform/Url.h"
 

@@ -1,0 +1,9 @@
+#include "application/linux/GtkScreens.h"
+
+std::unique_ptr<Screen> GtkScreens::authScreen(std::shared_ptr<AuthView> view) {
+    return std::make_unique<AuthScreen>(std::move(view));
+}
+
+std::unique_ptr<WebView> GtkScreens::webView() {
+    return platform_.webEngine().makeView();
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "account/linux/AuthScreen.h"
+#include "application/AppDelegate.h"
+#include "platform/linux/LinuxPlatform.h"
+
+/// Draws the delegate's screens with GTK and the web engine.
+class GtkScreens : public ScreenFactory {
+public:
+    explicit GtkScreens(LinuxPlatform& platform) : platform_(platform) {}
+
+    std::unique_ptr<Screen> authScreen(std::shared_ptr<AuthView> view) override;
+    std::unique_ptr<WebView> webView() override;
+
+private:
+    LinuxPlatform& platform_;
+};

@@ -1,0 +1,19 @@
+#include "platform/linux/LinuxPlatform.h"
+
+#include "platform/linux/Graphics.h"
+
+LinuxPlatform::LinuxPlatform(const Profile& profile, const Service& service)
+    : service_(service), defaults_(profile.preferencesFile()), cookies_(service.data / "cookies.json"),
+      http_(cookies_, service.trusted), webData_([this]() -> WebEngine& { return webEngine(); }) {}
+
+WebEngine& LinuxPlatform::webEngine() {
+    if (!engine_) {
+        const WebEngine::Options options = {.data = service_.data / "web",
+                                            .cache = service_.cache / "web",
+                                            .origin = service_.origin,
+                                            .trusted = service_.trusted,
+                                            .acceleration = Graphics::isAccelerated()};
+        engine_ = loadWebEngine(options);
+    }
+    return *engine_;
+}

@@ -1,0 +1,36 @@
+#include "web/linux/LazyWebDataStore.h"
+
+LazyWebDataStore::LazyWebDataStore(Provider provider) : provider_(std::move(provider)) {}
+
+WebDataStore* LazyWebDataStore::store() {
+    try {
+        return &provider_().dataStore();
+    } catch (const Error& failure) {
+        g_warning("%s", failure.what());
+        return nullptr;
+    }
+}
+
+Task<std::vector<Cookie>> LazyWebDataStore::allCookies() {
+    auto* const real = store();
+    if (!real)
+        co_return std::vector<Cookie>();
+    auto listing = real->allCookies();
+    co_return co_await std::move(listing);
+}
+
+Task<> LazyWebDataStore::setCookie(Cookie cookie) {
+    auto* const real = store();
+    if (!real)
+        co_return;
+    auto setting = real->setCookie(std::move(cookie));
+    co_await std::move(setting);
+}
+
+Task<> LazyWebDataStore::removeAllData() {
+    auto* const real = store();
+    if (!real)
+        co_return;
+    auto removing = real->removeAllData();
+    co_await std::move(removing);
+}

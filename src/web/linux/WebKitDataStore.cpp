@@ -1,0 +1,67 @@
+#include "web/linux/WebKitDataStore.h"
+
+#include "account/linux/SoupCookies.h"
+#include "platform/linux/GAsync.h"
+
+namespace {
+
+void log(const char* what, GError* error) {
+    if (error)
+        g_warning("%s: %s", what, GErrorPtr(error)->message);
+}
+
+Task<> leavePages(std::shared_ptr<WebKitViews> views) {
+    std::vector<WebKitView::Departure> departures;
+    for (auto* const view : *views)
+        departures.push_back(view->leavePage());
+    for (const auto& departure : departures)
+        co_await departure->settlement();
+}
+
+} // namespace
+
+WebKitDataStore::WebKitDataStore(GPtr<WebKitNetworkSession> session, std::shared_ptr<WebKitViews> views)
+    : session_(std::move(session)), views_(std::move(views)) {}
+
+Task<std::vector<Cookie>> WebKitDataStore::allCookies() {
+    const auto session = session_;
+    auto* const manager = webkit_network_session_get_cookie_manager(session.get());
+    GAsync listing;
+    webkit_cookie_manager_get_all_cookies(manager, nullptr, GAsync::ready, &listing);
+    const auto result = co_await listing.settlement();
+    GError* error = nullptr;
+    auto* const list = webkit_cookie_manager_get_all_cookies_finish(manager, result.get(), &error);
+    log("Listing the page's cookies", error);
+    std::vector<Cookie> cookies;
+    for (auto* item = list; item; item = item->next) {
+        const SoupCookiePtr owned(static_cast<SoupCookie*>(item->data));
+        cookies.push_back(fromSoup(owned.get()));
+    }
+    g_list_free(list);
+    co_return cookies;
+}
+
+Task<> WebKitDataStore::setCookie(Cookie cookie) {
+    const auto session = session_;
+    auto* const manager = webkit_network_session_get_cookie_manager(session.get());
+    const auto converted = toSoup(cookie);
+    GAsync adding;
+    webkit_cookie_manager_add_cookie(manager, converted.get(), nullptr, GAsync::ready, &adding);
+    const auto result = co_await adding.settlement();
+    GError* error = nullptr;
+    webkit_cookie_manager_add_cookie_finish(manager, result.get(), &error);
+    log("Setting a cookie for the page", error);
+}
+
+Task<> WebKitDataStore::removeAllData() {
+    const auto session = session_;
+    auto leaving = leavePages(views_);
+    co_await std::move(leaving);
+    auto* const manager = webkit_network_session_get_website_data_manager(session.get());
+    GAsync clearing;
+    webkit_website_data_manager_clear(manager, WEBKIT_WEBSITE_DATA_ALL, 0, nullptr, GAsync::ready, &clearing);
+    const auto result = co_await clearing.settlement();
+    GError* error = nullptr;
+    webkit_website_data_manager_clear_finish(manager, result.get(), &error);
+    log("Removing the website data", error);
+}

@@ -1,0 +1,64 @@
+#include "web/linux/WebKitEngine.h"
+
+#include "platform/linux/DurableFile.h"
+#include "web/linux/WebEngineModule.h"
+
+namespace {
+
+/// The word by which the service knows a desktop shell.
+constexpr const char* applicationName = "briskomac";
+
+GPtr<WebKitNetworkSession> makeSession(const WebEngine::Options& options) {
+    // The engine itself would leave the folders, and the cookies in them, readable for everybody.
+    DurableFile::makePrivateFolder(options.data);
+    DurableFile::makePrivateFolder(options.cache);
+    auto session = GPtr<WebKitNetworkSession>::take(
+        webkit_network_session_new(options.data.c_str(), options.cache.c_str()));
+    webkit_cookie_manager_set_persistent_storage(webkit_network_session_get_cookie_manager(session.get()),
+                                                 (options.data / "cookies.sqlite").c_str(),
+                                                 WEBKIT_COOKIE_PERSISTENT_STORAGE_SQLITE);
+    return session;
+}
+
+GPtr<WebKitSettings> makeSettings(bool acceleration) {
+    auto settings = GPtr<WebKitSettings>::take(webkit_settings_new());
+    // The engine's own call for this would put a version behind the word.
+    const auto userAgent =
+        webkit_settings_get_user_agent(settings.get()) + std::string(" ") + applicationName;
+    webkit_settings_set_user_agent(settings.get(), userAgent.c_str());
+    webkit_settings_set_enable_back_forward_navigation_gestures(settings.get(), TRUE);
+    if (!acceleration)
+        webkit_settings_set_hardware_acceleration_policy(settings.get(),
+                                                         WEBKIT_HARDWARE_ACCELERATION_POLICY_NEVER);
+    return settings;
+}
+
+} // namespace
+
+WebKitEngine::WebKitEngine(const Options& options)
+    : acceleration_(options.acceleration),
+      session_(makeSession(options)),
+      trust_(std::make_shared<WebKitTrust>(session_, options.origin, options.trusted)),
+      views_(std::make_shared<WebKitViews>()),
+      store_(session_, views_) {}
+
+std::unique_ptr<GtkWebView> WebKitEngine::makeView() {
+    if (prepared_)
+        return std::move(prepared_);
+    return newView();
+}
+
+std::unique_ptr<WebKitView> WebKitEngine::newView() const {
+    return std::make_unique<WebKitView>(session_.get(), trust_, views_, makeSettings(acceleration_));
+}
+
+void WebKitEngine::prepare() {
+    if (prepared_)
+        return;
+    prepared_ = newView();
+    prepared_->prepare();
+}
+
+WebEngine* briskoMakeWebEngine(const WebEngine::Options& options) {
+    return std::make_unique<WebKitEngine>(options).release();
+}

@@ -1,0 +1,112 @@
+#include "account/linux/DurableCookieJar.h"
+#include "account/linux/SoupCookies.h"
+#include "fakes/FakePlatform.h"
+#include "platform/linux/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Fake {
+    FakeCookieJar jar;
+
+    void put(const Cookie& cookie) { jar.cookies.push_back(cookie); }
+};
+
+struct File {
+    TemporaryFolder folder{"brisko-cookies"};
+    DurableCookieJar jar{folder.path() / "cookies.json"};
+
+    void put(const Cookie& cookie) { soup_cookie_jar_add_cookie(jar.jar(), toSoup(cookie).release()); }
+};
+
+template <class Kind>
+class CookieJarContract : public testing::Test {
+protected:
+    Kind kind;
+    CookieJar& jar = kind.jar;
+
+    static Cookie cookie(std::string name, std::string domain, std::string path = "/", bool secure = false) {
+        Cookie result;
+        result.name = std::move(name);
+        result.value = "value of " + result.name;
+        result.domain = std::move(domain);
+        result.path = std::move(path);
+        result.secure = secure;
+        result.sameSite = Cookie::SameSite::lax;
+        result.expires = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()) +
+                         std::chrono::hours(24);
+        return result;
+    }
+    std::string namesFor(const char* url) const {
+        std::string names;
+        for (const auto& found : jar.cookiesFor(*Url::parse(url)))
+            names += (names.empty() ? "" : " ") + found.name;
+        return names;
+    }
+};
+
+using Kinds = testing::Types<Fake, File>;
+TYPED_TEST_SUITE(CookieJarContract, Kinds);
+
+} // namespace
+
+TYPED_TEST(CookieJarContract, listsTheCookiesThatARequestWouldCarry) {
+    this->kind.put(this->cookie("host", "brisko.example"));
+    this->kind.put(this->cookie("below", ".brisko.example"));
+    this->kind.put(this->cookie("deep", "brisko.example", "/api/auth"));
+    this->kind.put(this->cookie("sealed", "brisko.example", "/", true));
+    this->kind.put(this->cookie("foreign", "other.example"));
+    const std::pair<const char*, const char*> cases[] = {
+        {"https://brisko.example", "host below sealed"},
+        {"https://brisko.example:8443/", "host below sealed"},
+        {"http://brisko.example/", "host below"},
+        {"https://brisko.example/api/auth", "deep host below sealed"},
+        {"https://brisko.example/api/auth/login?x=1", "deep host below sealed"},
+        {"https://brisko.example/api/authority", "host below sealed"},
+        {"https://sub.brisko.example/", "below"},
+        {"https://notbrisko.example/", ""},
+        {"https://example/", ""},
+        {"relative", ""},
+    };
+    for (const auto& [url, names] : cases) {
+        std::set<std::string> expected, found;
+        for (const auto& part : {std::string(names), this->namesFor(url)})
+            EXPECT_EQ(part.starts_with("deep"), std::string(names).starts_with("deep")) << url;
+        std::istringstream wanted(names), got(this->namesFor(url));
+        for (std::string name; wanted >> name;)
+            expected.insert(name);
+        for (std::string name; got >> name;)
+            found.insert(name);
+        EXPECT_EQ(found, expected) << url;
+    }
+}
+
+TYPED_TEST(CookieJarContract, givesEveryPropertyBack) {
+    auto given = this->cookie("brisko_session", ".brisko.example", "/app", true);
+    given.httpOnly = true;
+    given.sameSite = Cookie::SameSite::strict;
+    this->kind.put(given);
+    EXPECT_EQ(this->jar.cookiesFor(*Url::parse("https://brisko.example/app")), std::vector<Cookie>{given});
+    auto passing = this->cookie("passing", "brisko.example");
+    passing.expires.reset();
+    this->kind.put(passing);
+    EXPECT_EQ(this->jar.cookiesFor(*Url::parse("https://brisko.example/")), std::vector<Cookie>{passing});
+}
+
+TYPED_TEST(CookieJarContract, removesTheCookieOfThatNameDomainAndPathWhateverItsValue) {
+    this->kind.put(this->cookie("a", "brisko.example"));
+    this->kind.put(this->cookie("a", ".brisko.example"));
+    this->kind.put(this->cookie("a", "brisko.example", "/app"));
+    this->kind.put(this->cookie("b", "brisko.example"));
+    auto cookie = this->cookie("a", "brisko.example");
+    cookie.value = "changed meanwhile";
+    this->jar.remove(cookie);
+    this->jar.remove(this->cookie("missing", "brisko.example"));
+    const auto left = this->jar.cookiesFor(*Url::parse("https://brisko.example/app"));
+    ASSERT_EQ(left.size(), 3U);
+    EXPECT_EQ(left[0].path, "/app");
+    for (const auto& kept : left)
+        this->jar.remove(kept);
+    EXPECT_TRUE(this->jar.cookiesFor(*Url::parse("https://brisko.example/app")).empty());
+}

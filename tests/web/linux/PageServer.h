@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/Url.h"
+#include "platform/linux/GPtr.h"
+
+#include <libsoup/soup.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+/// An https server on the loopback interface that serves a few pages held in memory, from the test's own main
+/// loop.
+class PageServer {
+public:
+    struct Page {
+        std::string body;
+        std::string type = "text/html";
+        unsigned status = 200;
+    };
+    /// What was asked for, in its order.
+    struct Request {
+        std::string path;
+        std::string userAgent;
+        std::string cookies;
+    };
+
+    explicit PageServer(GTlsCertificate* certificate);
+    ~PageServer();
+
+    /// "https://localhost:…", where the server has its certificate for; `host` may be another name of the
+    /// machine.
+    Url origin(const std::string& host = "localhost") const;
+    Url url(const std::string& path, const std::string& host = "localhost") const;
+    bool wasAsked(const std::string& path) const;
+
+    std::map<std::string, Page> pages;
+    std::string silentPath; ///< a request for it is never answered
+    std::vector<Request> requests;
+
+private:
+    static void answer(SoupServer*, SoupServerMessage* message, const char* path, GHashTable*, gpointer self);
+
+    GPtr<SoupServer> server_;
+    guint port_ = 0;
+};

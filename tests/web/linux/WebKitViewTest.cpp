@@ -1,0 +1,289 @@
+#include "CertificateAuthority.h"
+#include "MainLoop.h"
+#include "PageServer.h"
+#include "demo/Certificate.h"
+#include "platform/linux/TemporaryFolder.h"
+#include "web/linux/WebEngine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <gtk/gtk.h>
+
+#include <fstream>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+namespace {
+
+/// A view in a window, what it has reported, and the engine behind it.
+class Browser {
+public:
+    Browser(const Url& origin, const std::string& pem) {
+        WebEngine::Options options = {.data = folder_.path() / "data",
+                                      .cache = folder_.path() / "cache",
+                                      .origin = origin,
+                                      .trusted = std::nullopt,
+                                      .acceleration = false};
+        if (!pem.empty()) {
+            options.trusted = folder_.path() / "trusted.pem";
+            std::ofstream(*options.trusted) << pem;
+        }
+        engine_ = loadWebEngine(options);
+        gtk_window_set_default_size(GTK_WINDOW(window_.get()), 640, 480);
+        makeView();
+    }
+    Browser(const Browser&) = delete;
+    Browser& operator=(const Browser&) = delete;
+    ~Browser() { gtk_window_destroy(GTK_WINDOW(window_.get())); }
+
+    void makeView() {
+        view = engine_->makeView();
+        view->onFinished = [this] { finished += 1; };
+        view->onFailed = [this](const Error& failure) { failures.emplace_back(failure.what()); };
+        gtk_window_set_child(GTK_WINDOW(window_.get()), view->widget());
+        gtk_window_present(GTK_WINDOW(window_.get()));
+    }
+
+    /// Loads the page and waits for what becomes of it: true when it was shown.
+    bool shows(const Url& url) {
+        const auto before = finished;
+        const auto failuresBefore = failures.size();
+        view->load(url);
+        MainLoop::runUntil([&] { return finished > before || failures.size() > failuresBefore; });
+        return finished > before;
+    }
+    /// What the page answers to the body of an asynchronous function; null for none.
+    Json ask(const std::string& body) {
+        return MainLoop::await(view->evaluateForResult(body)).value_or(nullptr);
+    }
+    WebDataStore& store() { return engine_->dataStore(); }
+    WebEngine& engine() { return *engine_; }
+
+private:
+    TemporaryFolder folder_{"browser"};
+    GPtr<GtkWidget> window_ = GPtr<GtkWidget>::share(gtk_window_new());
+    std::unique_ptr<WebEngine> engine_;
+
+public:
+    std::unique_ptr<GtkWebView> view;
+    int finished = 0;
+    std::vector<std::string> failures;
+};
+
+const std::string hello = "<!doctype html><title>hello</title><p>hello";
+
+class WebKitView : public testing::Test {
+protected:
+    WebKitView() : certificate(Demo::Certificate::make()), server(certificate.tls.get()) {
+        server.pages["/"] = PageServer::Page(hello);
+    }
+
+    Demo::Certificate certificate;
+    PageServer server;
+};
+
+} // namespace
+
+TEST_F(WebKitView, showsAPageWhoseCertificateIsTheTrustedOneWithTheApplicationNameOnceInTheUserAgent) {
+    Browser browser(server.origin(), certificate.pem);
+    EXPECT_TRUE(browser.shows(server.url("/")));
+    EXPECT_EQ(browser.ask("return document.title"), "hello");
+    EXPECT_EQ(browser.ask("return window.isSecureContext"), true);
+    EXPECT_THAT(browser.failures, IsEmpty());
+    ASSERT_THAT(server.requests, Not(IsEmpty()));
+    const auto& userAgent = server.requests.front().userAgent;
+    EXPECT_TRUE(userAgent.starts_with("Mozilla/5.0 ")) << userAgent;
+    EXPECT_TRUE(userAgent.ends_with(" briskomac")) << userAgent;
+    EXPECT_EQ(userAgent.find("briskomac"), userAgent.rfind("briskomac"));
+    EXPECT_EQ(browser.ask("return navigator.userAgent"), userAgent);
+}
+
+TEST_F(WebKitView, sendsNothingToAServerItDoesNotTrust) {
+    {
+        Browser browser(server.origin(), "");
+        EXPECT_FALSE(browser.shows(server.url("/")));
+    }
+    // The trusted file counts for the origin's host alone, though the certificate names this address as well.
+    Browser browser(server.origin(), certificate.pem);
+    EXPECT_FALSE(browser.shows(server.url("/", "127.0.0.1")));
+    EXPECT_THAT(server.requests, IsEmpty());
+}
+
+TEST_F(WebKitView, showsAPageWhoseCertificateTheTrustedAuthorityHasIssuedForThatHostOnly) {
+    const CertificateAuthority authority;
+    PageServer issued(authority.issue("localhost").get());
+    PageServer misnamed(authority.issue("other.example").get());
+    issued.pages["/"] = misnamed.pages["/"] = PageServer::Page(hello);
+
+    Browser browser(issued.origin(), authority.pem());
+    EXPECT_TRUE(browser.shows(issued.url("/")));
+    EXPECT_EQ(browser.ask("return (await fetch('/')).status"), 200);
+    EXPECT_FALSE(browser.shows(misnamed.url("/")));
+    EXPECT_FALSE(browser.shows(server.url("/")));
+    EXPECT_THAT(misnamed.requests, IsEmpty());
+    EXPECT_THAT(server.requests, IsEmpty());
+}
+
+TEST_F(WebKitView, sendsTheCookiesOfTheStoreAndKeepsThoseOfThePage) {
+    Browser browser(server.origin(), certificate.pem);
+    Cookie cookie;
+    cookie.name = "brisko_session";
+    cookie.value = "one";
+    cookie.domain = "localhost";
+    cookie.httpOnly = true;
+    MainLoop::await(browser.store().setCookie(cookie));
+    ASSERT_TRUE(browser.shows(server.url("/")));
+    EXPECT_EQ(server.requests.front().cookies, "brisko_session=one");
+    EXPECT_EQ(browser.ask("document.cookie = 'own=two'; return document.cookie"), "own=two");
+    EXPECT_EQ(MainLoop::await(browser.store().allCookies()).size(), 2);
+}
+
+TEST_F(WebKitView, loadsOnlyWhatThePolicyAllows) {
+    server.pages["/"] = PageServer::Page("<a id=refused href=/refused></a><a id=allowed href=/allowed></a>");
+    server.pages["/allowed"] = server.pages["/refused"] = PageServer::Page(hello);
+    Browser browser(server.origin(), certificate.pem);
+    std::vector<std::string> asked;
+    browser.view->decidePolicy = [&](const NavigationAction& action) {
+        asked.push_back(action.url);
+        return action.url.ends_with("/refused") ? NavigationPolicy::cancel : NavigationPolicy::allow;
+    };
+    ASSERT_TRUE(browser.shows(server.url("/")));
+    browser.view->evaluate("document.getElementById('refused').click()");
+    MainLoop::runUntil([&] { return asked.size() == 2; });
+    EXPECT_EQ(browser.ask("return location.pathname"), "/");
+    browser.view->evaluate("document.getElementById('allowed').click()");
+    MainLoop::runUntil([&] { return browser.finished == 2; });
+    EXPECT_EQ(browser.ask("return location.pathname"), "/allowed");
+    EXPECT_THAT(asked, ElementsAre(server.url("/").text(), server.url("/refused").text(),
+                                   server.url("/allowed").text()));
+    EXPECT_FALSE(server.wasAsked("/refused"));
+}
+
+TEST_F(WebKitView, reportsEachRequestForAWindowOnceAndOpensNone) {
+    server.pages["/"] = PageServer::Page("<a id=link target=_blank href=/new></a>");
+    Browser browser(server.origin(), certificate.pem);
+    std::vector<std::string> wanted;
+    browser.view->onNewWindow = [&](const std::string& url) { wanted.push_back(url); };
+    ASSERT_TRUE(browser.shows(server.url("/")));
+    browser.view->evaluate("document.getElementById('link').click()");
+    MainLoop::runUntil([&] { return !wanted.empty(); });
+    EXPECT_EQ(browser.ask("return window.open('/opened') === null"), true);
+    EXPECT_EQ(browser.ask("return window.open() === null"), true);
+    EXPECT_THAT(wanted, ElementsAre(server.url("/new").text(), server.url("/opened").text(), ""));
+    EXPECT_FALSE(server.wasAsked("/new") || server.wasAsked("/opened"));
+}
+
+TEST_F(WebKitView, staysWhereItIsWhenAnAnswerIsNoPage) {
+    server.pages["/archive"] = PageServer::Page("PK", "application/zip");
+    server.pages["/nothing"] = PageServer::Page("", "text/html", 204);
+    Browser browser(server.origin(), certificate.pem);
+    ASSERT_TRUE(browser.shows(server.url("/")));
+    for (const auto* path : {"/archive", "/nothing"}) {
+        browser.view->load(server.url(path));
+        MainLoop::runUntil([&] { return server.wasAsked(path); });
+        EXPECT_EQ(browser.ask("try { await fetch('/'); } catch (e) { return String(e) } return location.pathname"), "/") << path;
+    }
+    EXPECT_THAT(browser.failures, IsEmpty());
+    EXPECT_EQ(browser.finished, 1);
+}
+
+TEST_F(WebKitView, reportsAnUnreachableServerOnceAndASupersededLoadNotAtAll) {
+    server.silentPath = "/silent";
+    Browser browser(server.origin(), certificate.pem);
+    browser.view->load(server.url("/silent"));
+    MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
+    EXPECT_TRUE(browser.shows(server.url("/")));
+    EXPECT_THAT(browser.failures, IsEmpty());
+
+    std::optional<PageServer> gone(std::in_place, certificate.tls.get());
+    const auto unreachable = gone->url("/");
+    gone.reset();
+    EXPECT_FALSE(browser.shows(unreachable));
+    EXPECT_TRUE(browser.shows(server.url("/")));
+    EXPECT_EQ(browser.failures.size(), 1);
+    EXPECT_EQ(browser.finished, 2);
+}
+
+TEST_F(WebKitView, answersAScriptWithItsValueOrWithNothing) {
+    Browser browser(server.origin(), certificate.pem);
+    ASSERT_TRUE(browser.shows(server.url("/")));
+    EXPECT_EQ(browser.ask("return {a: [1, 'é']}"), parseJson(R"({"a": [1, "é"]})"));
+    for (const auto* body : {"", "throw new Error('x')", "return undefined", "not a script"})
+        EXPECT_EQ(MainLoop::await(browser.view->evaluateForResult(body)), std::nullopt) << body;
+}
+
+TEST_F(WebKitView, removesEverythingAPageWithAServiceWorkerHasKept) {
+    server.pages["/worker.js"] = PageServer::Page("onfetch = () => {}", "text/javascript");
+    Browser browser(server.origin(), certificate.pem);
+    ASSERT_TRUE(browser.shows(server.url("/")));
+    ASSERT_EQ(browser.ask(
+                  "await navigator.serviceWorker.register('/worker.js'); await navigator.serviceWorker.ready;"
+                  "localStorage.a = 1; document.cookie = 'a=1'; onbeforeunload = e => e.preventDefault();"
+                  "await (await caches.open('c')).put('/x', new Response('x')); return 1"),
+              1);
+    browser.view->decidePolicy = [](const NavigationAction&) { return NavigationPolicy::cancel; };
+    const auto start = std::chrono::steady_clock::now();
+    MainLoop::await(browser.store().removeAllData());
+    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
+    RecordProperty("milliseconds", std::to_string(took.count()));
+    EXPECT_THAT(MainLoop::await(browser.store().allCookies()), IsEmpty());
+
+    browser.view->decidePolicy = nullptr;
+    ASSERT_TRUE(browser.shows(server.url("/")));
+    EXPECT_EQ(browser.ask("return [localStorage.length, document.cookie, (await caches.keys()).length,"
+                          "(await navigator.serviceWorker.getRegistrations()).length]"),
+              parseJson(R"([0, "", 0, 0])"));
+}
+
+TEST_F(WebKitView, doesNotWaitForAPageThatNeverAnswers) {
+    Browser browser(server.origin(), certificate.pem);
+    ASSERT_TRUE(browser.shows(server.url("/")));
+    browser.view->evaluate("localStorage.a = 1; for (;;) ;");
+    MainLoop::await(browser.store().removeAllData());
+    ASSERT_TRUE(browser.shows(server.url("/")));
+    EXPECT_EQ(browser.ask("return localStorage.length"), 0);
+}
+
+TEST_F(WebKitView, mayEndAtAnyMoment) {
+    server.silentPath = "/silent";
+    Browser browser(server.origin(), certificate.pem);
+
+    browser.view->load(server.url("/silent"));
+    MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
+    browser.view.reset();
+
+    browser.makeView();
+    browser.view->decidePolicy = [&](const NavigationAction&) {
+        browser.view.reset();
+        return NavigationPolicy::cancel;
+    };
+    browser.view->load(server.url("/"));
+    MainLoop::runUntil([&] { return !browser.view; });
+
+    browser.makeView();
+    browser.view->onFinished = [&] { browser.view.reset(); };
+    browser.view->load(server.url("/"));
+    MainLoop::runUntil([&] { return !browser.view; });
+
+    // A page that is still being asked answers nothing, and one that is being left is gone.
+    browser.makeView();
+    ASSERT_TRUE(browser.shows(server.url("/")));
+    auto asking = browser.view->evaluateForResult("await new Promise(() => {})");
+    auto removing = browser.store().removeAllData();
+    bool answered = false;
+    bool removed = false;
+    const auto ask = [](Task<std::optional<Json>> task, bool* ended) -> Task<> {
+        const auto result = co_await std::move(task);
+        EXPECT_EQ(result, std::nullopt);
+        *ended = true;
+    };
+    spawn(ask(std::move(asking), &answered));
+    spawn(MainLoop::detail::note(std::move(removing), &removed));
+    browser.view.reset();
+    MainLoop::runUntil([&] { return answered && removed; });
+
+    browser.makeView();
+    EXPECT_TRUE(browser.shows(server.url("/")));
+}
