@@ -4,10 +4,12 @@
 #include "platform/Error.h"
 #include "platform/linux/TemporaryFolder.h"
 
+#include <glib.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <vector>
 

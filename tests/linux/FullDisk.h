@@ -4,8 +4,8 @@
 
 #include <csignal>
 
-/// A disk that takes no more: for as long as this exists, no file of this process can grow ("File too large"), while
-/// files can still be made, renamed and removed, as on a full disk.
+/// A disk that takes no more: for as long as this exists, no file of this process can grow ("File too
+/// large"), while files can still be made, renamed and removed, as on a full disk.
 class FullDisk {
 public:
     FullDisk() : handler_(std::signal(SIGXFSZ, SIG_IGN)) {

@@ -37,13 +37,13 @@ struct Soup {
     Url at(const char* path) const { return service.at(path); }
     void answer(int status, const std::string& body) {
         behave(status, body);
-        service.open();
+        service.admit(2);
     }
     void behave(int status, const std::string& body) {
         answer_ = MisbehavingService::reply(std::to_string(status) + " Status", "", body);
         service.behave([this](MisbehavingService::Conversation& conversation) {
             conversation.request();
-            conversation.awaitGate();
+            conversation.awaitStep();
             conversation.send(answer_);
         });
     }
@@ -101,7 +101,8 @@ TYPED_TEST(HttpClientContract, endsAStoppedRequestAndNoOther) {
 TYPED_TEST(HttpClientContract, failsARequestThatIsStoppedBeforeItBegins) {
     std::stop_source stop;
     stop.request_stop();
-    EXPECT_EQ(this->reasonOf(this->get("api/auth/captcha", stop.get_token())), TransportError::Reason::cancelled);
+    EXPECT_EQ(this->reasonOf(this->get("api/auth/captcha", stop.get_token())),
+              TransportError::Reason::cancelled);
 }
 
 TYPED_TEST(HttpClientContract, takesAStopAfterTheReplyForNothing) {

@@ -41,7 +41,8 @@ TEST_F(JsonUserDefaultsTest, seesAndKeepsWhatSomebodyElseHasWrittenMeanwhile) {
     store(R"({"brisko.a": 2, "other": [true]})");
     EXPECT_EQ(defaults.value("brisko.a"), 2);
     defaults.set("brisko.b", 3);
-    EXPECT_EQ(parseJson(*DurableFile::read(file)), parseJson(R"({"brisko.a":2,"brisko.b":3,"other":[true]})"));
+    EXPECT_EQ(parseJson(*DurableFile::read(file)),
+              parseJson(R"({"brisko.a":2,"brisko.b":3,"other":[true]})"));
 }
 
 TEST_F(JsonUserDefaultsTest, writesNothingWhenNothingChanges) {

@@ -57,13 +57,16 @@ void MisbehavingService::Conversation::awaitEnd() {
     }
 }
 
-void MisbehavingService::Conversation::awaitGate() {
+void MisbehavingService::Conversation::awaitStep() {
     std::unique_lock lock(service_.mutex_);
-    service_.changed_.wait(lock, [this] { return service_.open_ || service_.ended_; });
+    service_.changed_.wait(lock, [this] { return service_.steps_ > 0 || service_.ended_; });
+    service_.steps_ -= 1;
 }
 
 MisbehavingService::MisbehavingService(Behaviour behaviour, Security security, const char* address)
-    : security_(security), address_(address), certificate_(Demo::Certificate::make()),
+    : security_(security),
+      address_(address),
+      certificate_(Demo::Certificate::make()),
       ending_(GPtr<GCancellable>::take(g_cancellable_new())),
       listener_(GPtr<GSocketService>::take(g_threaded_socket_service_new(threads))),
       behaviour_(std::move(behaviour)) {
@@ -113,9 +116,9 @@ void MisbehavingService::behave(Behaviour behaviour) {
     behaviour_ = std::move(behaviour);
 }
 
-void MisbehavingService::open() {
+void MisbehavingService::admit(int steps) {
     const std::lock_guard lock(mutex_);
-    open_ = true;
+    steps_ += steps;
     changed_.notify_all();
 }
 
@@ -134,7 +137,8 @@ int MisbehavingService::connections() const {
     return connections_;
 }
 
-gboolean MisbehavingService::serve(GThreadedSocketService*, GSocketConnection* socket, GObject*, gpointer self) {
+gboolean MisbehavingService::serve(GThreadedSocketService*, GSocketConnection* socket, GObject*,
+                                   gpointer self) {
     auto* service = static_cast<MisbehavingService*>(self);
     {
         const std::lock_guard lock(service->mutex_);

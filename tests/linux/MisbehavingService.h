@@ -14,11 +14,11 @@
 #include <string_view>
 #include <vector>
 
-/// A service on a loopback port that the system picks, whose every byte the test decides: what real servers and the
-/// networks before them do on bad days.
+/// A service on a loopback port that the system picks, whose every byte the test decides: what real servers
+/// and the networks before them do on bad days.
 ///
-/// Connections are accepted by the main loop and served by a thread each, so that a behaviour reads from top to bottom.
-/// At its end the service closes what is open and waits for those threads.
+/// Connections are accepted by the main loop and served by a thread each, so that a behaviour reads from top
+/// to bottom. At its end the service closes what is open and waits for those threads.
 class MisbehavingService {
 public:
     /// One connection, from the server's side.
@@ -35,8 +35,8 @@ public:
         void reset();
         /// Lets the connection stand until the client closes it.
         void awaitEnd();
-        /// Waits for `MisbehavingService::open`, or for the end of the service.
-        void awaitGate();
+        /// Waits until the test admits one step more, or the service ends.
+        void awaitStep();
 
     private:
         MisbehavingService& service_;
@@ -48,7 +48,8 @@ public:
     using Behaviour = std::function<void(Conversation&)>;
     enum class Security { tls, none };
 
-    /// Throws std::runtime_error when it cannot listen. `address` is one of this machine's loopback addresses.
+    /// Throws std::runtime_error when it cannot listen. `address` is one of this machine's loopback
+    /// addresses.
     explicit MisbehavingService(Behaviour behaviour, Security security = Security::tls,
                                 const char* address = "127.0.0.1");
     MisbehavingService(const MisbehavingService&) = delete;
@@ -63,8 +64,8 @@ public:
     static std::string reply(const std::string& status, const std::string& headers, const std::string& body);
 
     void behave(Behaviour behaviour);
-    /// Lets every conversation pass that waits at the gate, now and later.
-    void open();
+    /// Lets the conversations take so many steps more, now or later.
+    void admit(int steps);
 
     Url origin() const;
     Url at(std::string_view path) const { return origin().appendingPath(path); }
@@ -90,6 +91,6 @@ private:
     std::vector<std::string> requests_;
     int connections_ = 0;
     int active_ = 0;
-    bool open_ = false;
+    int steps_ = 0;
     bool ended_ = false;
 };

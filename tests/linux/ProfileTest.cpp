@@ -55,7 +55,8 @@ TEST(Profile, hasOneValidApplicationIdForEachFolder) {
     EXPECT_EQ(Profile::under(folder.path() / "link").applicationId(), id);
     EXPECT_EQ(Profile::under(folder.path() / "real" / "").applicationId(), id);
     fs::create_directories(folder.path() / "real" / "data");
-    EXPECT_EQ(Profile::under(folder.path() / "real").applicationId(), id) << "the same before and after the first start";
+    EXPECT_EQ(Profile::under(folder.path() / "real").applicationId(), id)
+        << "the same before and after the first start";
     EXPECT_NE(Profile::under(folder.path() / "other").applicationId(), id);
     EXPECT_EQ(id.size(), std::string("app.brisko.Brisko.p").size() + 16);
     EXPECT_TRUE(g_application_id_is_valid(id.c_str())) << id;

@@ -6,8 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <limits>
-#include <memory>
 
 namespace {
 

@@ -50,6 +50,7 @@ DemoService::DemoService(const Options& options) : certificate_(options.certific
 DemoService::~DemoService() {
     g_output_stream_close(g_subprocess_get_stdin_pipe(child_.get()), nullptr, nullptr);
     g_subprocess_send_signal(child_.get(), SIGTERM);
+    goOn();
     g_subprocess_wait(child_.get(), nullptr, nullptr);
 }
 
@@ -59,6 +60,14 @@ Url DemoService::origin() {
         if (const auto origin = BriskoAPI::parseOrigin(greeting["origin"].get<std::string>()))
             return *origin;
     throw Error("The demonstration service did not start.");
+}
+
+void DemoService::pause() {
+    g_subprocess_send_signal(child_.get(), SIGSTOP);
+}
+
+void DemoService::goOn() {
+    g_subprocess_send_signal(child_.get(), SIGCONT);
 }
 
 std::string DemoService::readLine() {

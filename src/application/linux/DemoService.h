@@ -26,6 +26,9 @@ public:
     /// Where the service listens. Waits for the child to say so; throws Error when it does not.
     Url origin();
     const std::filesystem::path& certificate() const { return certificate_; }
+    /// Lets the service take its time: while it is paused it accepts connections and answers nobody.
+    void pause();
+    void goOn();
 
 private:
     std::string readLine();

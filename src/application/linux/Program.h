@@ -32,6 +32,8 @@ public:
     void open(const std::vector<std::string>& urls);
 
     MainWindow& mainWindow() { return *window_; }
+    /// The embedded service; null without --demo.
+    DemoService* demo() { return demo_.get(); }
     BrowserPanel& browserPanel() { return panel_; }
 
 private:

@@ -71,9 +71,11 @@ Task<> Tour::signInMode() {
     auto& view = authScreen().view();
     view.type(AuthView::Field::identifier, seededUser);
     view.type(AuthView::Field::password, "not the password");
+    program_.demo()->pause();
     spawn(view.go());
     auto busy = picture("signing-in");
     co_await std::move(busy);
+    program_.demo()->goOn();
     auto refused = until("the refusal of a wrong password", [&view] { return view.state().error.has_value(); });
     co_await std::move(refused);
     view.toggleReveal();
@@ -84,9 +86,11 @@ Task<> Tour::signInMode() {
 
 Task<> Tour::signUpMode() {
     auto& view = authScreen().view();
+    program_.demo()->pause();
     view.switchTo(AuthView::Mode::signUp);
     auto waiting = picture("sign-up-loading");
     co_await std::move(waiting);
+    program_.demo()->goOn();
     auto loading = until("the verification image", [&view] { return view.state().captcha.has_value(); });
     co_await std::move(loading);
     view.type(AuthView::Field::identifier, seededUser);

@@ -22,8 +22,8 @@ class GtkWebView : public WebView, public WidgetScreen {
 public:
     /// A page has been loaded completely. Not called for a load that failed or was given up.
     std::function<void()> onFinished;
-    /// A page could not be loaded; the engine shows a page of its own that says so. Not called for a load
-    /// that was given up for another one or became a download.
+    /// A page could not be loaded, and the engine's own page that says so is shown instead. Not called for a
+    /// load that was given up for another one or became a download.
     std::function<void(const Error&)> onFailed;
 
     /// Runs `body` as the body of an asynchronous function in the page ("return await …") and gives what it

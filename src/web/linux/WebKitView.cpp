@@ -151,9 +151,6 @@ bool WebKitView::decide(WebKitPolicyDecision* decision, WebKitPolicyDecisionType
 }
 
 void WebKitView::decideNavigation(WebKitPolicyDecision* decision, const std::string& uri) {
-    g_printerr("DBG nav %s\n", uri.c_str());
-    if (load_ == Load::failed)
-        load_ = Load::running;
     const auto leaving = !departures_.empty() && uri == emptyPage;
     // The callback may end this object, and with it the callback.
     const auto ask = leaving ? nullptr : decidePolicy;
@@ -178,37 +175,46 @@ void WebKitView::requestWindow(WebKitNavigationAction* action) {
 }
 
 void WebKitView::loadChanged(WebKitLoadEvent event) {
-    g_printerr("DBG changed %d state %d uri %s\n", event, (int)load_, webkit_web_view_get_uri(view_.get()));
-    if (event == WEBKIT_LOAD_STARTED && load_ == Load::abandoned) {
-        load_ = Load::running;
-    } else if (event == WEBKIT_LOAD_COMMITTED && !departures_.empty()) {
-        const char* const uri = webkit_web_view_get_uri(view_.get());
-        if (uri && std::string_view(uri) == emptyPage)
-            left();
-    } else if (event == WEBKIT_LOAD_FINISHED) {
-        const auto state = load_;
-        if (state == Load::abandoned)
-            load_ = Load::running;
-        if (const auto tell = onFinished; tell && state == Load::running)
-            tell();
+    g_printerr("DBG changed %d uri %s\n", event,  webkit_web_view_get_uri(view_.get()));
+    if (event == WEBKIT_LOAD_STARTED)
+        abandoned_ = false;
+    else if (event == WEBKIT_LOAD_COMMITTED)
+        committed();
+    else if (event == WEBKIT_LOAD_FINISHED && !std::exchange(abandoned_, false))
+        finished();
+}
+
+void WebKitView::committed() {
+    const char* const uri = webkit_web_view_get_uri(view_.get());
+    // The engine's page about a failure stands under the address that could not be loaded.
+    if (failure_ && (!uri || failure_->uri != uri))
+        failure_.reset();
+    if (uri && std::string_view(uri) == emptyPage)
+        left();
+}
+
+void WebKitView::finished() {
+    // The callback may end this object, and with it the callback.
+    if (const auto failure = std::exchange(failure_, std::nullopt)) {
+        if (const auto tell = onFailed)
+            tell(failure->error);
+    } else if (const auto tell = onFinished) {
+        tell();
     }
 }
 
 bool WebKitView::loadFailed(const char* uri, const GError* error) {
-    g_printerr("DBG failed %s %s/%d %s\n", uri, g_quark_to_string(error->domain), error->code, error->message);
-    if (isGivenUp(error)) {
-        load_ = Load::abandoned;
+    g_printerr("DBG failed %s %s/%d %s\n", uri, g_quark_to_string(error->domain), error->code,
+               error->message);
+    abandoned_ = true;
+    if (isGivenUp(error))
         return false;
-    }
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) && trust_->covers(uri) && retriesLeft_ > 0) {
         retriesLeft_ -= 1;
         retry(uri);
         return true;
     }
-    load_ = Load::failed;
-    const Error failure(error->message, error->code);
-    if (const auto tell = onFailed)
-        tell(failure);
+    failure_ = Failure(uri, Error(error->message, error->code));
     return false;
 }
 
@@ -221,7 +227,7 @@ bool WebKitView::certificateRefused(const char* uri, GTlsCertificate* certificat
 }
 
 void WebKitView::retry(const char* uri) {
-    load_ = Load::abandoned;
+    abandoned_ = true;
     webkit_web_view_load_uri(view_.get(), uri);
 }
 
@@ -256,6 +262,7 @@ WebKitView::Departure WebKitView::leavePage() {
 }
 
 void WebKitView::left() {
+    g_printerr("DBG left %ld\n", departures_.size()); (void)system("pgrep -a WebKit | cut -c1-80");
     if (departureLimit_ != 0)
         g_source_remove(std::exchange(departureLimit_, 0));
     // Whoever waits may end this object.

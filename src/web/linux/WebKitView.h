@@ -43,8 +43,12 @@ public:
     Departure leavePage();
 
 private:
-    /// What becomes of the load that the engine reports on.
-    enum class Load { running, abandoned, failed };
+    struct Failure {
+        Failure(std::string failedUri, Error why) : uri(std::move(failedUri)), error(std::move(why)) {}
+
+        std::string uri;
+        Error error;
+    };
 
     void connectSignals();
     void connect(const char* signal, GCallback handler);
@@ -53,6 +57,8 @@ private:
     void decideNavigation(WebKitPolicyDecision* decision, const std::string& uri);
     void requestWindow(WebKitNavigationAction* action);
     void loadChanged(WebKitLoadEvent event);
+    void committed();
+    void finished();
     bool loadFailed(const char* uri, const GError* error);
     bool certificateRefused(const char* uri, GTlsCertificate* certificate);
     void retry(const char* uri);
@@ -63,7 +69,8 @@ private:
     GPtr<GtkOverlay> container_;
     std::shared_ptr<WebKitTrust> trust_;
     std::shared_ptr<WebKitViews> siblings_;
-    Load load_ = Load::running;
+    bool abandoned_ = false; ///< the end that the engine reports next is that of a load that came to nothing
+    std::optional<Failure> failure_; ///< not told yet: the engine's page about it is coming
     int retriesLeft_ = 0;
     std::vector<Departure> departures_;
     guint departureLimit_ = 0; ///< the timeout of the departures
