@@ -240,7 +240,8 @@ Task<> Tour::picture(std::string name, Gtk::Window& window) {
     auto drawing = drawn();
     co_await std::move(drawing);
     pictures_ += 1;
-    const std::string number = (pictures_ < 10 ? "0" : "") + std::to_string(pictures_);
+    constexpr int twoDigits = 100;
+    const auto number = std::to_string(twoDigits + pictures_).substr(1);
     saveWindowPicture(window, folder_ / (number + "-" + name + ".png"));
 }
 
