@@ -6,6 +6,7 @@
 #include <gnutls/x509.h>
 
 #include <array>
+#include <chrono>
 #include <ctime>
 #include <memory>
 #include <stdexcept>
@@ -15,8 +16,8 @@ namespace Demo {
 
 namespace {
 
-constexpr std::time_t backdating = 60 * 60;
-constexpr std::time_t validity = 7 * 24 * 60 * 60;
+constexpr std::chrono::seconds backdating = std::chrono::hours(1);
+constexpr std::chrono::seconds validity = std::chrono::days(7);
 constexpr const char* commonName = "brisko demo service";
 constexpr const char* dnsName = "localhost";
 constexpr std::array<unsigned char, 4> loopback = {127, 0, 0, 1};
@@ -63,8 +64,8 @@ void describe(gnutls_x509_crt_t crt) {
     const std::time_t now = std::time(nullptr);
     require(gnutls_x509_crt_set_version(crt, 3), "version");
     require(gnutls_x509_crt_set_serial(crt, serial.data(), serial.size()), "serial number");
-    require(gnutls_x509_crt_set_activation_time(crt, now - backdating), "activation time");
-    require(gnutls_x509_crt_set_expiration_time(crt, now + validity), "expiration time");
+    require(gnutls_x509_crt_set_activation_time(crt, now - backdating.count()), "activation time");
+    require(gnutls_x509_crt_set_expiration_time(crt, now + validity.count()), "expiration time");
     require(gnutls_x509_crt_set_dn_by_oid(crt, GNUTLS_OID_X520_COMMON_NAME, 0, commonName,
                                           static_cast<unsigned>(std::string_view(commonName).size())),
             "name");

@@ -6,7 +6,7 @@ namespace Demo {
 
 namespace {
 
-constexpr goffset longestBody = 64 * 1024;
+constexpr goffset longestBody = 65'536;
 
 std::map<std::string, std::string> entries(GHashTable* table) {
     std::map<std::string, std::string> result;

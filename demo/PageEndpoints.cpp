@@ -10,14 +10,15 @@ void PageEndpoints::addTo(Router& router) {
     for (const char* page : {"privacy", "guides", "changelog"})
         router.on("GET", std::string("/") + page,
                   [page](const Request&) { return PageFiles::answer(std::string(page) + ".html"); });
-    for (const char* file : {"app.css", "theme.css", "document.css", "icon.svg", "login.js", "app.js",
-                             "api.js", "board.js", "dates.js", "dialogs.js", "dom.js", "editor.js", "list.js",
-                             "settings.js", "shortcuts.js", "sidebar.js", "spotlight.js", "store.js"})
-        router.on("GET", std::string("/") + file, [file](const Request&) {
+    for (const std::string& file : PageFiles::names()) {
+        if (file.ends_with(".html"))
+            continue; // pages have addresses of their own
+        router.on("GET", "/" + file, [file](const Request&) {
             Answer answer = PageFiles::answer(file);
             answer.headers.emplace_back("Cache-Control", "no-cache");
             return answer;
         });
+    }
 }
 
 Answer PageEndpoints::taskPage(const Request& request) {

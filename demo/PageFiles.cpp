@@ -3,6 +3,7 @@
 #include "demo/pageResources.h"
 #include "platform/linux/GPtr.h"
 
+#include <memory>
 #include <stdexcept>
 
 namespace Demo::PageFiles {
@@ -29,6 +30,15 @@ std::string contentType(const std::string& name) {
 }
 
 } // namespace
+
+std::vector<std::string> names() {
+    GError* error = nullptr;
+    const std::unique_ptr<char*, decltype(&g_strfreev)> children(
+        g_resource_enumerate_children(files(), folder, G_RESOURCE_LOOKUP_FLAGS_NONE, &error), g_strfreev);
+    if (!children)
+        throw std::runtime_error(GErrorPtr(error)->message);
+    return {children.get(), children.get() + g_strv_length(children.get())};
+}
 
 std::string read(const std::string& name) {
     GError* error = nullptr;

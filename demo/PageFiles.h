@@ -4,9 +4,13 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 /// The files of demo/page, compiled into the program.
 namespace Demo::PageFiles {
+
+/// The names of all files.
+std::vector<std::string> names();
 
 /// The contents of a file. Throws std::out_of_range for a name that is not compiled in.
 std::string read(const std::string& name);

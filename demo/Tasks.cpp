@@ -136,14 +136,16 @@ json orNull(const std::string& text) {
     return text.empty() ? json(nullptr) : json(text);
 }
 
-} // namespace
-
-std::vector<Task>::iterator Tasks::locate(int id) {
-    const auto found = std::ranges::find(tasks_, id, &Task::id);
-    if (found == tasks_.end())
+/// The task of that id among `tasks`, which may or may not be constant.
+template <class TaskRange>
+auto locate(TaskRange& tasks, int id) {
+    const auto found = std::ranges::find(tasks, id, &Task::id);
+    if (found == tasks.end())
         throw Refusal(404, "This task does not exist any more.");
     return found;
 }
+
+} // namespace
 
 const Task& Tasks::add(const json& fields, Clock::time_point now) {
     if (tasks_.size() >= maximumTasks)
@@ -157,7 +159,7 @@ const Task& Tasks::add(const json& fields, Clock::time_point now) {
 }
 
 const Task& Tasks::change(int id, const json& fields, Clock::time_point now) {
-    Task& task = *locate(id);
+    Task& task = *locate(tasks_, id);
     Task changed = task;
     apply(changed, fields, now);
     task = std::move(changed);
@@ -165,11 +167,11 @@ const Task& Tasks::change(int id, const json& fields, Clock::time_point now) {
 }
 
 const Task& Tasks::find(int id) const {
-    return *const_cast<Tasks*>(this)->locate(id);
+    return *locate(tasks_, id);
 }
 
 void Tasks::remove(int id) {
-    tasks_.erase(locate(id));
+    tasks_.erase(locate(tasks_, id));
 }
 
 json Tasks::toJson() const {

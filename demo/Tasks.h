@@ -49,8 +49,6 @@ public:
     static Tasks fromJson(const nlohmann::json& json);
 
 private:
-    std::vector<Task>::iterator locate(int id);
-
     std::vector<Task> tasks_;
     int nextId_ = 1;
 };

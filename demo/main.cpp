@@ -54,7 +54,8 @@ void serve(const Options& options) {
         g_unix_fd_add(STDIN_FILENO, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR), watchParent,
                       loop.get());
 
-    const nlohmann::ordered_json announcement = {{"origin", server.origin()}, {"certificate", options.certificate}};
+    const nlohmann::ordered_json announcement = {{"origin", server.origin()},
+                                                 {"certificate", options.certificate}};
     std::cout << announcement.dump() << std::endl;
     g_main_loop_run(loop.get());
 }

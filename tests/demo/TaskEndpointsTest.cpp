@@ -1,12 +1,9 @@
 #include "TestService.h"
 
-#include <gmock/gmock.h>
-
 #include <set>
 
 using namespace Demo;
 using namespace std::chrono_literals;
-using ::testing::HasSubstr;
 
 namespace {
 
