@@ -5,7 +5,7 @@
 
 namespace {
 
-void log(const char* what, GError* error) {
+void report(const char* what, GError* error) {
     if (error)
         g_warning("%s: %s", what, GErrorPtr(error)->message);
 }
@@ -31,7 +31,7 @@ Task<std::vector<Cookie>> WebKitDataStore::allCookies() {
     const auto result = co_await listing.settlement();
     GError* error = nullptr;
     auto* const list = webkit_cookie_manager_get_all_cookies_finish(manager, result.get(), &error);
-    log("Listing the page's cookies", error);
+    report("Listing the page's cookies", error);
     std::vector<Cookie> cookies;
     for (auto* item = list; item; item = item->next) {
         const SoupCookiePtr owned(static_cast<SoupCookie*>(item->data));
@@ -50,7 +50,7 @@ Task<> WebKitDataStore::setCookie(Cookie cookie) {
     const auto result = co_await adding.settlement();
     GError* error = nullptr;
     webkit_cookie_manager_add_cookie_finish(manager, result.get(), &error);
-    log("Setting a cookie for the page", error);
+    report("Setting a cookie for the page", error);
 }
 
 Task<> WebKitDataStore::removeAllData() {
@@ -63,5 +63,5 @@ Task<> WebKitDataStore::removeAllData() {
     const auto result = co_await clearing.settlement();
     GError* error = nullptr;
     webkit_website_data_manager_clear_finish(manager, result.get(), &error);
-    log("Removing the website data", error);
+    report("Removing the website data", error);
 }

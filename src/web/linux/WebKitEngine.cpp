@@ -57,6 +57,9 @@ void WebKitEngine::prepare() {
         return;
     prepared_ = newView();
     prepared_->prepare();
+    // The first question about a cookie would have to wait for the process that keeps them.
+    webkit_cookie_manager_get_all_cookies(webkit_network_session_get_cookie_manager(session_.get()), nullptr,
+                                          nullptr, nullptr);
 }
 
 WebEngine* briskoMakeWebEngine(const WebEngine::Options& options) {

@@ -2,7 +2,7 @@
 
 #include "platform/Error.h"
 
-#include <algorithm>
+#include <memory>
 
 namespace {
 
@@ -46,8 +46,7 @@ WebKitTrust::WebKitTrust(GPtr<WebKitNetworkSession> session, const Url& origin,
 }
 
 bool WebKitTrust::admit(const char* uri, GTlsCertificate* presented) {
-    const auto known = [&](const auto& one) { return g_tls_certificate_is_same(one.get(), presented); };
-    if (!covers(uri) || std::any_of(accepted_.begin(), accepted_.end(), known) || !vouchesFor(presented))
+    if (!covers(uri) || !vouchesFor(presented))
         return false;
     accept(presented);
     return true;
@@ -72,5 +71,4 @@ void WebKitTrust::accept(GTlsCertificate* certificate) {
     // The engine compares with the host as a URL writes it: an IPv6 address in brackets.
     const auto written = host_.find(':') == std::string::npos ? host_ : "[" + host_ + "]";
     webkit_network_session_allow_tls_certificate_for_host(session_.get(), certificate, written.c_str());
-    accepted_.push_back(GPtr<GTlsCertificate>::share(certificate));
 }

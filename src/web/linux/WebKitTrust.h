@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <vector>
 
 /// The certificates that are trusted for one host on top of the system's: those that a PEM file holds, and
 /// those that they vouch for.
@@ -23,8 +22,8 @@ public:
     WebKitTrust(GPtr<WebKitNetworkSession> session, const Url& origin,
                 const std::optional<std::filesystem::path>& trusted);
 
-    /// True when the load of `uri`, which failed because of the certificate `presented`, would now succeed.
-    /// Once for each certificate, so that a load repeated on this word cannot go on for ever.
+    /// True when `presented`, because of which the load of `uri` failed, is trusted after all. The engine
+    /// accepts it from then on, until its network process dies: then it has to be told again.
     bool admit(const char* uri, GTlsCertificate* presented);
     /// True for a URL of the host for which the file is trusted.
     bool covers(const char* uri) const;
@@ -36,5 +35,4 @@ private:
     GPtr<WebKitNetworkSession> session_;
     std::string host_;
     GPtr<GTlsDatabase> anchors_; ///< none without a file
-    std::vector<GPtr<GTlsCertificate>> accepted_;
 };

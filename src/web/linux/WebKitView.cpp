@@ -10,9 +10,8 @@ namespace {
 
 constexpr const char* emptyPage = "about:blank";
 constexpr unsigned departureLimitInMilliseconds = 2000;
-/// Now and then the engine reports a certificate that it refuses as a cancelled connection, without the
-/// certificate.
-constexpr int retriesOfCancelledConnections = 3;
+/// How often one load is repeated by itself before what keeps it from succeeding is reported.
+constexpr int retriesOfOneLoad = 3;
 
 GPtr<WebKitWebView> makeWebView(WebKitNetworkSession* session, WebKitSettings* settings) {
     auto* const view =
@@ -62,6 +61,8 @@ WebKitView::~WebKitView() {
     connections_.clear();
     std::erase(*siblings_, this);
     gtk_overlay_set_child(container_.get(), nullptr);
+    // The engine would keep the process for a while, and the page's data in it.
+    webkit_web_view_terminate_web_process(view_.get());
     // A call into the page that has not been answered holds the view; closing the page answers it.
     g_object_run_dispose(G_OBJECT(view_.get()));
     left();
@@ -98,7 +99,7 @@ void WebKitView::connectSignals() {
 
 void WebKitView::load(const Url& url) {
     left();
-    retriesLeft_ = retriesOfCancelledConnections;
+    retriesLeft_ = retriesOfOneLoad;
     webkit_web_view_load_uri(view_.get(), url.text().c_str());
 }
 
@@ -175,7 +176,6 @@ void WebKitView::requestWindow(WebKitNavigationAction* action) {
 }
 
 void WebKitView::loadChanged(WebKitLoadEvent event) {
-    g_printerr("DBG changed %d uri %s\n", event,  webkit_web_view_get_uri(view_.get()));
     if (event == WEBKIT_LOAD_STARTED)
         abandoned_ = false;
     else if (event == WEBKIT_LOAD_COMMITTED)
@@ -187,8 +187,10 @@ void WebKitView::loadChanged(WebKitLoadEvent event) {
 void WebKitView::committed() {
     const char* const uri = webkit_web_view_get_uri(view_.get());
     // The engine's page about a failure stands under the address that could not be loaded.
-    if (failure_ && (!uri || failure_->uri != uri))
-        failure_.reset();
+    if (failure_ && uri && failure_->uri == uri)
+        return;
+    failure_.reset();
+    retriesLeft_ = retriesOfOneLoad;
     if (uri && std::string_view(uri) == emptyPage)
         left();
 }
@@ -204,38 +206,34 @@ void WebKitView::finished() {
 }
 
 bool WebKitView::loadFailed(const char* uri, const GError* error) {
-    g_printerr("DBG failed %s %s/%d %s\n", uri, g_quark_to_string(error->domain), error->code,
-               error->message);
     abandoned_ = true;
     if (isGivenUp(error))
         return false;
-    if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) && trust_->covers(uri) && retriesLeft_ > 0) {
-        retriesLeft_ -= 1;
-        retry(uri);
+    // Now and then this is all that the engine reports of a certificate that it does not trust.
+    if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) && trust_->covers(uri) && retry(uri))
         return true;
-    }
     failure_ = Failure(uri, Error(error->message, error->code));
     return false;
 }
 
 bool WebKitView::certificateRefused(const char* uri, GTlsCertificate* certificate) {
-    g_printerr("DBG tls %s\n", uri);
-    if (!trust_->admit(uri, certificate))
-        return false;
-    retry(uri);
-    return true;
+    return trust_->admit(uri, certificate) && retry(uri);
 }
 
-void WebKitView::retry(const char* uri) {
+bool WebKitView::retry(const char* uri) {
+    if (retriesLeft_ == 0)
+        return false;
+    retriesLeft_ -= 1;
     abandoned_ = true;
     webkit_web_view_load_uri(view_.get(), uri);
+    return true;
 }
 
 bool WebKitView::answerDialog(WebKitScriptDialog* dialog) {
     if (departures_.empty() ||
         webkit_script_dialog_get_dialog_type(dialog) != WEBKIT_SCRIPT_DIALOG_BEFORE_UNLOAD_CONFIRM)
         return false;
-    webkit_script_dialog_confirm_set_confirmed(dialog, TRUE);
+    webkit_script_dialog_confirm_set_confirmed(dialog, FALSE);
     return true;
 }
 
@@ -262,7 +260,6 @@ WebKitView::Departure WebKitView::leavePage() {
 }
 
 void WebKitView::left() {
-    g_printerr("DBG left %ld\n", departures_.size()); (void)system("pgrep -a WebKit | cut -c1-80");
     if (departureLimit_ != 0)
         g_source_remove(std::exchange(departureLimit_, 0));
     // Whoever waits may end this object.

@@ -61,7 +61,7 @@ private:
     void finished();
     bool loadFailed(const char* uri, const GError* error);
     bool certificateRefused(const char* uri, GTlsCertificate* certificate);
-    void retry(const char* uri);
+    bool retry(const char* uri);
     bool answerDialog(WebKitScriptDialog* dialog);
     void left();
 

@@ -61,6 +61,9 @@ void PageServer::answer(SoupServer*, SoupServerMessage* message, const char* pat
     }
     const auto& page = found->second;
     soup_server_message_set_status(message, page.status, nullptr);
+    if (!page.location.empty())
+        soup_message_headers_replace(soup_server_message_get_response_headers(message), "Location",
+                                     page.location.c_str());
     soup_server_message_set_response(message, page.type.c_str(), SOUP_MEMORY_COPY, page.body.data(),
                                      page.body.size());
 }

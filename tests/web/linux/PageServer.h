@@ -17,6 +17,7 @@ public:
         std::string body;
         std::string type = "text/html";
         unsigned status = 200;
+        std::string location = {}; ///< where a redirection leads
     };
     /// What was asked for, in its order.
     struct Request {

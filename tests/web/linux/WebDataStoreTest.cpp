@@ -1,6 +1,6 @@
-#include "MainLoop.h"
+#include "EngineFolder.h"
 #include "fakes/FakePlatform.h"
-#include "platform/linux/TemporaryFolder.h"
+#include "linux/MainLoop.h"
 #include "web/linux/LazyWebDataStore.h"
 #include "web/linux/WebEngine.h"
 
@@ -34,20 +34,23 @@ struct FakeStore {
 
 struct RealStore {
     WebDataStore& store() { return engine->dataStore(); }
-    TemporaryFolder folder{"store"};
-    std::unique_ptr<WebEngine> engine = makeEngine(folder.path());
+    std::unique_ptr<WebEngine> engine = makeEngine(newEngineFolder());
 };
 
 template <class Implementation>
 class WebDataStoreContract : public testing::Test {
 protected:
-    std::vector<Cookie> list() { return MainLoop::await(made_.store().allCookies()); }
-    void set(const Cookie& cookie) { MainLoop::await(made_.store().setCookie(cookie)); }
-    void clear() { MainLoop::await(made_.store().removeAllData()); }
+    std::vector<Cookie> list() { return MainLoop::finish(made_.store().allCookies()); }
+    void set(const Cookie& cookie) { MainLoop::finish(made_.store().setCookie(cookie)); }
+    void clear() { MainLoop::finish(made_.store().removeAllData()); }
 
 private:
     Implementation made_;
 };
+
+/// The same in every cookie of a test, in the whole seconds in which cookies are kept.
+const auto tomorrow =
+    std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()) + std::chrono::hours(24);
 
 Cookie session(const std::string& value) {
     Cookie cookie;
@@ -57,8 +60,7 @@ Cookie session(const std::string& value) {
     cookie.secure = true;
     cookie.httpOnly = true;
     cookie.sameSite = Cookie::SameSite::strict;
-    cookie.expires =
-        std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()) + std::chrono::hours(24);
+    cookie.expires = tomorrow;
     return cookie;
 }
 
@@ -106,53 +108,53 @@ TYPED_TEST(WebDataStoreContract, removesTheCookiesOfEverySite) {
 }
 
 TEST(WebKitDataStore, keepsWhatHasAnExpiryForTheNextStartInFoldersOfItsOwn) {
-    const TemporaryFolder folder("store");
+    const auto folder = newEngineFolder();
     {
-        const auto engine = makeEngine(folder.path());
-        MainLoop::await(engine->dataStore().setCookie(session("kept")));
-        MainLoop::await(engine->dataStore().setCookie(untilTheEnd()));
+        const auto engine = makeEngine(folder);
+        MainLoop::finish(engine->dataStore().setCookie(session("kept")));
+        MainLoop::finish(engine->dataStore().setCookie(untilTheEnd()));
     }
     for (const auto* name : {"data", "cache"})
-        EXPECT_EQ(fs::status(folder.path() / name).permissions(), fs::perms::owner_all) << name;
-    const auto engine = makeEngine(folder.path());
-    EXPECT_THAT(MainLoop::await(engine->dataStore().allCookies()), ElementsAre(session("kept")));
+        EXPECT_EQ(fs::status(folder / name).permissions(), fs::perms::owner_all) << name;
+    const auto engine = makeEngine(folder);
+    EXPECT_THAT(MainLoop::finish(engine->dataStore().allCookies()), ElementsAre(session("kept")));
 }
 
 TEST(LazyWebDataStore, startsTheEngineAtTheFirstCallOnly) {
-    const TemporaryFolder folder("store");
+    const auto folder = newEngineFolder();
     std::unique_ptr<WebEngine> engine;
     LazyWebDataStore store([&]() -> WebEngine& {
         if (!engine)
-            engine = makeEngine(folder.path());
+            engine = makeEngine(folder);
         return *engine;
     });
     EXPECT_EQ(engine, nullptr);
-    MainLoop::await(store.setCookie(session("one")));
+    MainLoop::finish(store.setCookie(session("one")));
     ASSERT_NE(engine, nullptr);
-    EXPECT_THAT(MainLoop::await(engine->dataStore().allCookies()), ElementsAre(session("one")));
-    MainLoop::await(store.removeAllData());
-    EXPECT_THAT(MainLoop::await(store.allCookies()), IsEmpty());
+    EXPECT_THAT(MainLoop::finish(engine->dataStore().allCookies()), ElementsAre(session("one")));
+    MainLoop::finish(store.removeAllData());
+    EXPECT_THAT(MainLoop::finish(store.allCookies()), IsEmpty());
 }
 
 TEST(LazyWebDataStore, findsNothingWhereTheEngineCannotBeMade) {
     LazyWebDataStore store([]() -> WebEngine& { throw Error("no engine"); });
-    MainLoop::await(store.setCookie(session("one")));
-    MainLoop::await(store.removeAllData());
-    EXPECT_THAT(MainLoop::await(store.allCookies()), IsEmpty());
+    MainLoop::finish(store.setCookie(session("one")));
+    MainLoop::finish(store.removeAllData());
+    EXPECT_THAT(MainLoop::finish(store.allCookies()), IsEmpty());
 }
 
 TEST(WebEngine, saysWhenItsFoldersOrTheTrustedFileCannotBeUsed) {
-    const TemporaryFolder folder("store");
-    WebEngine::Options options = {.data = folder.path() / "data",
-                                  .cache = folder.path() / "cache",
+    const auto folder = newEngineFolder();
+    WebEngine::Options options = {.data = folder / "data",
+                                  .cache = folder / "cache",
                                   .origin = *Url::parse("https://localhost"),
-                                  .trusted = folder.path() / "missing.pem",
+                                  .trusted = folder / "missing.pem",
                                   .acceleration = false};
     EXPECT_THROW(loadWebEngine(options), Error);
-    std::ofstream(folder.path() / "empty.pem") << "no certificate\n";
-    options.trusted = folder.path() / "empty.pem";
+    std::ofstream(folder / "empty.pem") << "no certificate\n";
+    options.trusted = folder / "empty.pem";
     EXPECT_THROW(loadWebEngine(options), Error);
     options.trusted.reset();
-    options.data = folder.path() / "empty.pem" / "data";
+    options.data = folder / "empty.pem" / "data";
     EXPECT_THROW(loadWebEngine(options), Error);
 }

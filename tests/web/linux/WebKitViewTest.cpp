@@ -1,14 +1,18 @@
 #include "CertificateAuthority.h"
-#include "MainLoop.h"
+#include "EngineFolder.h"
+#include "EngineProcess.h"
 #include "PageServer.h"
+#include "Ticker.h"
 #include "demo/Certificate.h"
-#include "platform/linux/TemporaryFolder.h"
+#include "linux/MainLoop.h"
 #include "web/linux/WebEngine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <gtk/gtk.h>
+#include <signal.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -24,13 +28,14 @@ namespace fs = std::filesystem;
 class Browser {
 public:
     Browser(const Url& origin, const std::string& pem) {
-        WebEngine::Options options = {.data = folder_.path() / "data",
-                                      .cache = folder_.path() / "cache",
+        const auto folder = newEngineFolder();
+        WebEngine::Options options = {.data = folder / "data",
+                                      .cache = folder / "cache",
                                       .origin = origin,
                                       .trusted = std::nullopt,
                                       .acceleration = false};
         if (!pem.empty()) {
-            options.trusted = folder_.path() / "trusted.pem";
+            options.trusted = folder / "trusted.pem";
             std::ofstream(*options.trusted) << pem;
         }
         engine_ = loadWebEngine(options);
@@ -47,6 +52,7 @@ public:
         view->onFailed = [this](const Error& failure) { failures.emplace_back(failure.what()); };
         gtk_window_set_child(GTK_WINDOW(window_.get()), view->widget());
         gtk_window_present(GTK_WINDOW(window_.get()));
+        gtk_widget_child_focus(view->widget(), GTK_DIR_TAB_FORWARD);
     }
 
     /// Loads the page and waits for what becomes of it: true when it was shown.
@@ -59,13 +65,12 @@ public:
     }
     /// What the page answers to the body of an asynchronous function; null for none.
     Json ask(const std::string& body) {
-        return MainLoop::await(view->evaluateForResult(body)).value_or(nullptr);
+        return MainLoop::finish(view->evaluateForResult(body)).value_or(nullptr);
     }
     WebDataStore& store() { return engine_->dataStore(); }
     WebEngine& engine() { return *engine_; }
 
 private:
-    TemporaryFolder folder_{"browser"};
     GPtr<GtkWidget> window_ = GPtr<GtkWidget>::share(gtk_window_new());
     std::unique_ptr<WebEngine> engine_;
 
@@ -136,11 +141,11 @@ TEST_F(WebKitView, sendsTheCookiesOfTheStoreAndKeepsThoseOfThePage) {
     cookie.value = "one";
     cookie.domain = "localhost";
     cookie.httpOnly = true;
-    MainLoop::await(browser.store().setCookie(cookie));
+    MainLoop::finish(browser.store().setCookie(cookie));
     ASSERT_TRUE(browser.shows(server.url("/")));
     EXPECT_EQ(server.requests.front().cookies, "brisko_session=one");
     EXPECT_EQ(browser.ask("document.cookie = 'own=two'; return document.cookie"), "own=two");
-    EXPECT_EQ(MainLoop::await(browser.store().allCookies()).size(), 2);
+    EXPECT_EQ(MainLoop::finish(browser.store().allCookies()).size(), 2);
 }
 
 TEST_F(WebKitView, loadsOnlyWhatThePolicyAllows) {
@@ -184,6 +189,7 @@ TEST_F(WebKitView, staysWhereItIsWhenAnAnswerIsNoPage) {
     Browser browser(server.origin(), certificate.pem);
     ASSERT_TRUE(browser.shows(server.url("/")));
     const fs::path saved = fs::path(g_get_home_dir()) / "archive.zip";
+    const Ticker ticker;
     browser.view->load(server.url("/archive.zip"));
     MainLoop::runUntil([&] { return fs::exists(saved) && fs::file_size(saved) == 2; });
     browser.view->load(server.url("/nothing"));
@@ -217,7 +223,7 @@ TEST_F(WebKitView, answersAScriptWithItsValueOrWithNothing) {
     ASSERT_TRUE(browser.shows(server.url("/")));
     EXPECT_EQ(browser.ask("return {a: [1, 'é']}"), parseJson(R"({"a": [1, "é"]})"));
     for (const auto* body : {"", "throw new Error('x')", "return undefined", "not a script"})
-        EXPECT_EQ(MainLoop::await(browser.view->evaluateForResult(body)), std::nullopt) << body;
+        EXPECT_EQ(MainLoop::finish(browser.view->evaluateForResult(body)), std::nullopt) << body;
 }
 
 TEST_F(WebKitView, removesEverythingAPageWithAServiceWorkerHasKept) {
@@ -230,29 +236,79 @@ TEST_F(WebKitView, removesEverythingAPageWithAServiceWorkerHasKept) {
                   "await (await caches.open('c')).put('/x', new Response('x')); return 1"),
               1);
     browser.view->decidePolicy = [](const NavigationAction&) { return NavigationPolicy::cancel; };
+    const auto processes = EngineProcess::named(EngineProcess::sandbox);
     const auto start = std::chrono::steady_clock::now();
-    MainLoop::await(browser.store().removeAllData());
+    MainLoop::finish(browser.store().removeAllData());
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
     RecordProperty("milliseconds", std::to_string(took.count()));
-    EXPECT_THAT(MainLoop::await(browser.store().allCookies()), IsEmpty());
+    EXPECT_EQ(EngineProcess::named(EngineProcess::sandbox), processes) << "the page had to be killed";
+    EXPECT_THAT(MainLoop::finish(browser.store().allCookies()), IsEmpty());
 
-    browser.view->decidePolicy = nullptr;
-    PageServer anew(certificate.tls.get());
-    anew.pages["/"] = PageServer::Page(hello);
-    EXPECT_TRUE(browser.shows(anew.url("/")));
+    browser.makeView();
     ASSERT_TRUE(browser.shows(server.url("/")));
     EXPECT_EQ(browser.ask("return [localStorage.length, document.cookie, (await caches.keys()).length,"
                           "(await navigator.serviceWorker.getRegistrations()).length]"),
               parseJson(R"([0, "", 0, 0])"));
 }
 
+TEST_F(WebKitView, removesEverythingFromWithinTheDecisionThatTheSessionIsOver) {
+    server.pages["/expired"] = PageServer::Page("", "text/html", 302, "/login");
+    for (const auto* script : {"location.href = '/login'", "location.href = '/expired'"}) {
+        Browser browser(server.origin(), certificate.pem);
+        ASSERT_TRUE(browser.shows(server.url("/")));
+        ASSERT_EQ(browser.ask("return localStorage.a = 1"), 1);
+        const auto processes = EngineProcess::named(EngineProcess::sandbox);
+        std::shared_ptr<MainLoop::Outcome<Done>> removing;
+        browser.view->decidePolicy = [&](const NavigationAction& action) {
+            if (!action.url.ends_with("/login"))
+                return NavigationPolicy::allow;
+            removing = MainLoop::start(MainLoop::ending(browser.store().removeAllData()));
+            return NavigationPolicy::cancel;
+        };
+        browser.view->evaluate(script);
+        MainLoop::runUntil([&] { return removing && removing->ended(); });
+        EXPECT_EQ(browser.ask("return location.href"), "about:blank") << script;
+        EXPECT_EQ(EngineProcess::named(EngineProcess::sandbox), processes) << "the page had to be killed";
+        EXPECT_FALSE(server.wasAsked("/login"));
+        browser.makeView();
+        ASSERT_TRUE(browser.shows(server.url("/")));
+        EXPECT_EQ(browser.ask("return localStorage.length"), 0) << script;
+    }
+}
+
 TEST_F(WebKitView, doesNotWaitForAPageThatNeverAnswers) {
     Browser browser(server.origin(), certificate.pem);
     ASSERT_TRUE(browser.shows(server.url("/")));
     browser.view->evaluate("localStorage.a = 1; for (;;) ;");
-    MainLoop::await(browser.store().removeAllData());
+    MainLoop::finish(browser.store().removeAllData());
     ASSERT_TRUE(browser.shows(server.url("/")));
     EXPECT_EQ(browser.ask("return localStorage.length"), 0);
+}
+
+TEST_F(WebKitView, trustsTheSameCertificateOnceTheNetworkProcessHasDied) {
+    Browser browser(server.origin(), certificate.pem);
+    ASSERT_TRUE(browser.shows(server.url("/")));
+    const auto processes = EngineProcess::named(EngineProcess::network);
+    ASSERT_EQ(processes.size(), 1);
+    kill(*processes.begin(), SIGKILL);
+    // A load may still meet the process that is dying.
+    EXPECT_TRUE(browser.shows(server.url("/")) || browser.shows(server.url("/")));
+    EXPECT_NE(EngineProcess::named(EngineProcess::network), processes);
+}
+
+TEST_F(WebKitView, takesItsWebProcessAlong) {
+    const Ticker ticker;
+    Browser browser(server.origin(), certificate.pem);
+    const auto others = EngineProcess::named(EngineProcess::sandbox);
+    ASSERT_TRUE(browser.shows(server.url("/")));
+    auto own = EngineProcess::named(EngineProcess::sandbox);
+    std::erase_if(own, [&](pid_t process) { return others.contains(process); });
+    ASSERT_THAT(own, Not(IsEmpty()));
+    browser.view.reset();
+    MainLoop::runUntil([&] {
+        const auto present = EngineProcess::named(EngineProcess::sandbox);
+        return std::none_of(own.begin(), own.end(), [&](pid_t process) { return present.contains(process); });
+    });
 }
 
 TEST_F(WebKitView, mayEndAtAnyMoment) {
@@ -279,19 +335,11 @@ TEST_F(WebKitView, mayEndAtAnyMoment) {
     // A page that is still being asked answers nothing, and one that is being left is gone.
     browser.makeView();
     ASSERT_TRUE(browser.shows(server.url("/")));
-    auto asking = browser.view->evaluateForResult("await new Promise(() => {})");
-    auto removing = browser.store().removeAllData();
-    bool answered = false;
-    bool removed = false;
-    const auto ask = [](Task<std::optional<Json>> task, bool* ended) -> Task<> {
-        const auto result = co_await std::move(task);
-        EXPECT_EQ(result, std::nullopt);
-        *ended = true;
-    };
-    spawn(ask(std::move(asking), &answered));
-    spawn(MainLoop::detail::note(std::move(removing), &removed));
+    const auto asking = MainLoop::start(browser.view->evaluateForResult("await new Promise(() => {})"));
+    const auto removing = MainLoop::start(MainLoop::ending(browser.store().removeAllData()));
     browser.view.reset();
-    MainLoop::runUntil([&] { return answered && removed; });
+    EXPECT_EQ(MainLoop::finish(asking), std::nullopt);
+    MainLoop::finish(removing);
 
     browser.makeView();
     EXPECT_TRUE(browser.shows(server.url("/")));
