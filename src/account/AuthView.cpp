@@ -95,18 +95,18 @@ std::string AuthView::placeholder(Field field) const {
     return {};
 }
 
-std::string AuthView::State::*AuthView::place(Field field) {
+std::string_view AuthView::text(Field field) const {
     switch (field) {
     case Field::password:
-        return &State::password;
+        return state_.password.view();
     case Field::email:
-        return &State::email;
+        return state_.email;
     case Field::captcha:
-        return &State::captchaAnswer;
+        return state_.captchaAnswer;
     case Field::identifier:
         break;
     }
-    return &State::identifier;
+    return state_.identifier;
 }
 
 std::string AuthView::revealLabel() const {
@@ -136,10 +136,22 @@ void AuthView::appeared() {
 }
 
 void AuthView::type(Field field, std::string text) {
-    auto& typed = state_.*place(field);
-    if (typed == text)
+    if (text == this->text(field))
         return;
-    typed = std::move(text);
+    switch (field) {
+    case Field::identifier:
+        state_.identifier = std::move(text);
+        break;
+    case Field::password:
+        state_.password = SecretText(std::move(text));
+        break;
+    case Field::email:
+        state_.email = std::move(text);
+        break;
+    case Field::captcha:
+        state_.captchaAnswer = std::move(text);
+        break;
+    }
     announce();
 }
 
@@ -218,26 +230,26 @@ Task<> AuthView::submit() {
     // What was typed when the person submitted is what counts, whatever they type while it is on its way.
     const auto mode = state_.mode;
     const auto identifier = state_.identifier;
-    const auto password = state_.password;
+    auto password = state_.password.copy();
     if (mode == Mode::forgot) {
         auto requesting = api_.requestReset(state_.email);
         state_.notice = co_await std::move(requesting);
         co_return;
     }
     if (mode == Mode::signIn) {
-        auto signingIn = api_.signIn(identifier, password);
+        auto signingIn = api_.signIn(identifier, password.copy());
         co_await std::move(signingIn);
     } else {
         if (!state_.captcha)
             throw BriskoAPI::Failure("Reload the verification image.");
-        auto registering = api_.registerAccount(identifier, password, state_.email, state_.captcha->token,
-                                                state_.captchaAnswer);
+        auto registering = api_.registerAccount(identifier, password.copy(), state_.email,
+                                                state_.captcha->token, state_.captchaAnswer);
         co_await std::move(registering);
     }
     remembered_.setUsername(identifier);
     auto handingOver = api_.handOverSession();
     co_await std::move(handingOver);
-    onSignedIn_(password);
+    onSignedIn_(std::move(password));
 }
 
 Task<> AuthView::googleSignIn() {

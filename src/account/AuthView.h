@@ -2,6 +2,7 @@
 
 #include "account/BriskoAPI.h"
 #include "account/Remembered.h"
+#include "platform/SecretText.h"
 #include "platform/Task.h"
 #include "platform/Workspace.h"
 
@@ -12,6 +13,7 @@
 #include <span>
 #include <stop_token>
 #include <string>
+#include <string_view>
 
 /// The sign-in screen as a state machine: three modes (sign in, create an account, ask for a reset link),
 /// their fields, messages and rules. A screen draws `state()` and forwards what the person does; `changed`
@@ -28,7 +30,7 @@ public:
     struct State {
         Mode mode = Mode::signIn;
         std::string identifier; ///< username, or username or email when signing in
-        std::string password;
+        SecretText password;
         std::string email;
         std::string captchaAnswer;
         std::optional<BriskoAPI::Captcha> captcha;
@@ -41,7 +43,7 @@ public:
 
     /// Called once per successful sign-in, with the password that was typed, or without one after a Google
     /// sign-in.
-    using OnSignedIn = std::function<void(std::optional<std::string> password)>;
+    using OnSignedIn = std::function<void(std::optional<SecretText> password)>;
 
     static std::shared_ptr<AuthView> make(BriskoAPI& api, Remembered& remembered, Workspace& workspace,
                                           OnSignedIn onSignedIn);
@@ -57,7 +59,8 @@ public:
     std::string submitLabel() const;
     /// The placeholder of a field in the current mode.
     std::string placeholder(Field field) const;
-    const std::string& text(Field field) const { return state_.*place(field); }
+    /// What a field holds. Of the password it is a view that nobody keeps.
+    std::string_view text(Field field) const;
     /// The button in the password box.
     std::string revealLabel() const;
     /// The footer's button: it leads to the reset mode and back.
@@ -86,7 +89,6 @@ public:
 private:
     AuthView(BriskoAPI& api, Remembered& remembered, Workspace& workspace, OnSignedIn onSignedIn);
 
-    static std::string State::*place(Field field);
     Task<> submit();
     void startModeTask();
     void announce();

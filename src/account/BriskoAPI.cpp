@@ -1,6 +1,6 @@
 #include "account/BriskoAPI.h"
 
-#include "account/Base64.h"
+#include "platform/Base64.h"
 
 #include <algorithm>
 #include <cctype>
@@ -37,6 +37,16 @@ std::optional<BriskoAPI::Captcha> parseCaptcha(const std::string& body) {
     return BriskoAPI::Captcha{std::move(*token), std::move(*bytes)};
 }
 
+/// The body as JSON. Some of what it held is secret, and none of it is needed any more. Throws the encoder's
+/// own error for a text that is not UTF-8.
+std::string encodeAndWipe(Json& body) {
+    auto text = body.dump();
+    for (auto& member : body)
+        if (member.is_string())
+            SecretText::wipe(member.get_ref<std::string&>());
+    return text;
+}
+
 } // namespace
 
 BriskoAPI::BriskoAPI(Url origin, HttpClient& session, CookieJar& storage, WebDataStore& webData,
@@ -66,7 +76,7 @@ Task<Json> BriskoAPI::post(std::string path, Json body) {
     HttpRequest request(origin_.appendingPath(path));
     request.method = "POST";
     request.headers.emplace_back("Content-Type", "application/json");
-    request.body = body.dump();
+    request.body = encodeAndWipe(body);
     auto sending = session_.send(std::move(request), std::stop_token());
     const auto reply = co_await std::move(sending);
 
@@ -83,19 +93,20 @@ Task<Json> BriskoAPI::post(std::string path, Json body) {
     co_return object;
 }
 
-Task<> BriskoAPI::signIn(std::string username, std::string password) {
-    Json body = {{"username", std::move(username)}, {"password", std::move(password)}};
+Task<> BriskoAPI::signIn(std::string username, SecretText password) {
+    Json body = {{"username", std::move(username)}};
+    body["password"] = password.view();
     auto posting = post("api/auth/login", std::move(body));
     co_await std::move(posting);
 }
 
-Task<> BriskoAPI::registerAccount(std::string username, std::string password, std::string email,
+Task<> BriskoAPI::registerAccount(std::string username, SecretText password, std::string email,
                                   std::string captchaToken, std::string captchaAnswer) {
     Json body = {{"username", std::move(username)},
-                 {"password", std::move(password)},
                  {"email", std::move(email)},
                  {"captchaToken", std::move(captchaToken)},
                  {"captchaAnswer", std::move(captchaAnswer)}};
+    body["password"] = password.view();
     auto posting = post("api/auth/register", std::move(body));
     co_await std::move(posting);
 }

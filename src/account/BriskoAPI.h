@@ -4,6 +4,7 @@
 #include "platform/Error.h"
 #include "platform/HttpClient.h"
 #include "platform/Json.h"
+#include "platform/SecretText.h"
 #include "platform/Task.h"
 #include "platform/WebAuthentication.h"
 #include "platform/WebDataStore.h"
@@ -50,9 +51,9 @@ public:
     static std::optional<Url> parseOrigin(std::string_view text);
 
     /// Password sign-in; the values are sent exactly as given.
-    Task<> signIn(std::string username, std::string password);
+    Task<> signIn(std::string username, SecretText password);
     /// Sign-up. The email may be empty.
-    Task<> registerAccount(std::string username, std::string password, std::string email,
+    Task<> registerAccount(std::string username, SecretText password, std::string email,
                            std::string captchaToken, std::string captchaAnswer);
     /// Asks for a reset link and gives the notice to show.
     Task<std::string> requestReset(std::string email);

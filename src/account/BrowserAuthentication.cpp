@@ -7,9 +7,8 @@ namespace {
 
 /// Schemes are compared without regard to case (RFC 3986, section 3.1).
 bool sameScheme(const std::string& one, const std::string& other) {
-    return std::equal(one.begin(), one.end(), other.begin(), other.end(), [](unsigned char a, unsigned char b) {
-        return std::tolower(a) == std::tolower(b);
-    });
+    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                      [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
 }
 
 } // namespace

@@ -19,20 +19,23 @@ public:
     virtual void hide() = 0;
 };
 
-/// Web authentication through the default browser: the answer comes back as an opened URL of the callback scheme.
+/// Web authentication through the default browser: the answer comes back as an opened URL of the callback
+/// scheme.
 ///
-/// Where the platform offers no sheet that would show the provider's page, the page belongs in the browser, which is also
-/// the only place where providers accept a sign-in. While it waits, a panel lets the person give up.
+/// Where the platform offers no sheet that would show the provider's page, the page belongs in the browser,
+/// which is also the only place where providers accept a sign-in. While it waits, a panel lets the person
+/// give up.
 class BrowserAuthentication : public WebAuthentication {
 public:
-    /// `opensPage` tells the URLs of the callback scheme that open a page of the program; they are never the answer.
+    /// `opensPage` tells the URLs of the callback scheme that open a page of the program; they are never the
+    /// answer.
     BrowserAuthentication(Workspace& workspace, AuthenticationPanel& panel,
                           std::function<bool(const std::string& url)> opensPage);
 
     Task<std::optional<std::string>> authenticate(Url start, std::string callbackScheme) override;
 
-    /// Offers an opened URL. True when it was the awaited answer, and so is nobody else's; an answer that comes late or a
-    /// second time is not awaited.
+    /// Offers an opened URL. True when it was the awaited answer, and so is nobody else's; an answer that
+    /// comes late or a second time is not awaited.
     bool take(const std::string& url);
 
 private:

@@ -2,25 +2,23 @@
 
 #include "web/OpenedUrl.h"
 
-std::shared_ptr<AppDelegate> AppDelegate::make(BriskoAPI& api, Remembered& remembered, Workspace& workspace,
-                                               Window& window, ScreenFactory& screens) {
+std::shared_ptr<AppDelegate> AppDelegate::make(const Surroundings& surroundings) {
     // The constructor is private, so that callbacks can always hold the delegate weakly.
-    return std::shared_ptr<AppDelegate>(new AppDelegate(api, remembered, workspace, window, screens));
+    return std::shared_ptr<AppDelegate>(new AppDelegate(surroundings));
 }
 
-AppDelegate::AppDelegate(BriskoAPI& api, Remembered& remembered, Workspace& workspace, Window& window,
-                         ScreenFactory& screens)
-    : api_(api), remembered_(remembered), workspace_(workspace), window_(window), screens_(screens) {}
+AppDelegate::AppDelegate(const Surroundings& surroundings) : with_(surroundings) {}
 
 void AppDelegate::applicationDidFinishLaunching() {
-    window_.setBackground(Chrome::canvas);
-    window_.setAppearance(Window::Appearance::dark);
+    darken();
+    if (!with_.passcode.shape())
+        spawn(with_.passcode.clear());
     spawn(chooseFirstScreen());
-    window_.present();
+    with_.window.present();
 }
 
 void AppDelegate::applicationShouldHandleReopen() {
-    window_.present();
+    with_.window.present();
 }
 
 void AppDelegate::open(const std::vector<std::string>& urls) {
@@ -33,55 +31,120 @@ void AppDelegate::open(const std::vector<std::string>& urls) {
         else
             pending_ = path;
     }
-    window_.present();
+    with_.window.present();
 }
 
 Task<> AppDelegate::chooseFirstScreen() {
     const auto self = shared_from_this();
-    auto asking = api_.hasLiveSession();
+    auto asking = with_.api.hasLiveSession();
     const auto live = co_await std::move(asking);
-    if (!live) {
-        showAuth();
+    if (live) {
+        auto handingOver = with_.api.handOverSession();
+        co_await std::move(handingOver);
+        showApp();
         co_return;
     }
-    auto handingOver = api_.handOverSession();
-    co_await std::move(handingOver);
-    showApp();
+    auto reconciling = with_.passcode.reconcile();
+    co_await std::move(reconciling);
+    if (auto shape = with_.passcode.shape())
+        showPasscode(PasscodeView::Unlock{std::move(*shape)});
+    else
+        showAuth();
 }
 
-void AppDelegate::swap(Screen& screen) {
-    const auto frame = window_.frame();
-    window_.setContent(screen);
-    window_.setFrame(frame);
+void AppDelegate::swap(std::unique_ptr<Screen> screen) {
+    const auto frame = with_.window.frame();
+    with_.window.setContent(*screen);
+    with_.window.setFrame(frame);
+    // What was in the window goes only now that it is out of it.
+    nativeScreen_ = std::move(screen);
+    shell_.reset();
 }
 
 void AppDelegate::showApp() {
     showingApp_ = true;
-    auto shell = std::make_unique<WebShell>(api_, screens_.webView(), workspace_);
-    shell->onSignedOut = [weak = weak_from_this()] {
-        if (const auto self = weak.lock())
-            self->signedOut();
-    };
-    swap(shell->webView());
+    auto shell = std::make_unique<WebShell>(with_.api, with_.screens.webView(), with_.workspace);
+    shell->onSignedOut = weakly(&AppDelegate::signedOut);
+    const auto frame = with_.window.frame();
+    with_.window.setContent(shell->webView());
+    with_.window.setFrame(frame);
     shell_ = std::move(shell);
-    authScreen_.reset();
+    nativeScreen_.reset();
     shell_->load(pending_);
     pending_.reset();
 }
 
 void AppDelegate::showAuth() {
     showingApp_ = false;
-    window_.setAppearance(Window::Appearance::dark);
-    window_.setBackground(Chrome::canvas);
-    auto view = AuthView::make(api_, remembered_, workspace_,
-                               [weak = weak_from_this()](const std::optional<std::string>&) {
-                                   if (const auto self = weak.lock())
-                                       self->showApp();
+    darken();
+    auto view = AuthView::make(with_.api, with_.remembered, with_.workspace,
+                               [weak = weak_from_this()](std::optional<SecretText> password) {
+                                   const auto self = weak.lock();
+                                   if (!self)
+                                       return;
+                                   self->showApp();
+                                   if (password && !self->with_.passcode.shape())
+                                       self->offerPasscode(std::move(*password));
                                });
-    auto screen = screens_.authScreen(std::move(view));
-    swap(*screen);
-    authScreen_ = std::move(screen);
-    shell_.reset();
+    swap(with_.screens.authScreen(std::move(view)));
+}
+
+void AppDelegate::showPasscode(PasscodeView::Mode mode) {
+    showingApp_ = false;
+    darken();
+    PasscodeView::Callbacks callbacks;
+    callbacks.onUnlocked = weakly(&AppDelegate::showApp);
+    callbacks.onPassword = weakly(&AppDelegate::showAuth);
+    callbacks.onDone = weakly(&AppDelegate::showApp);
+    auto view = PasscodeView::make(std::move(mode), std::move(callbacks), with_.passcode, with_.api,
+                                   with_.clock, with_.queue);
+    swap(with_.screens.passcodeScreen(std::move(view)));
+}
+
+void AppDelegate::offerPasscode(SecretText password) {
+    PasscodeView::Setup setup;
+    setup.username = with_.remembered.username();
+    setup.password = std::move(password);
+    PasscodeView::Callbacks callbacks;
+    callbacks.onDone = weakly(&AppDelegate::dismissSheet);
+    auto view = PasscodeView::make(std::move(setup), std::move(callbacks), with_.passcode, with_.api,
+                                   with_.clock, with_.queue);
+    presentSheet(with_.screens.passcodeScreen(std::move(view)));
+}
+
+void AppDelegate::changePasscode(int length, std::function<void()> then) {
+    PasscodeView::Callbacks callbacks;
+    callbacks.onDone = [dismiss = weakly(&AppDelegate::dismissSheet), then = std::move(then)] {
+        // The sheet takes this callback with it.
+        const auto next = then;
+        dismiss();
+        if (next)
+            next();
+    };
+    PasscodeView::Mode mode = PasscodeView::Setup{with_.remembered.username(), std::nullopt};
+    if (auto shape = with_.passcode.shape())
+        mode = PasscodeView::Change{std::move(*shape), length};
+    auto view = PasscodeView::make(std::move(mode), std::move(callbacks), with_.passcode, with_.api,
+                                   with_.clock, with_.queue);
+    presentSheet(with_.screens.passcodeScreen(std::move(view)));
+}
+
+void AppDelegate::presentSheet(std::unique_ptr<Screen> screen) {
+    dismissSheet();
+    with_.window.presentSheet(*screen);
+    sheet_ = std::move(screen);
+}
+
+void AppDelegate::dismissSheet() {
+    if (!sheet_)
+        return;
+    with_.window.dismissSheet();
+    sheet_.reset();
+}
+
+void AppDelegate::darken() {
+    with_.window.setAppearance(Window::Appearance::dark);
+    with_.window.setBackground(Chrome::canvas);
 }
 
 void AppDelegate::signedOut() {
@@ -93,8 +156,15 @@ void AppDelegate::signedOut() {
 
 Task<> AppDelegate::endSession() {
     const auto self = shared_from_this();
-    auto signingOut = api_.signOut();
+    auto signingOut = with_.api.signOut();
     co_await std::move(signingOut);
     endingSession_ = false;
     showAuth();
+}
+
+std::function<void()> AppDelegate::weakly(void (AppDelegate::*action)()) {
+    return [weak = weak_from_this(), action] {
+        if (const auto self = weak.lock())
+            ((*self).*action)();
+    };
 }

@@ -24,7 +24,8 @@ struct Cookie {
     bool operator==(const Cookie&) const = default;
 };
 
-/// The client's cookies. They accept whatever the service sets and outlive the process, save those without an expiry.
+/// The client's cookies. They accept whatever the service sets and outlive the process, save those without an
+/// expiry.
 class CookieJar {
 public:
     virtual ~CookieJar() = default;

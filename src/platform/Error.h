@@ -6,11 +6,13 @@
 
 /// An error that a person may read: `what()` is a complete, localised description, shown unchanged.
 ///
-/// `code` is the number by which its source tells it apart from the source's other errors; what it means depends on the
-/// source. No two sources share a meaning, so a caller looks at the type first, except where a rule says otherwise.
+/// `code` is the number by which its source tells it apart from the source's other errors; what it means
+/// depends on the source. No two sources share a meaning, so a caller looks at the type first, except where a
+/// rule says otherwise.
 class Error : public std::exception {
 public:
-    explicit Error(std::string description, int code = 0) : description_(std::move(description)), code_(code) {}
+    explicit Error(std::string description, int code = 0)
+        : description_(std::move(description)), code_(code) {}
 
     const char* what() const noexcept override { return description_.c_str(); }
     int code() const { return code_; }

@@ -31,13 +31,14 @@ struct HttpReply {
     std::string body;
 };
 
-/// An HTTP client that sends the cookies of one jar with each request and keeps every `Set-Cookie` of each reply in it,
-/// error replies included, before the reply is handed out.
+/// An HTTP client that sends the cookies of one jar with each request and keeps every `Set-Cookie` of each
+/// reply in it, error replies included, before the reply is handed out.
 class HttpClient {
 public:
     virtual ~HttpClient() = default;
 
-    /// Sends the request and gives the whole reply. Throws TransportError when there is none, with reason `cancelled`
-    /// when `stop` was requested or the client ends first. Redirections are followed, to https only.
+    /// Sends the request and gives the whole reply. Throws TransportError when there is none, with reason
+    /// `cancelled` when `stop` was requested or the client ends first. Redirections are followed, to https
+    /// only.
     virtual Task<HttpReply> send(HttpRequest request, std::stop_token stop) = 0;
 };

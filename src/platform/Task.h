@@ -6,14 +6,16 @@
 #include <type_traits>
 #include <utility>
 
-/// An asynchronous operation: a coroutine that starts when it is awaited and hands its result, or its exception, to
-/// the one that awaits it.
+/// An asynchronous operation: a coroutine that starts when it is awaited and hands its result, or its
+/// exception, to the one that awaits it.
 ///
-/// A task is awaited once. Everything happens on the thread that resumes it, which is the main thread throughout this
-/// program. Destroying a task that has not been started, or that waits, destroys what it holds and runs nothing further.
+/// A task is awaited once. Everything happens on the thread that resumes it, which is the main thread
+/// throughout this program. Destroying a task that has not been started, or that waits, destroys what it
+/// holds and runs nothing further.
 ///
-/// The oldest supported compiler (g++ 12) miscompiles some temporaries in an expression that holds `co_await`, so such
-/// expressions stay plain: `auto task = f(x); auto result = co_await std::move(task);`. Parameters are taken by value.
+/// The oldest supported compiler (g++ 12) miscompiles some temporaries in an expression that holds
+/// `co_await`, so such expressions stay plain: `auto task = f(x); auto result = co_await std::move(task);`.
+/// Parameters are taken by value.
 template <class T>
 class Task;
 
@@ -121,14 +123,14 @@ inline Detached runDetached(Task<void> task) {
 
 } // namespace detail
 
-/// Starts a task that nobody awaits. It runs until its first suspension before this returns, and frees itself at its
-/// end. It must not throw: an exception that leaves it ends the program.
+/// Starts a task that nobody awaits. It runs until its first suspension before this returns, and frees itself
+/// at its end. It must not throw: an exception that leaves it ends the program.
 inline void spawn(Task<void> task) {
     detail::runDetached(std::move(task));
 }
 
-/// The bridge from a callback to a coroutine: `resolve` or `fail` once, from the main thread, before or after it is
-/// awaited. Later calls are ignored, so a late answer to a cancelled operation is harmless.
+/// The bridge from a callback to a coroutine: `resolve` or `fail` once, from the main thread, before or after
+/// it is awaited. Later calls are ignored, so a late answer to a cancelled operation is harmless.
 template <class T>
 class Completion {
 public:
@@ -150,8 +152,8 @@ public:
     }
     bool settled() const { return value_.has_value() || failure_; }
 
-    /// Awaits a completion that outlives the wait. A member function, because the oldest supported compiler copies an
-    /// lvalue that is awaited directly.
+    /// Awaits a completion that outlives the wait. A member function, because the oldest supported compiler
+    /// copies an lvalue that is awaited directly.
     auto settlement() { return Awaiter(*this); }
 
 private:

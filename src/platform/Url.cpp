@@ -47,7 +47,8 @@ std::string pathOf(const UriUriA& uri) {
 
 std::string escape(std::string_view text) {
     std::string escaped(text.size() * 3 + 1, '\0');
-    const char* end = uriEscapeExA(text.data(), text.data() + text.size(), escaped.data(), URI_FALSE, URI_FALSE);
+    const char* end =
+        uriEscapeExA(text.data(), text.data() + text.size(), escaped.data(), URI_FALSE, URI_FALSE);
     escaped.resize(static_cast<std::size_t>(end - escaped.data()));
     return escaped;
 }

@@ -8,8 +8,9 @@
 
 /// An absolute URL or a relative reference as RFC 3986 defines it, parsed by uriparser.
 ///
-/// `text()` is the URL exactly as given; the parts are slices of it, still percent-encoded. A text that RFC 3986 does
-/// not allow (a blank, an unescaped non-ASCII character) does not parse. Scheme and host keep their case.
+/// `text()` is the URL exactly as given; the parts are slices of it, still percent-encoded. A text that RFC
+/// 3986 does not allow (a blank, an unescaped non-ASCII character) does not parse. Scheme and host keep their
+/// case.
 class Url {
 public:
     /// None when `text` is not a URL.
@@ -25,7 +26,8 @@ public:
     /// Scheme, host and port, without a path: "https://host:8443".
     std::string origin() const;
 
-    /// One name of the query and its value, percent-decoded; a name without "=" has no value. "+" stays a plus.
+    /// One name of the query and its value, percent-decoded; a name without "=" has no value. "+" stays a
+    /// plus.
     using QueryItem = std::pair<std::string, std::optional<std::string>>;
     std::vector<QueryItem> queryItems() const;
 

@@ -10,8 +10,8 @@
 
 /// A navigation that the page or a person asks for, before anything is sent.
 struct NavigationAction {
-    std::string url;           ///< empty when the request has none
-    bool performsDownload = false;  ///< the link asks to be saved
+    std::string url;               ///< empty when the request has none
+    bool performsDownload = false; ///< the link asks to be saved
 };
 
 enum class NavigationPolicy { allow, cancel, download };
@@ -21,7 +21,8 @@ class WebView : public Screen {
 public:
     /// Asked for every navigation of every frame. Allowed when unset.
     std::function<NavigationPolicy(const NavigationAction&)> decidePolicy;
-    /// A page asked for a window of its own (a link's target, a script); none is ever made. The URL may be empty.
+    /// A page asked for a window of its own (a link's target, a script); none is ever made. The URL may be
+    /// empty.
     std::function<void(const std::string& url)> onNewWindow;
 
     /// Loads the URL in the main frame, superseding what is loading.

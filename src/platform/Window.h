@@ -25,8 +25,14 @@ public:
 
     virtual Frame frame() const = 0;
     virtual void setFrame(Frame frame) = 0;
-    /// Puts `screen` into the window in place of what was there. The screen has to outlive its time in the window.
+    /// Puts `screen` into the window in place of what was there. The screen has to outlive its time in the
+    /// window.
     virtual void setContent(Screen& screen) = 0;
+    /// Presents `screen` as a sheet over the window, which takes no input meanwhile. There is one sheet at a
+    /// time; it has to outlive its time there.
+    virtual void presentSheet(Screen& screen) = 0;
+    /// Takes the sheet away. Nothing happens when there is none.
+    virtual void dismissSheet() = 0;
     virtual void setAppearance(Appearance appearance) = 0;
     virtual void setBackground(Color color) = 0;
     /// Shows the window, in front and with the keyboard, also when it was closed or minimised.

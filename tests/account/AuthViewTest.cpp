@@ -18,10 +18,11 @@ protected:
     std::string drawn = describe();
 
     std::shared_ptr<AuthView> makeView(FakeAccount& from) {
-        auto made =
-            AuthView::make(from.api, from.remembered, from.workspace, [this, &from](const auto& password) {
+        auto made = AuthView::make(
+            from.api, from.remembered, from.workspace,
+            [this, &from](const std::optional<SecretText>& password) {
                 EXPECT_EQ(from.webData.cookies, from.jar.cookies) << "reported before the hand-over";
-                signedIn.push_back(password);
+                signedIn.push_back(password ? std::optional(std::string(password->view())) : std::nullopt);
             });
         made->changed = [this] { drawn = view ? describe() : drawn; };
         return made;
@@ -33,8 +34,9 @@ protected:
     std::string describe() const {
         const auto& state = view->state();
         const auto focus = state.focused ? std::to_string(static_cast<int>(*state.focused)) : "nowhere";
-        return std::to_string(static_cast<int>(state.mode)) + state.identifier + "," + state.password + "," +
-               state.email + "," + state.captchaAnswer + "," + shownImage() + "," + focus + "," + messages() +
+        return std::to_string(static_cast<int>(state.mode)) + state.identifier + "," +
+               std::string(state.password.view()) + "," + state.email + "," + state.captchaAnswer + "," +
+               shownImage() + "," + focus + "," + messages() +
                (state.revealPassword ? " revealed" : " masked") + (state.busy ? " busy" : " idle");
     }
     /// What a person reads below the fields: the error and the notice.
@@ -152,7 +154,7 @@ TEST_F(AuthViewTest, signInSendsOnceWhatWasTypedRemembersTheNameAndReportsThePas
     EXPECT_EQ(signedIn, Names({" secret "}));
     EXPECT_EQ(account.remembered.username(), "Ann");
     EXPECT_FALSE(view->state().busy);
-    EXPECT_EQ(view->state().password, "other");
+    EXPECT_EQ(view->state().password.view(), "other");
 }
 
 TEST_F(AuthViewTest, aFailedSubmitSaysWhyKeepsTheFieldsAndCanBeTriedAgain) {
@@ -173,7 +175,7 @@ TEST_F(AuthViewTest, aFailedSubmitSaysWhyKeepsTheFieldsAndCanBeTriedAgain) {
             EXPECT_TRUE(view->canSubmit());
         }
     }
-    EXPECT_EQ(view->state().password, "secret");
+    EXPECT_EQ(view->state().password.view(), "secret");
     EXPECT_TRUE(signedIn.empty());
     EXPECT_TRUE(account.defaults.values.empty());
     EXPECT_EQ(account.webData.started, 0);
@@ -305,12 +307,15 @@ TEST_F(AuthViewTest, aModeIsEnteredFreshButKeepsThePasswordAndTheAddress) {
         EXPECT_EQ(view->state().identifier, row.identifier);
         EXPECT_EQ(view->state().focused, row.focused);
         EXPECT_EQ(view->state().captchaAnswer + shownImage() + messages(), "|");
-        EXPECT_EQ(view->state().password + view->state().email, "secreta@b");
+        EXPECT_EQ(std::string(view->state().password.view()) + view->state().email, "secreta@b");
         EXPECT_EQ(account.http.pending.size(), row.mode == Mode::signUp ? 1U : 0U);
         answerImageIfAsked();
     }
+    spawn(view->go());
+    account.http.answer(200);
     view->pressFooter();
     EXPECT_EQ(view->state().mode, Mode::signIn);
+    EXPECT_EQ(messages(), "|") << "the notice still stands";
     view->pressFooter();
     EXPECT_EQ(view->state().mode, Mode::forgot);
 }

@@ -1,7 +1,7 @@
 #include "account/BriskoAPI.h"
 
-#include "account/Base64.h"
 #include "fakes/FakeAccount.h"
+#include "platform/Base64.h"
 
 #include <gtest/gtest.h>
 
@@ -81,9 +81,9 @@ TEST_F(BriskoAPITest, postsJsonToTheServiceAndNothingElse) {
         EXPECT_EQ(request.timeout, std::chrono::seconds(60));
         account.http.answer(204);
     };
-    const auto signingIn = begin(api.signIn(" \"ann\" ", "p\xC3\xA9\\\n"));
+    const auto signingIn = begin(api.signIn(" \"ann\" ", SecretText("p\xC3\xA9\\\n")));
     expectPost("api/auth/login", {{"username", " \"ann\" "}, {"password", "p\xC3\xA9\\\n"}});
-    const auto registering = begin(api.registerAccount("ann", "secret", "", "t1", "typed"));
+    const auto registering = begin(api.registerAccount("ann", SecretText("secret"), "", "t1", "typed"));
     expectPost("api/auth/register", {{"username", "ann"},
                                      {"password", "secret"},
                                      {"email", ""},
@@ -115,7 +115,7 @@ TEST_F(BriskoAPITest, turnsARefusalIntoASentence) {
                            {400, "{\"error\":\"\xFF\"}", "Something went wrong (400)."},
                            {400, R"({"error":"x"} y)", "Something went wrong (400)."},
                            {std::nullopt, R"({"error":"x"})", "No response from brisko."}}) {
-        const auto outcome = begin(api.signIn("ann", "secret"));
+        const auto outcome = begin(api.signIn("ann", SecretText("secret")));
         account.http.answer(row.status, row.body);
         EXPECT_EQ(outcome->message(), row.message) << row.body;
         EXPECT_EQ(outcome->value.has_value(), row.message.empty()) << row.body;
@@ -124,13 +124,13 @@ TEST_F(BriskoAPITest, turnsARefusalIntoASentence) {
 
 TEST_F(BriskoAPITest, passesOnTheErrorOfATransportOrAnEncoderUnchanged) {
     const TransportError timedOut(TransportError::Reason::timedOut, "Timed out");
-    const auto signingIn = begin(api.signIn("ann", "secret"));
+    const auto signingIn = begin(api.signIn("ann", SecretText("secret")));
     account.http.fail(timedOut);
     EXPECT_THROW(std::rethrow_exception(signingIn->failure), TransportError);
     const auto loading = begin(api.captcha());
     account.http.fail(timedOut);
     EXPECT_THROW(std::rethrow_exception(loading->failure), TransportError);
-    const auto notUnicode = begin(api.signIn("\xFF", "secret"));
+    const auto notUnicode = begin(api.signIn("\xFF", SecretText("secret")));
     EXPECT_THROW(std::rethrow_exception(notUnicode->failure), Json::type_error);
     EXPECT_EQ(account.http.sent.size(), 2U);
 }

@@ -1,6 +1,7 @@
 #include "application/AppDelegate.h"
 
 #include "fakes/FakeAccount.h"
+#include "fakes/FakeLock.h"
 #include "fakes/FakeScreens.h"
 
 #include <gtest/gtest.h>
@@ -14,15 +15,21 @@ protected:
     FakeAccount account;
     FakeWindow window;
     FakeScreens screens{window};
-    std::shared_ptr<AppDelegate> delegate =
-        AppDelegate::make(account.api, account.remembered, account.workspace, window, screens);
+    FakeClock clock;
+    FakeMainQueue queue;
+    FakeKeychain keychain;
+    Passcode passcode{keychain, account.defaults, clock};
+    std::shared_ptr<AppDelegate> delegate = AppDelegate::make(
+        {account.api, account.remembered, passcode, account.workspace, clock, queue, window, screens});
 
     void TearDown() override {
         EXPECT_EQ(screens.destroyedInWindow, 0);
         EXPECT_EQ(window.size, (Window::Frame{1180, 800})) << "a screen changed the window's size";
     }
-    bool showsAuth() const { return screens.auth && screens.alive == 1 && window.content; }
-    bool showsApp() const { return screens.web && screens.alive == 1 && window.content == screens.web; }
+    /// No screen but the window's and its sheet's is alive.
+    bool nothingElse() const { return screens.alive == (window.sheet ? 2 : 1); }
+    bool showsAuth() const { return screens.auth && nothingElse() && window.content; }
+    bool showsApp() const { return screens.web && nothingElse() && window.content == screens.web; }
 
     void launchSignedIn() {
         account.jar.cookies = {FakeAccount::session()};
@@ -92,23 +99,23 @@ TEST_F(AppDelegateTest, goesFromSignInToTheWebApplicationAndBackAsOftenAsNeeded)
         signOut();
         ASSERT_TRUE(showsAuth());
         EXPECT_EQ(screens.auth->state().identifier, "ann");
-        EXPECT_EQ(screens.auth->state().password, "");
+        EXPECT_EQ(screens.auth->state().password.view(), "");
         EXPECT_EQ(window.appearance, Window::Appearance::dark);
         EXPECT_TRUE(account.jar.cookies.empty() && account.webData.cookies.empty());
     }
-    EXPECT_EQ(screens.made, 5);
+    EXPECT_EQ(screens.made, 7) << "each sign-in also offers a passcode";
 }
 
 TEST_F(AppDelegateTest, endsASessionOnceHoweverOftenThePageAsks) {
     launchSignedIn();
     account.webData.hold = true;
     EXPECT_EQ(followToSignInPage(), NavigationPolicy::cancel);
-    EXPECT_EQ(followToSignInPage(), NavigationPolicy::cancel);
-    EXPECT_TRUE(showsApp()) << "left before the session was cleared";
     const auto started = account.webData.started;
+    EXPECT_EQ(followToSignInPage(), NavigationPolicy::cancel);
+    EXPECT_EQ(account.webData.started, started);
+    EXPECT_TRUE(showsApp()) << "left before the session was cleared";
     account.webData.release();
     EXPECT_TRUE(showsAuth());
-    EXPECT_EQ(account.webData.started, started);
     EXPECT_EQ(screens.made, 2);
     EXPECT_FALSE(account.webData.waiting());
 }
@@ -169,4 +176,62 @@ TEST_F(AppDelegateTest, hearsNothingOfASignInThatEndsAfterItHasGone) {
     EXPECT_EQ(screens.alive, 0);
     account.acceptSignIn();
     EXPECT_EQ(screens.made, 1);
+}
+
+TEST_F(AppDelegateTest, offersAPasscodeForThePasswordThatWasTypedAndOnlyWhereThereIsNone) {
+    delegate->applicationDidFinishLaunching();
+    signIn();
+    ASSERT_TRUE(showsApp());
+    ASSERT_TRUE(window.sheet);
+    EXPECT_EQ(screens.passcode->state().step, PasscodeView::Step::choose);
+    EXPECT_EQ(screens.passcode->state().owner, "ann");
+    screens.passcode->edit(SecretText("1234"));
+    screens.passcode->edit(SecretText("1234"));
+    EXPECT_FALSE(window.sheet);
+    EXPECT_TRUE(showsApp());
+    EXPECT_TRUE(passcode.shape());
+
+    signOut();
+    signIn();
+    EXPECT_TRUE(showsApp());
+    EXPECT_FALSE(window.sheet) << "offered although there is one";
+}
+
+TEST_F(AppDelegateTest, offersNoPasscodeAfterAGoogleSignIn) {
+    delegate->applicationDidFinishLaunching();
+    spawn(screens.auth->googleSignIn());
+    account.browser.answer.resolve("brisko://auth?code=1");
+    account.acceptSignIn();
+    EXPECT_TRUE(showsApp());
+    EXPECT_FALSE(window.sheet);
+}
+
+TEST_F(AppDelegateTest, asksForThePasscodeOnceTheSessionIsOverAndTakesThePasswordInstead) {
+    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
+    for (const auto unlocks : {true, false}) {
+        delegate->applicationDidFinishLaunching();
+        ASSERT_TRUE(screens.passcode);
+        EXPECT_TRUE(nothingElse());
+        EXPECT_EQ(window.appearance, Window::Appearance::dark);
+        if (unlocks) {
+            screens.passcode->edit(SecretText("1234"));
+            account.acceptSignIn();
+            EXPECT_TRUE(showsApp());
+            EXPECT_FALSE(window.sheet);
+            signOut();
+        } else {
+            screens.passcode->buttons().front().press();
+            EXPECT_TRUE(showsAuth());
+            EXPECT_FALSE(passcode.shape());
+        }
+    }
+}
+
+TEST_F(AppDelegateTest, showsTheApplicationAtOnceWhileTheSessionLivesAndDropsARecordThatNothingIsKnownOf) {
+    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
+    launchSignedIn();
+    EXPECT_TRUE(keychain.item);
+    account.defaults.remove("brisko.passcode.username");
+    delegate->applicationDidFinishLaunching();
+    EXPECT_FALSE(keychain.item);
 }

@@ -52,8 +52,8 @@ private:
     }
 };
 
-/// A client whose requests wait until the test answers them, oldest first unless it says otherwise. A stopped request
-/// fails at once, unless its reply is `underWay`, on its way through the main loop.
+/// A client whose requests wait until the test answers them, oldest first unless it says otherwise. A stopped
+/// request fails at once, unless its reply is `underWay`, on its way through the main loop.
 class FakeHttpClient : public HttpClient {
 public:
     struct Pending {
@@ -100,7 +100,8 @@ public:
     }
 };
 
-/// The web view's store in memory. With `hold` set, an operation waits for `release`, so that a test can look between.
+/// The web view's store in memory. With `hold` set, an operation waits for `release`, so that a test can look
+/// between.
 class FakeWebDataStore : public WebDataStore {
 public:
     std::vector<Cookie> cookies;
@@ -179,6 +180,15 @@ public:
         refuseWhenBroken();
         values.erase(key);
     }
+    void update(const std::map<std::string, Json>& changes) override {
+        refuseWhenBroken();
+        for (const auto& [key, value] : changes) {
+            if (value.is_null())
+                values.erase(key);
+            else
+                values[key] = value;
+        }
+    }
 
 private:
     void refuseWhenBroken() const {
@@ -204,6 +214,7 @@ class FakeWindow : public Window {
 public:
     Frame size = Frame{1180, 800};
     Screen* content = nullptr;
+    Screen* sheet = nullptr;
     Appearance appearance = Appearance::light;
     Color background;
     int presented = 0;
@@ -215,6 +226,8 @@ public:
         content = &screen;
         size = Frame{420, 520};
     }
+    void presentSheet(Screen& screen) override { sheet = &screen; }
+    void dismissSheet() override { sheet = nullptr; }
     void setAppearance(Appearance given) override { appearance = given; }
     void setBackground(Color color) override { background = color; }
     void present() override { presented += 1; }

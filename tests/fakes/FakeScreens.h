@@ -12,6 +12,7 @@ public:
     explicit FakeScreens(const FakeWindow& window) : window_(window) {}
 
     AuthView* auth = nullptr;
+    PasscodeView* passcode = nullptr;
     FakeWebView* web = nullptr;
     int made = 0;
     int alive = 0;
@@ -20,6 +21,10 @@ public:
     std::unique_ptr<Screen> authScreen(std::shared_ptr<AuthView> view) override {
         auth = view.get();
         return std::make_unique<AuthScreen>(*this, std::move(view));
+    }
+    std::unique_ptr<Screen> passcodeScreen(std::shared_ptr<PasscodeView> view) override {
+        passcode = view.get();
+        return std::make_unique<PasscodeScreen>(*this, std::move(view));
     }
     std::unique_ptr<WebView> webView() override {
         auto view = std::make_unique<Web>(*this);
@@ -39,7 +44,8 @@ private:
         Life& operator=(const Life&) = delete;
         ~Life() {
             screens_.alive -= 1;
-            screens_.destroyedInWindow += screens_.window_.content == &screen_ ? 1 : 0;
+            const auto shown = screens_.window_.content == &screen_ || screens_.window_.sheet == &screen_;
+            screens_.destroyedInWindow += shown ? 1 : 0;
         }
 
     private:
@@ -61,6 +67,23 @@ private:
     private:
         FakeScreens& screens_;
         std::shared_ptr<AuthView> view_;
+        Life life_;
+    };
+
+    class PasscodeScreen : public Screen {
+    public:
+        PasscodeScreen(FakeScreens& screens, std::shared_ptr<PasscodeView> view)
+            : screens_(screens), view_(std::move(view)), life_(screens, *this) {
+            view_->appeared();
+        }
+        ~PasscodeScreen() override {
+            if (screens_.passcode == view_.get())
+                screens_.passcode = nullptr;
+        }
+
+    private:
+        FakeScreens& screens_;
+        std::shared_ptr<PasscodeView> view_;
         Life life_;
     };
 

@@ -26,11 +26,12 @@ Behaviour json(const char* status, const char* body) {
 }
 
 Behaviour raw(std::string bytes) {
-    return MisbehavingService::replyingOnce(std::move(bytes));
+    return MisbehavingService::replying(std::move(bytes));
 }
 
 std::string garbage() {
-    std::string bytes(10'000'000, '\0');
+    std::string bytes;
+    bytes.resize(10'000'000);
     for (std::size_t index = 0; index < bytes.size(); ++index)
         bytes[index] = static_cast<char>(index * 2654435761U >> 13);
     return bytes;
@@ -60,7 +61,7 @@ std::vector<BadDay> badDays() {
         {"list", json("200 OK", "[1,2]"), nothing},
         {"deep list", json("200 OK", std::string(100'000, '[').c_str()), nothing},
         {"ten megabytes of garbage", raw(MisbehavingService::reply("200 OK", "", garbage())), nothing},
-        {"ten megabytes of something else", raw("\n" + garbage()), "No response from brisko."},
+        {"ten megabytes of something else", raw("\n" + garbage()), transport, transport},
         {"another protocol", raw("SSH-2.0-OpenSSH_9.2\r\n"), "No response from brisko."},
         {"only an interim reply", raw("HTTP/1.1 199 Soon\r\n\r\n"), transport, transport},
         {"nothing at all", [](Conversation& conversation) { conversation.request(); }, transport, transport},
@@ -113,10 +114,10 @@ TEST_F(BadDaysTest, eachEndWithTheRightWordsAndTheSessionKept) {
     service.behave(MisbehavingService::replying(MisbehavingService::reply(
         "200 OK", "Set-Cookie: brisko_session=1; Max-Age=3600; Secure; HttpOnly; Path=/\r\n", "{}")));
     auto account = api(service.origin());
-    ASSERT_EQ(told(account.signIn("zoe", "secret")), nothing);
+    ASSERT_EQ(told(account.signIn("zoe", SecretText("secret"))), nothing);
     for (const auto& day : badDays()) {
         service.behave(day.behaviour);
-        EXPECT_EQ(told(account.signIn("zoe", "secret")), day.signIn) << day.name;
+        EXPECT_EQ(told(account.signIn("zoe", SecretText("secret"))), day.signIn) << day.name;
         EXPECT_EQ(told(account.captcha()), day.captcha) << day.name;
         EXPECT_TRUE(account.hasSession()) << day.name;
         EXPECT_EQ(namesOnDisk(), "brisko_session") << day.name;
@@ -127,10 +128,10 @@ TEST_F(BadDaysTest, whenNobodyIsThereOrSomebodyElseEndInTheTransportsWords) {
     std::optional<MisbehavingService> other(
         std::in_place, MisbehavingService::replying(MisbehavingService::reply("200 OK", "", "")));
     auto account = api(other->origin());
-    EXPECT_EQ(told(account.signIn("zoe", "secret")), transport) << "an untrusted certificate";
+    EXPECT_EQ(told(account.signIn("zoe", SecretText("secret"))), transport) << "an untrusted certificate";
     EXPECT_TRUE(other->requests().empty());
     other.reset();
-    EXPECT_EQ(told(account.signIn("zoe", "secret")), transport) << "a closed port";
+    EXPECT_EQ(told(account.signIn("zoe", SecretText("secret"))), transport) << "a closed port";
     EXPECT_EQ(told(account.captcha()), transport);
     EXPECT_FALSE(account.hasSession());
 }
@@ -140,7 +141,7 @@ TEST_F(BadDaysTest, signOutEndsTheSessionForTheNextStartToo) {
         "200 OK", "Set-Cookie: brisko_session=1; Max-Age=3600\r\nSet-Cookie: theme=dark; Max-Age=3600\r\n",
         "{}")));
     auto account = api(service.origin());
-    ASSERT_EQ(told(account.signIn("zoe", "secret")), nothing);
+    ASSERT_EQ(told(account.signIn("zoe", SecretText("secret"))), nothing);
     const auto requests = service.requests().size();
     MainLoop::finish(account.signOut());
     EXPECT_FALSE(account.hasSession());

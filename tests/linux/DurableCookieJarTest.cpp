@@ -15,9 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using std::chrono::seconds;
-using std::chrono::system_clock;
-
 class DurableCookieJarTest : public testing::Test {
 protected:
     TemporaryFolder folder{"brisko-cookies"};
@@ -38,13 +35,8 @@ protected:
             result += (result.empty() ? "" : " ") + cookie.name;
         return result;
     }
-    /// What the next start finds, while this process goes on or after it was killed.
-    std::string namesOnDisk() const {
-        const TemporaryFolder copy("brisko-cookies");
-        if (fs::exists(file))
-            fs::copy_file(file, copy.path() / "cookies.json");
-        return names(DurableCookieJar(copy.path() / "cookies.json"));
-    }
+    /// What the next start finds, even if this process is killed now.
+    std::string namesOnDisk() const { return names(DurableCookieJar(file)); }
     Cookie named(const DurableCookieJar& jar, const char* name) const {
         for (auto& cookie : jar.cookiesFor(origin))
             if (cookie.name == name)
@@ -55,20 +47,22 @@ protected:
 
 } // namespace
 
-TEST_F(DurableCookieJarTest, givesTheNextStartTheSameCookiesInTheSameOrder) {
+TEST_F(DurableCookieJarTest, givesTheNextStartWhateverTheServiceMaySet) {
     std::vector<Cookie> before;
     {
         DurableCookieJar jar(file);
         receive(jar, {"z=1; Max-Age=3600; Path=/; Secure; HttpOnly; SameSite=Strict",
-                      "a=caf\xe9 \"quoted\"; Max-Age=3600; SameSite=None; Secure",
+                      "a=\"quo ted\\\", \x01\x7f; Max-Age=3600; SameSite=None; Secure",
+                      "caf\xe9=caf\xe9; Max-Age=3600", "b=1; Max-Age=3600; SameSite=Lax",
+                      "=nameless; Max-Age=3600", "c==;Max-Age=3600",
                       "m=; Expires=Fri, 31 Dec 9999 23:59:59 GMT; Domain=brisko.example",
-                      "passing=gone with the process"});
+                      "n=1; Max-Age=99999999999999999999", "p=1; Max-Age=3600; Path=relative"});
         for (const auto& cookie : jar.cookiesFor(origin))
             if (cookie.expires)
                 before.push_back(cookie);
-        EXPECT_EQ(names(jar), "z a m passing");
+        receive(jar, {"passing=gone with the process"});
     }
-    EXPECT_EQ(before.size(), 3U);
+    EXPECT_GE(before.size(), 6U);
     EXPECT_EQ(DurableCookieJar(file).cookiesFor(origin), before);
     EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
     EXPECT_EQ(fs::status(file.parent_path()).permissions(), fs::perms(0700));
@@ -77,7 +71,7 @@ TEST_F(DurableCookieJarTest, givesTheNextStartTheSameCookiesInTheSameOrder) {
 TEST_F(DurableCookieJarTest, replacesACookieAndForgetsOneThatTheServiceEnds) {
     DurableCookieJar jar(file);
     receive(jar, {"a=1; Max-Age=3600", "b=1; Max-Age=3600", "a=2; Max-Age=3600"});
-    EXPECT_EQ(names(jar), "b a");
+    EXPECT_EQ(names(jar), "a b");
     EXPECT_EQ(named(jar, "a").value, "2");
     receive(jar, {"a=; Max-Age=0", "never=1; Expires=Thu, 01 Jan 1970 00:00:00 GMT"});
     EXPECT_EQ(names(jar), "b");
@@ -129,12 +123,7 @@ TEST_F(DurableCookieJarTest, losesNoCookieToAFullDisk) {
         receive(jar, {"last=1; Max-Age=3600"});
         EXPECT_EQ(namesOnDisk(), "old new");
     }
-    EXPECT_EQ(names(DurableCookieJar(file)), "old new") << "the disk was full to the end";
-    {
-        DurableCookieJar jar(file);
-        const FullDisk full;
-        receive(jar, {"last=1; Max-Age=3600"});
-    }
+    EXPECT_EQ(namesOnDisk(), "old new last") << "there was room again at the end";
 }
 
 TEST_F(DurableCookieJarTest, endsASessionEvenOnAFullDisk) {
@@ -162,14 +151,13 @@ TEST_F(DurableCookieJarTest, setsAnUnusableFileAsideAndStartsEmpty) {
         return "{\"version\":1,\"cookies\":[" + entry + "," + changed + "]}";
     };
     const std::string unusable[] = {"",
-                                    "\xff\x00",
+                                    "\xff",
                                     "[]",
                                     "null",
                                     R"({"version":1})",
                                     R"({"version":2,"cookies":[]})",
                                     R"({"version":1,"cookies":[1]})",
                                     with("\"name\":\"a\"", "\"name\":1"),
-                                    with("\"a\"", "\"\""),
                                     with("\"1\"", "null"),
                                     with("\"brisko.example\"", "\"\""),
                                     with("\"domain\"", "\"Domain\""),
@@ -177,8 +165,7 @@ TEST_F(DurableCookieJarTest, setsAnUnusableFileAsideAndStartsEmpty) {
                                     with("4102444799", "9223372036854775807"),
                                     with("4102444799", "\"tomorrow\""),
                                     with("true", "1"),
-                                    with("Lax", "Laxer"),
-                                    with("\"1\"", "\"\\ud83d\\ude00\"")};
+                                    with("Lax", "Laxer")};
     for (const auto& content : unusable) {
         DurableFile::makePrivateFolder(file.parent_path());
         DurableFile::write(file, content);

@@ -53,7 +53,7 @@ TEST_F(DurableFileTest, givesBackEveryByteAndIsReadableByNobodyElse) {
     EXPECT_TRUE(entries().empty());
 }
 
-TEST_F(DurableFileTest, makesAPrivateFileOutOfAPublicOneWithoutEverOpeningItToOthers) {
+TEST_F(DurableFileTest, makesAPrivateFileOutOfAPublicOne) {
     std::ofstream(file) << "old";
     fs::permissions(file, fs::perms(0644));
     DurableFile::write(file, "secret");

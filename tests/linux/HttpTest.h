@@ -22,20 +22,17 @@ protected:
     DurableCookieJar jar{file};
     std::unique_ptr<SoupHttpClient> client;
 
-    HttpTest() { useClientThatTrusts(service); }
+    HttpTest() { useClientThatTrusts(service.certificate()); }
 
-    void useClientThatTrusts(const MisbehavingService& trusted) {
+    void useClientThatTrusts(const std::string& certificate) {
         const auto pem = folder.path() / "trusted.pem";
-        DurableFile::write(pem, trusted.certificate());
+        DurableFile::write(pem, certificate);
         client = std::make_unique<SoupHttpClient>(jar, pem);
     }
-    /// What a start right after a kill would find, for the service's origin.
+    /// What the next start finds for the service's origin, even if this process is killed now.
     std::string namesOnDisk() const {
-        const TemporaryFolder copy("brisko-http");
-        if (std::filesystem::exists(file))
-            std::filesystem::copy_file(file, copy.path() / "cookies.json");
         std::string names;
-        for (const auto& cookie : DurableCookieJar(copy.path() / "cookies.json").cookiesFor(service.origin()))
+        for (const auto& cookie : DurableCookieJar(file).cookiesFor(service.origin()))
             names += (names.empty() ? "" : " ") + cookie.name;
         return names;
     }

@@ -50,6 +50,7 @@ TEST_F(JsonUserDefaultsTest, writesNothingWhenNothingChanges) {
     const FullDisk full;
     EXPECT_NO_THROW(defaults.set("brisko.delay", 5));
     EXPECT_NO_THROW(defaults.remove("brisko.missing"));
+    EXPECT_NO_THROW(defaults.update({{"brisko.delay", 5}, {"brisko.missing", Json()}}));
     EXPECT_THROW(defaults.set("brisko.delay", 5.0), Error) << "a value of another type is a change";
 }
 
@@ -58,6 +59,7 @@ TEST_F(JsonUserDefaultsTest, keepsABrokenFileBesideTheNewOne) {
         store(broken);
         EXPECT_EQ(defaults.value("brisko.a"), Json()) << broken;
         EXPECT_NO_THROW(defaults.remove("brisko.a")) << broken;
+        EXPECT_NO_THROW(defaults.update({{"brisko.a", Json()}})) << broken;
         EXPECT_EQ(DurableFile::read(file), broken);
         defaults.set("brisko.b", true);
         EXPECT_EQ(defaults.value("brisko.b"), true) << broken;

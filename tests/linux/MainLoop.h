@@ -15,9 +15,10 @@
 namespace MainLoop {
 
 /// Far longer than anything here takes; it ends a test that would hang.
-inline constexpr guint deadlineSeconds = 60;
+inline constexpr guint deadlineSeconds = 30;
 
-/// Runs the loop until `isReached`. Throws std::runtime_error when that does not come.
+/// Runs the loop until `isReached`, which is looked at after every event. Throws std::runtime_error when that
+/// does not come.
 inline void runUntil(const std::function<bool()>& isReached) {
     bool late = false;
     const auto clock = g_timeout_add_seconds(

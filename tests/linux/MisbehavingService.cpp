@@ -29,6 +29,7 @@ std::string MisbehavingService::Conversation::request() {
                 unread_.erase(0, length);
                 const std::lock_guard lock(service_.mutex_);
                 service_.requests_.push_back(whole);
+                g_main_context_wakeup(nullptr); // somebody may wait for just this
                 return whole;
             }
         }
@@ -93,13 +94,6 @@ MisbehavingService::~MisbehavingService() {
 
 MisbehavingService::Behaviour MisbehavingService::replying(std::string bytes) {
     return [bytes = std::move(bytes)](Conversation& conversation) {
-        while (!conversation.request().empty())
-            conversation.send(bytes);
-    };
-}
-
-MisbehavingService::Behaviour MisbehavingService::replyingOnce(std::string bytes) {
-    return [bytes = std::move(bytes)](Conversation& conversation) {
         conversation.request();
         conversation.send(bytes);
     };
@@ -107,8 +101,8 @@ MisbehavingService::Behaviour MisbehavingService::replyingOnce(std::string bytes
 
 std::string MisbehavingService::reply(const std::string& status, const std::string& headers,
                                       const std::string& body) {
-    return "HTTP/1.1 " + status + "\r\n" + headers + "Content-Length: " + std::to_string(body.size()) +
-           "\r\n\r\n" + body;
+    return "HTTP/1.1 " + status + "\r\n" + headers +
+           "Connection: close\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
 void MisbehavingService::behave(Behaviour behaviour) {
@@ -120,6 +114,12 @@ void MisbehavingService::admit(int steps) {
     const std::lock_guard lock(mutex_);
     steps_ += steps;
     changed_.notify_all();
+    g_main_context_wakeup(nullptr);
+}
+
+int MisbehavingService::stepsAhead() const {
+    const std::lock_guard lock(mutex_);
+    return steps_;
 }
 
 Url MisbehavingService::origin() const {

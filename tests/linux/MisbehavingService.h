@@ -56,16 +56,17 @@ public:
     MisbehavingService& operator=(const MisbehavingService&) = delete;
     ~MisbehavingService();
 
-    /// A behaviour that answers every request of a connection with these bytes and keeps it open.
+    /// A behaviour that answers one request with these bytes and closes the connection.
     static Behaviour replying(std::string bytes);
-    /// As `replying`, and closes the connection.
-    static Behaviour replyingOnce(std::string bytes);
-    /// A whole HTTP reply; `headers` are lines that end with CR LF.
+    /// A whole HTTP reply, the last of its connection; `headers` are lines that end with CR LF.
     static std::string reply(const std::string& status, const std::string& headers, const std::string& body);
 
+    /// For the connections from now on.
     void behave(Behaviour behaviour);
     /// Lets the conversations take so many steps more, now or later.
     void admit(int steps);
+    /// The steps that have been admitted and not taken.
+    int stepsAhead() const;
 
     Url origin() const;
     Url at(std::string_view path) const { return origin().appendingPath(path); }

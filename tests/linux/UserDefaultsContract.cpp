@@ -75,6 +75,22 @@ TYPED_TEST(UserDefaultsContract, forgetsWhatIsRemovedAndKeepsTheRest) {
     EXPECT_EQ(this->defaults.value("brisko"), Json());
 }
 
+TYPED_TEST(UserDefaultsContract, changesSeveralValuesAsOneOrNone) {
+    this->defaults.set("brisko.kept", "kept");
+    this->defaults.set("brisko.gone", 1);
+    this->defaults.update({{"brisko.gone", Json()}, {"brisko.missing", Json()}, {"brisko.new", 2.5}});
+    const auto expectChanged = [this] {
+        EXPECT_EQ(this->defaults.value("brisko.kept"), "kept");
+        EXPECT_EQ(this->defaults.value("brisko.gone"), Json());
+        EXPECT_EQ(this->defaults.value("brisko.new"), 2.5);
+    };
+    expectChanged();
+    this->kind.failWhile([this] {
+        EXPECT_THROW(this->defaults.update({{"brisko.kept", Json()}, {"brisko.new", 3}}), Error);
+    });
+    expectChanged();
+}
+
 TYPED_TEST(UserDefaultsContract, keepsThePreviousValueWhenAnotherCannotBeStored) {
     this->defaults.set("brisko.a", "before");
     this->kind.failWhile([this] {

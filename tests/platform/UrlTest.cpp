@@ -20,7 +20,8 @@ TEST(Url, splitsIntoItsPartsAndKeepsItsText) {
 }
 
 TEST(Url, tellsAMissingHostFromAPresentOne) {
-    for (const auto* text : {"brisko:new", "brisko:///new", "mailto:a@b.example", "/path", "blob:https://h/1"}) {
+    for (const auto* text :
+         {"brisko:new", "brisko:///new", "mailto:a@b.example", "/path", "blob:https://h/1"}) {
         const auto url = Url::parse(text);
         ASSERT_TRUE(url) << text;
         EXPECT_FALSE(url->host()) << text;
@@ -49,12 +50,12 @@ TEST(Url, buildsServiceAddresses) {
 
 TEST(Url, resolvesReferencesAgainstTheOrigin) {
     const auto origin = *Url::parse("https://brisko.example");
-    for (const auto& [reference, expected] : std::vector<std::pair<std::string, std::string>>{
-             {"/?new=1", "https://brisko.example/?new=1"},
-             {"/", "https://brisko.example/"},
-             {"?search=1", "https://brisko.example?search=1"},
-             {"a/../b", "https://brisko.example/b"},
-             {"//other.example/x", "https://other.example/x"}})
+    for (const auto& [reference, expected] :
+         std::vector<std::pair<std::string, std::string>>{{"/?new=1", "https://brisko.example/?new=1"},
+                                                          {"/", "https://brisko.example/"},
+                                                          {"?search=1", "https://brisko.example?search=1"},
+                                                          {"a/../b", "https://brisko.example/b"},
+                                                          {"//other.example/x", "https://other.example/x"}})
         EXPECT_EQ(origin.resolve(reference)->text(), expected);
     EXPECT_FALSE(origin.resolve("not a path"));
 }

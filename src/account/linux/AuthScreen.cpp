@@ -1,13 +1,15 @@
 #include "account/linux/AuthScreen.h"
 
-#include "account/linux/AuthField.h"
+#include "platform/linux/FieldBox.h"
 #include "platform/linux/GPtr.h"
+#include "platform/linux/Wordmark.h"
 
 #include <gtkmm/eventcontrollerkey.h>
 #include <gtkmm/root.h>
 #include <gtkmm/window.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -19,11 +21,12 @@ constexpr float captchaHeight = 38;
 constexpr float captchaMaximumWidth = 170;
 
 void setAccessibleName(Gtk::Widget& widget, const std::string& name) {
-    gtk_accessible_update_property(GTK_ACCESSIBLE(widget.gobj()), GTK_ACCESSIBLE_PROPERTY_LABEL, name.c_str(), -1);
+    gtk_accessible_update_property(GTK_ACCESSIBLE(widget.gobj()), GTK_ACCESSIBLE_PROPERTY_LABEL, name.c_str(),
+                                   -1);
 }
 
-/// The picture that the bytes hold, at the height of the captcha row; none when they are not an image. It keeps all its
-/// pixels for displays of a higher scale.
+/// The picture that the bytes hold, at the height of the captcha row; none when they are not an image. It
+/// keeps all its pixels for displays of a higher scale.
 GPtr<GdkPaintable> decodeImage(const std::string& bytes) {
     const GBytesPtr content(g_bytes_new(bytes.data(), bytes.size()));
     GError* error = nullptr;
@@ -46,6 +49,7 @@ GPtr<GdkPaintable> decodeImage(const std::string& bytes) {
 } // namespace
 
 AuthScreen::AuthScreen(std::shared_ptr<AuthView> view) : view_(std::move(view)) {
+    root_.add_css_class("native-screen");
     root_.add_css_class("auth-screen");
     root_.set_policy(Gtk::PolicyType::NEVER, Gtk::PolicyType::AUTOMATIC);
     root_.set_size_request(minimumWidth, minimumHeight);
@@ -68,7 +72,10 @@ AuthScreen::AuthScreen(std::shared_ptr<AuthView> view) : view_(std::move(view)) 
     root_.signal_map().connect([this] {
         if (auto* window = dynamic_cast<Gtk::Window*>(root_.get_root()))
             window->set_default_widget(submit_);
-        view_->appeared();
+        // A window that is closed and opened again shows the screen as it was left.
+        if (!std::exchange(appeared_, true))
+            view_->appeared();
+        moveFocus();
     });
     root_.signal_unmap().connect([this] {
         if (auto* window = dynamic_cast<Gtk::Window*>(root_.get_root()))
@@ -82,15 +89,7 @@ AuthScreen::~AuthScreen() {
 }
 
 void AuthScreen::buildHeading() {
-    auto* wordmark = Gtk::make_managed<Gtk::Box>();
-    wordmark->add_css_class("wordmark");
-    wordmark->set_halign(Gtk::Align::CENTER);
-    wordmark->append(*Gtk::make_managed<Gtk::Label>("bris"));
-    auto* second = Gtk::make_managed<Gtk::Label>("ko");
-    second->add_css_class("ko");
-    wordmark->append(*second);
-    column_.append(*wordmark);
-
+    column_.append(*Gtk::make_managed<Wordmark>());
     subtitle_.add_css_class("subtitle");
     column_.append(subtitle_);
 }
@@ -110,10 +109,10 @@ void AuthScreen::buildPills() {
 }
 
 void AuthScreen::buildFields() {
-    identifier_ = std::make_unique<AuthField>(AuthField::Kind::plain);
-    email_ = std::make_unique<AuthField>(AuthField::Kind::plain);
-    password_ = std::make_unique<AuthField>(AuthField::Kind::secret);
-    captchaAnswer_ = std::make_unique<AuthField>(AuthField::Kind::plain);
+    identifier_ = std::make_unique<FieldBox>(FieldBox::Kind::plain);
+    email_ = std::make_unique<FieldBox>(FieldBox::Kind::plain);
+    password_ = std::make_unique<FieldBox>(FieldBox::Kind::secret);
+    captchaAnswer_ = std::make_unique<FieldBox>(FieldBox::Kind::plain);
     email_->setPurpose(Gtk::InputPurpose::EMAIL);
     bind(*identifier_, AuthView::Field::identifier);
     bind(*email_, AuthView::Field::email);
@@ -195,8 +194,8 @@ void AuthScreen::buildFooter() {
     footer_.signal_clicked().connect([this] { view_->pressFooter(); });
     row->append(footer_);
     // The role can only be given when the widget is made.
-    auto* link = Gtk::manage(Glib::wrap(GTK_BUTTON(
-        g_object_new(GTK_TYPE_BUTTON, "label", "Privacy", "accessible-role", GTK_ACCESSIBLE_ROLE_LINK, nullptr))));
+    auto* link = Gtk::manage(Glib::wrap(GTK_BUTTON(g_object_new(
+        GTK_TYPE_BUTTON, "label", "Privacy", "accessible-role", GTK_ACCESSIBLE_ROLE_LINK, nullptr))));
     link->set_cursor("pointer");
     link->signal_clicked().connect([this] { view_->openPrivacy(); });
     row->append(*link);
@@ -208,20 +207,23 @@ void AuthScreen::watchKeys() {
     keys->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
     keys->signal_key_pressed().connect(
         [this](guint key, guint, Gdk::ModifierType modifiers) {
-            const auto others = Gdk::ModifierType::CONTROL_MASK | Gdk::ModifierType::ALT_MASK |
-                                Gdk::ModifierType::SUPER_MASK;
-            if ((modifiers & others) != Gdk::ModifierType())
+            if (key != GDK_KEY_Tab && key != GDK_KEY_ISO_Left_Tab)
                 return false;
-            if (key == GDK_KEY_ISO_Left_Tab || (key == GDK_KEY_Tab && (modifiers & Gdk::ModifierType::SHIFT_MASK) !=
-                                                                          Gdk::ModifierType()))
-                return view_->move(-1);
-            return key == GDK_KEY_Tab && view_->move(+1);
+            const auto held = modifiers & (Gdk::ModifierType::CONTROL_MASK | Gdk::ModifierType::ALT_MASK |
+                                           Gdk::ModifierType::SUPER_MASK);
+            const bool back = key == GDK_KEY_ISO_Left_Tab ||
+                              (modifiers & Gdk::ModifierType::SHIFT_MASK) != Gdk::ModifierType();
+            // The way out of the fields' circle; the toolkit's own would leave the whole screen.
+            if (held == Gdk::ModifierType::CONTROL_MASK)
+                return gtk_widget_child_focus(GTK_WIDGET(gtk_widget_get_root(GTK_WIDGET(root_.gobj()))),
+                                              back ? GTK_DIR_TAB_BACKWARD : GTK_DIR_TAB_FORWARD) != FALSE;
+            return held == Gdk::ModifierType() && view_->move(back ? -1 : +1);
         },
         false);
     column_.add_controller(keys);
 }
 
-void AuthScreen::bind(AuthField& field, AuthView::Field name) {
+void AuthScreen::bind(FieldBox& field, AuthView::Field name) {
     field.onTyped = [this, name](std::string text) {
         if (!rendering_)
             view_->type(name, std::move(text));
@@ -248,7 +250,8 @@ void AuthScreen::render() {
         else
             pill.remove_css_class("current");
         gtk_accessible_update_state(GTK_ACCESSIBLE(pill.gobj()), GTK_ACCESSIBLE_STATE_PRESSED,
-                                    current ? GTK_ACCESSIBLE_TRISTATE_TRUE : GTK_ACCESSIBLE_TRISTATE_FALSE, -1);
+                                    current ? GTK_ACCESSIBLE_TRISTATE_TRUE : GTK_ACCESSIBLE_TRISTATE_FALSE,
+                                    -1);
     };
     setCurrent(pillButtons_[0], state.mode == AuthView::Mode::signIn);
     setCurrent(pillButtons_[1], state.mode == AuthView::Mode::signUp);
@@ -278,14 +281,16 @@ void AuthScreen::renderFields() {
     using Field = AuthView::Field;
     const auto& state = view_->state();
     const auto order = AuthView::focusOrder(state.mode);
-    const auto shown = [&order](Field field) { return std::find(order.begin(), order.end(), field) != order.end(); };
+    const auto shown = [&order](Field field) {
+        return std::find(order.begin(), order.end(), field) != order.end();
+    };
     identifier_->set_visible(shown(Field::identifier));
     email_->set_visible(shown(Field::email));
     password_->set_visible(shown(Field::password));
     captchaRow_.set_visible(shown(Field::captcha));
-    const auto fill = [this](AuthField& field, Field name) {
+    const auto fill = [this](FieldBox& field, Field name) {
         field.setPlaceholder(view_->placeholder(name));
-        field.setText(view_->text(name));
+        field.setText(std::string(view_->text(name)));
     };
     fill(*identifier_, Field::identifier);
     fill(*email_, Field::email);
@@ -325,7 +330,7 @@ void AuthScreen::moveFocus() {
     const auto focused = view_->state().focused;
     if (!focused || !root_.get_mapped())
         return;
-    const std::array<std::pair<AuthView::Field, AuthField*>, 4> fields = {
+    const std::array<std::pair<AuthView::Field, FieldBox*>, 4> fields = {
         {{AuthView::Field::identifier, identifier_.get()},
          {AuthView::Field::password, password_.get()},
          {AuthView::Field::email, email_.get()},

@@ -14,9 +14,10 @@
 #include <array>
 #include <memory>
 
-class AuthField;
+class FieldBox;
 
-/// Draws the sign-in screen and forwards what the person does to its AuthView. Lengths and font sizes are CSS pixels.
+/// Draws the sign-in screen and forwards what the person does to its AuthView. Lengths and font sizes are CSS
+/// pixels.
 class AuthScreen : public Screen, public WidgetScreen {
 public:
     explicit AuthScreen(std::shared_ptr<AuthView> view);
@@ -34,7 +35,7 @@ private:
     void buildButtons();
     void buildFooter();
     void watchKeys();
-    void bind(AuthField& field, AuthView::Field name);
+    void bind(FieldBox& field, AuthView::Field name);
 
     void render();
     void renderFields();
@@ -49,7 +50,7 @@ private:
     Gtk::Box pills_{Gtk::Orientation::HORIZONTAL, 4};
     std::array<Gtk::Button, 2> pillButtons_;
     Gtk::Box fieldColumn_{Gtk::Orientation::VERTICAL, 10};
-    std::unique_ptr<AuthField> identifier_, email_, password_, captchaAnswer_;
+    std::unique_ptr<FieldBox> identifier_, email_, password_, captchaAnswer_;
     Gtk::Button reveal_;
     Gtk::Box captchaRow_{Gtk::Orientation::HORIZONTAL, 8};
     Gtk::Picture captchaImage_;
@@ -60,6 +61,8 @@ private:
     Gtk::Spinner submitSpinner_;
     Gtk::Button google_;
     Gtk::Button footer_;
-    std::optional<std::string> shownImage_; ///< the bytes of the picture in the captcha row, empty for the placeholder
+    std::optional<std::string>
+        shownImage_; ///< the bytes of the picture in the captcha row, empty for the placeholder
     bool rendering_ = false;
+    bool appeared_ = false;
 };

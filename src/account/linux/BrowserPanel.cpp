@@ -51,11 +51,12 @@ void BrowserPanel::show(std::function<void()> onCancel) {
     panel_->set_default_widget(*button);
 
     const auto shortcuts = Gtk::ShortcutController::create();
-    shortcuts->add_shortcut(Gtk::Shortcut::create(Gtk::KeyvalTrigger::create(GDK_KEY_Escape),
-                                                  Gtk::CallbackAction::create([this](Gtk::Widget&, const auto&) {
-                                                      cancel();
-                                                      return true;
-                                                  })));
+    shortcuts->add_shortcut(
+        Gtk::Shortcut::create(Gtk::KeyvalTrigger::create(GDK_KEY_Escape),
+                              Gtk::CallbackAction::create([this](Gtk::Widget&, const auto&) {
+                                  cancel();
+                                  return true;
+                              })));
     panel_->add_controller(shortcuts);
     panel_->signal_close_request().connect(
         [this] {

@@ -28,6 +28,6 @@ private:
     std::function<void()> onCancel_;
 };
 
-/// The window that a sign-in attaches to: the one with the keyboard; without one the first of the application's; where
-/// there is none at all, a new blank one that belongs to the application.
+/// The window that a sign-in attaches to: the one with the keyboard; without one the first of the
+/// application's; where there is none at all, a new blank one that belongs to the application.
 Gtk::Window& presentationAnchor(Gtk::Application& application);

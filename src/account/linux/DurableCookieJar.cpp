@@ -29,30 +29,11 @@ std::vector<SoupCookiePtr> take(GSList* cookies) {
     return result;
 }
 
-std::string convert(const std::string& text, const char* to, const char* from) {
-    gsize length = 0;
-    const GText converted(
-        g_convert(text.data(), static_cast<gssize>(text.size()), to, from, nullptr, &length, nullptr));
-    if (!converted)
-        throw std::invalid_argument("a cookie that no header can hold");
-    return std::string(converted.get(), length);
-}
-
-/// A header's bytes have no agreed encoding, and JSON holds Unicode: each byte becomes the character of its
-/// number.
-std::string fromBytes(const std::string& bytes) {
-    return convert(bytes, "UTF-8", "ISO-8859-1");
-}
-
-std::string toBytes(const std::string& text) {
-    return convert(text, "ISO-8859-1", "UTF-8");
-}
-
 Json toJson(const Cookie& cookie) {
-    Json entry = {{"name", fromBytes(cookie.name)},
-                  {"value", fromBytes(cookie.value)},
-                  {"domain", fromBytes(cookie.domain)},
-                  {"path", fromBytes(cookie.path)},
+    Json entry = {{"name", cookie.name},
+                  {"value", cookie.value},
+                  {"domain", cookie.domain},
+                  {"path", cookie.path},
                   {"expires", std::chrono::floor<seconds>(*cookie.expires).time_since_epoch().count()},
                   {"secure", cookie.secure},
                   {"httpOnly", cookie.httpOnly}};
@@ -76,11 +57,11 @@ Cookie::SameSite policyOf(const Json& entry) {
 Cookie fromJson(const Json& entry) {
     constexpr auto last = std::chrono::floor<seconds>(system_clock::time_point::max());
     Cookie cookie;
-    cookie.name = toBytes(entry.at("name").get<std::string>());
-    cookie.value = toBytes(entry.at("value").get<std::string>());
-    cookie.domain = toBytes(entry.at("domain").get<std::string>());
-    cookie.path = toBytes(entry.at("path").get<std::string>());
-    if (cookie.name.empty() || cookie.domain.empty())
+    cookie.name = entry.at("name").get<std::string>();
+    cookie.value = entry.at("value").get<std::string>();
+    cookie.domain = entry.at("domain").get<std::string>();
+    cookie.path = entry.at("path").get<std::string>();
+    if (cookie.domain.empty())
         throw std::invalid_argument("no cookie");
     const auto expires = entry.at("expires").get<std::int64_t>();
     if (expires < 0 || seconds(expires) > last.time_since_epoch())
@@ -148,14 +129,17 @@ std::vector<Cookie> DurableCookieJar::cookiesFor(const Url& url) const {
 }
 
 void DurableCookieJar::remove(const Cookie& cookie) {
+    bool removed = false;
     for (const auto& kept : take(soup_cookie_jar_all_cookies(jar()))) {
         const auto candidate = fromSoup(kept.get());
         if (candidate.name == cookie.name && candidate.domain == cookie.domain &&
-            candidate.path == cookie.path)
+            candidate.path == cookie.path) {
             soup_cookie_jar_delete_cookie(jar(), kept.get());
+            removed = true;
+        }
     }
     save();
-    if (!unsaved_)
+    if (!removed || !unsaved_)
         return;
     try {
         DurableFile::remove(file_);
@@ -191,16 +175,16 @@ std::optional<std::string> DurableCookieJar::content() const {
             cookies.push_back(std::move(value));
     if (cookies.empty())
         return std::nullopt;
-    // libsoup lists from a hash table, newest first within a domain. The older of two cookies goes out first
-    // (RFC 6265, section 5.4), so that order is kept; a fixed order of the domains keeps an unchanged list
-    // the same text.
+    // libsoup lists from a hash table, newest first within a domain. Oldest first is how it has to get them
+    // back (RFC 6265, section 5.4); a fixed order of the domains keeps an unchanged list the same text.
     std::reverse(cookies.begin(), cookies.end());
     std::stable_sort(cookies.begin(), cookies.end(),
                      [](const auto& a, const auto& b) { return a.domain < b.domain; });
     Json entries = Json::array();
     for (const auto& cookie : cookies)
         entries.push_back(toJson(cookie));
-    return Json{{"version", formatVersion}, {"cookies", std::move(entries)}}.dump();
+    return Json{{"version", formatVersion}, {"cookies", std::move(entries)}}.dump(
+        -1, ' ', false, Json::error_handler_t::replace);
 }
 
 void DurableCookieJar::load() {

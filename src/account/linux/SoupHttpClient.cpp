@@ -1,92 +1,71 @@
 #include "account/linux/SoupHttpClient.h"
 
 #include "account/linux/DurableCookieJar.h"
+#include "account/linux/SoupExchange.h"
 #include "platform/Error.h"
-#include "platform/linux/GAsync.h"
+#include "platform/SecretText.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <limits>
+#include <memory>
 
 namespace {
 
-constexpr gsize chunkSize = gsize(64) * 1024;
-/// Below the drawing of the user interface, so that a long body never holds it up.
-constexpr int bodyPriority = G_PRIORITY_DEFAULT_IDLE;
-/// Below every source that can bring an answer: after a pause of the whole program, what has arrived counts
-/// first.
-constexpr int clockPriority = G_PRIORITY_LOW;
 constexpr unsigned noTimeout = 0;
 constexpr auto uriFlags = static_cast<GUriFlags>(SOUP_HTTP_URI_FLAGS);
 
-[[noreturn]] void throwTransportError(TransportError::Reason reason, const char* description) {
-    throw TransportError(reason, description);
-}
-
-[[noreturn]] void throwTransportError(int number) {
-    throwTransportError(TransportError::Reason::other, g_strerror(number));
-}
-
-TransportError::Reason reasonOf(const GError& error) {
-    if (g_error_matches(&error, G_IO_ERROR, G_IO_ERROR_CANCELLED))
-        return TransportError::Reason::cancelled;
-    if (g_error_matches(&error, G_IO_ERROR, G_IO_ERROR_TIMED_OUT))
-        return TransportError::Reason::timedOut;
-    // A connection that breaks off says nothing about who is at the other end.
-    if (error.domain == G_TLS_ERROR && error.code != G_TLS_ERROR_EOF)
-        return TransportError::Reason::untrusted;
-    return TransportError::Reason::other;
-}
-
-/// A request's body, which may hold a password: wiped once libsoup has let go of it.
-GBytesPtr makeBody(std::string text) {
-    auto owner = std::make_unique<std::string>(std::move(text));
-    const auto free = [](gpointer held) {
-        const std::unique_ptr<std::string> body(static_cast<std::string*>(held));
-        explicit_bzero(body->data(), body->size());
+/// A request's body, which may hold a password: wiped once nobody needs it any more. What the caller held is
+/// wiped now.
+GBytesPtr makeBody(std::string&& text) {
+    auto owner = std::make_unique<SecretText>(std::move(text));
+    const auto wipe = [](gpointer held) {
+        std::unique_ptr<SecretText>(static_cast<SecretText*>(held)).reset();
     };
-    auto* body = owner.release();
-    return GBytesPtr(g_bytes_new_with_free_func(body->data(), body->size(), free, body));
+    const auto bytes = owner->view();
+    return GBytesPtr(g_bytes_new_with_free_func(bytes.data(), bytes.size(), wipe, owner.release()));
 }
 
-GPtr<SoupMessage> makeMessage(HttpRequest& request) {
-    const auto message =
-        GPtr<SoupMessage>::take(soup_message_new(request.method.c_str(), request.url.text().c_str()));
-    if (!message)
-        throwTransportError(EINVAL);
-    if (request.method != "GET") {
-        const auto body = makeBody(std::move(request.body));
-        soup_message_set_request_body_from_bytes(message.get(), nullptr, body.get());
-    }
+GPtr<SoupMessage> makeMessage(const HttpRequest& request, GBytes* body) {
+    const GUriPtr uri(g_uri_parse(request.url.text().c_str(), uriFlags, nullptr));
+    const auto* host = uri ? g_uri_get_host(uri.get()) : nullptr;
+    if (!host || !*host || !g_str_equal(g_uri_get_scheme(uri.get()), "https"))
+        throw TransportError(TransportError::Reason::other,
+                             "Not a secure address: " + request.url.text() + ".");
+    auto message = GPtr<SoupMessage>::take(soup_message_new_from_uri(request.method.c_str(), uri.get()));
+    soup_message_add_flags(message.get(), SOUP_MESSAGE_NO_REDIRECT);
+    if (request.method != "GET")
+        soup_message_set_request_body_from_bytes(message.get(), nullptr, body);
     for (const auto& [name, value] : request.headers)
         soup_message_headers_replace(soup_message_get_request_headers(message.get()), name.c_str(),
                                      value.c_str());
     return message;
 }
 
-bool isRedirection(SoupStatus status) {
-    return status == SOUP_STATUS_MOVED_PERMANENTLY || status == SOUP_STATUS_FOUND ||
-           status == SOUP_STATUS_SEE_OTHER || status == SOUP_STATUS_TEMPORARY_REDIRECT ||
-           status == SOUP_STATUS_PERMANENT_REDIRECT;
+/// Where the reply sends the client; null when nowhere.
+const char* locationOf(SoupMessage* message, const HttpReply& reply) {
+    switch (reply.status.value_or(SOUP_STATUS_NONE)) {
+    case SOUP_STATUS_MOVED_PERMANENTLY:
+    case SOUP_STATUS_FOUND:
+    case SOUP_STATUS_SEE_OTHER:
+    case SOUP_STATUS_TEMPORARY_REDIRECT:
+    case SOUP_STATUS_PERMANENT_REDIRECT:
+        return soup_message_headers_get_one(soup_message_get_response_headers(message), "Location");
+    default:
+        return nullptr;
+    }
 }
 
-bool isSecure(SoupMessage* message, const char* location) {
-    const GUriPtr target(g_uri_parse_relative(soup_message_get_uri(message), location, uriFlags, nullptr));
-    return target && g_str_equal(g_uri_get_scheme(target.get()), "https");
-}
-
-/// libsoup takes the end of a connection that was going to be closed for the end of the body, even where the
-/// reply has announced more. A compressed body has an end of its own, which the decoder looks for.
-bool isCutShort(SoupMessage* message, std::size_t received) {
-    const auto status = soup_message_get_status(message);
-    if (status == SOUP_STATUS_NO_CONTENT || status == SOUP_STATUS_NOT_MODIFIED)
-        return false;
-    auto* headers = soup_message_get_response_headers(message);
-    if (soup_message_headers_get_encoding(headers) != SOUP_ENCODING_CONTENT_LENGTH ||
-        soup_message_headers_get_one(headers, "Content-Encoding"))
-        return false;
-    return std::cmp_less(received, soup_message_headers_get_content_length(headers));
+/// The request to send next, to the address that the reply gives.
+HttpRequest redirected(HttpRequest request, int status, const char* location) {
+    auto next = request.url.resolve(location);
+    if (!next)
+        throw TransportError(TransportError::Reason::other, std::string("Not an address: ") + location + ".");
+    request.url = std::move(*next);
+    if (status != SOUP_STATUS_TEMPORARY_REDIRECT && status != SOUP_STATUS_PERMANENT_REDIRECT) {
+        request.method = "GET";
+        std::erase_if(request.headers, [](const auto& header) {
+            return g_ascii_strcasecmp(header.first.c_str(), "Content-Type") == 0;
+        });
+    }
+    return request;
 }
 
 GPtr<GTlsDatabase> trustOnly(const std::filesystem::path& file) {
@@ -129,81 +108,19 @@ private:
     DurableCookieJar& jar_;
 };
 
-} // namespace
-
-/// One request on its way: what may end it early, and why it did.
-class SoupHttpClient::Exchange {
+/// Leaves the exchange when the coroutine that waits for it ends, however that comes.
+class Waiting {
 public:
-    Exchange(GPtr<SoupMessage> message, std::chrono::milliseconds timeout)
-        : message_(std::move(message)),
-          cancellable_(GPtr<GCancellable>::take(g_cancellable_new())),
-          timeout_(timeout),
-          clock_(g_timeout_source_new(std::numeric_limits<guint>::max())),
-          gotHeaders_(message_.get(),
-                      g_signal_connect(message_.get(), "got-headers", G_CALLBACK(checkHeaders), this)) {
-        g_source_set_priority(clock_, clockPriority);
-        g_source_set_callback(clock_, expire, this, nullptr);
-        g_source_attach(clock_, nullptr);
-        restartClock();
-    }
-    Exchange(const Exchange&) = delete;
-    Exchange& operator=(const Exchange&) = delete;
-    ~Exchange() {
-        g_source_destroy(clock_);
-        g_source_unref(clock_);
-    }
-
-    SoupMessage* message() const { return message_.get(); }
-    GCancellable* cancellable() const { return cancellable_.get(); }
-    int status() const { return static_cast<int>(soup_message_get_status(message())); }
-
-    void cancel() { g_cancellable_cancel(cancellable()); }
-    /// Something has arrived.
-    void restartClock() {
-        const auto wait = std::chrono::duration_cast<std::chrono::microseconds>(timeout_).count();
-        g_source_set_ready_time(clock_, g_get_monotonic_time() + wait);
-    }
-    /// Throws what became of the request when `error` is set; takes it over.
-    void check(GError* error) const {
-        const GErrorPtr owner(error);
-        if (refused_)
-            throwTransportError(TransportError::Reason::other,
-                                "The service redirects to an address that is not secure.");
-        if (!error)
-            return;
-        const auto reason = reasonOf(*error);
-        if (timedOut_ && reason == TransportError::Reason::cancelled)
-            throwTransportError(TransportError::Reason::timedOut, g_strerror(ETIMEDOUT));
-        throwTransportError(reason, error->message);
-    }
+    explicit Waiting(SoupExchange& exchange) : exchange_(exchange) {}
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
+    ~Waiting() { exchange_.leave(); }
 
 private:
-    static void checkHeaders(SoupMessage* message, gpointer self) {
-        auto* exchange = static_cast<Exchange*>(self);
-        exchange->restartClock();
-        auto* headers = soup_message_get_response_headers(message);
-        const auto* location = soup_message_headers_get_one(headers, "Location");
-        if (!location || !isRedirection(soup_message_get_status(message)) || isSecure(message, location))
-            return;
-        // Without the header there is nowhere to go, so libsoup hands the reply out and sends nothing.
-        exchange->refused_ = true;
-        soup_message_headers_remove(headers, "Location");
-    }
-    static gboolean expire(gpointer self) {
-        auto* exchange = static_cast<Exchange*>(self);
-        exchange->timedOut_ = true;
-        exchange->cancel();
-        return G_SOURCE_REMOVE;
-    }
-
-    GPtr<SoupMessage> message_;
-    GPtr<GCancellable> cancellable_;
-    std::chrono::milliseconds timeout_;
-    GSource* clock_;
-    SignalConnection gotHeaders_;
-    bool timedOut_ = false;
-    bool refused_ = false;
+    SoupExchange& exchange_;
 };
+
+} // namespace
 
 SoupHttpClient::SoupHttpClient(DurableCookieJar& jar, const std::optional<std::filesystem::path>& trusted)
     : jar_(jar),
@@ -216,11 +133,8 @@ SoupHttpClient::SoupHttpClient(DurableCookieJar& jar, const std::optional<std::f
 }
 
 SoupHttpClient::~SoupHttpClient() {
-    cancelAll();
-}
-
-void SoupHttpClient::cancelAll() {
     ending_.request_stop();
+    soup_session_abort(session_.get()); // lets go of the messages that wait for a connection, too
     while (open_ > 0)
         g_main_context_iteration(nullptr, TRUE);
 }
@@ -228,44 +142,27 @@ void SoupHttpClient::cancelAll() {
 Task<HttpReply> SoupHttpClient::send(HttpRequest request, std::stop_token stop) {
     const Counted counted(open_);
     const CookiesKept kept(jar_);
-    Exchange exchange(makeMessage(request), request.timeout);
-    const auto cancel = [&exchange] { exchange.cancel(); };
+    const auto body = makeBody(std::move(request.body));
+    for (int count = 0; count <= maximumRedirections; ++count) {
+        const auto message = makeMessage(request, body.get());
+        auto asking = ask(message, request.timeout, stop);
+        auto reply = co_await std::move(asking);
+        const auto* location = locationOf(message.get(), reply);
+        if (!location)
+            co_return reply;
+        request = redirected(std::move(request), *reply.status, location);
+    }
+    throw TransportError(TransportError::Reason::other, "The service redirects without end.");
+}
+
+Task<HttpReply> SoupHttpClient::ask(GPtr<SoupMessage> message, std::chrono::milliseconds timeout,
+                                    std::stop_token stop) {
+    Completion<HttpReply> reply;
+    const auto exchange = std::make_shared<SoupExchange>(session_, std::move(message), timeout);
+    const Waiting waiting(*exchange);
+    const auto cancel = [&exchange] { exchange->stop(); };
     const std::stop_callback stopping(stop, cancel);
     const std::stop_callback ending(ending_.get_token(), cancel);
-    GError* error = nullptr;
-    g_cancellable_set_error_if_cancelled(exchange.cancellable(), &error);
-    exchange.check(error);
-
-    GAsync sending;
-    soup_session_send_async(session_.get(), exchange.message(), G_PRIORITY_DEFAULT, exchange.cancellable(),
-                            GAsync::ready, &sending);
-    const auto sent = co_await sending.settlement();
-    const auto stream =
-        GPtr<GInputStream>::take(soup_session_send_finish(session_.get(), sent.get(), &error));
-    if (error && g_error_matches(error, SOUP_SESSION_ERROR, SOUP_SESSION_ERROR_PARSING)) {
-        g_error_free(error);
-        co_return HttpReply(std::nullopt, std::string());
-    }
-    exchange.check(error);
-
-    std::string body;
-    for (;;) {
-        exchange.restartClock();
-        GAsync reading;
-        g_input_stream_read_bytes_async(stream.get(), chunkSize, bodyPriority, exchange.cancellable(),
-                                        GAsync::ready, &reading);
-        const auto read = co_await reading.settlement();
-        const GBytesPtr chunk(g_input_stream_read_bytes_finish(stream.get(), read.get(), &error));
-        exchange.check(error);
-        gsize size = 0;
-        const auto* data = static_cast<const char*>(g_bytes_get_data(chunk.get(), &size));
-        if (size == 0)
-            break;
-        if (body.size() + size > maximumBody)
-            throwTransportError(EMSGSIZE);
-        body.append(data, size);
-    }
-    if (isCutShort(exchange.message(), body.size()))
-        throwTransportError(ECONNRESET);
-    co_return HttpReply(exchange.status(), std::move(body));
+    exchange->send(reply);
+    co_return co_await reply.settlement();
 }

@@ -5,24 +5,25 @@
 
 #include <libsoup/soup.h>
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 
 class DurableCookieJar;
 
-/// The HTTP client over libsoup 3, on the main loop.
+/// The HTTP client over libsoup 3, on the main loop. It asks https addresses only.
 ///
 /// Certificates are checked against the system's trust store, or, where `trusted` names a PEM file, against
-/// that file alone. Replies are never cached, and one of more than `maximumBody` bytes fails. Compressed
-/// replies come out plain.
+/// that file alone. Replies are never cached. A redirection is followed with the method that the fetch
+/// standard (HTTP-redirect fetch) gives it: 307 and 308 repeat the request, body included, the others turn it
+/// into a GET.
 ///
 /// At its end every request that is still open fails as cancelled before the destructor returns, so nothing
-/// that waits for an answer is left behind; the destructor runs the main context for as long as that takes. A
-/// task of `send` that has been started has to be awaited to its end.
+/// that waits for an answer is left behind; the destructor runs the main context for as long as that takes.
 class SoupHttpClient : public HttpClient {
 public:
-    /// Far beyond any reply of the service; it keeps an endless one from using up the memory.
-    static constexpr std::size_t maximumBody = std::size_t(64) << 20;
+    /// As many as the fetch standard allows.
+    static constexpr int maximumRedirections = 20;
 
     /// Throws Error when `trusted` cannot be used. The jar has to outlive the client.
     SoupHttpClient(DurableCookieJar& jar, const std::optional<std::filesystem::path>& trusted);
@@ -31,12 +32,9 @@ public:
     SoupHttpClient& operator=(const SoupHttpClient&) = delete;
 
     Task<HttpReply> send(HttpRequest request, std::stop_token stop) override;
-    /// Ends every open request as cancelled before it returns, and every later one at once: what the destructor does,
-    /// for an owner whose waiting tasks reach things that go before the client.
-    void cancelAll();
 
 private:
-    class Exchange;
+    Task<HttpReply> ask(GPtr<SoupMessage> message, std::chrono::milliseconds timeout, std::stop_token stop);
 
     DurableCookieJar& jar_;
     GPtr<SoupSession> session_;

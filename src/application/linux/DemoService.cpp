@@ -21,7 +21,8 @@ constexpr std::chrono::seconds patience(10);
 /// Beside the program in a build folder, in the folder for helper programs once installed.
 std::filesystem::path programFile() {
     const auto beside = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "brisko-demo-service";
-    return std::filesystem::exists(beside) ? beside : std::filesystem::path(BRISKO_LIBEXECDIR) / "brisko-demo-service";
+    return std::filesystem::exists(beside) ? beside
+                                           : std::filesystem::path(BRISKO_LIBEXECDIR) / "brisko-demo-service";
 }
 
 } // namespace
@@ -30,8 +31,8 @@ DemoService::DemoService(const Options& options) : certificate_(options.certific
     DurableFile::makePrivateFolder(options.certificate.parent_path());
     DurableFile::makePrivateFolder(options.state.parent_path());
     const auto program = programFile().string();
-    std::vector<const char*> arguments = {program.c_str(), "--certificate", options.certificate.c_str(), "--state",
-                                          options.state.c_str()};
+    std::vector<const char*> arguments = {program.c_str(), "--certificate", options.certificate.c_str(),
+                                          "--state", options.state.c_str()};
     if (options.captchaAnswer) {
         arguments.push_back("--captcha-answer");
         arguments.push_back(options.captchaAnswer->c_str());
@@ -40,7 +41,8 @@ DemoService::DemoService(const Options& options) : certificate_(options.certific
     GError* error = nullptr;
     child_ = GPtr<GSubprocess>::take(g_subprocess_newv(
         arguments.data(),
-        static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_PIPE), &error));
+        static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_PIPE),
+        &error));
     if (!child_) {
         const GErrorPtr owner(error);
         throw Error("The demonstration service could not be started: " + std::string(error->message));
@@ -77,8 +79,8 @@ std::string DemoService::readLine() {
     std::string line;
     std::array<char, 4096> part{};
     while (line.find('\n') == std::string::npos) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
         pollfd ready{.fd = descriptor, .events = POLLIN, .revents = 0};
         if (left.count() <= 0 || poll(&ready, 1, static_cast<int>(left.count())) <= 0)
             break;

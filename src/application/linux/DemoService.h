@@ -9,14 +9,15 @@
 #include <optional>
 #include <string>
 
-/// The embedded service, a program of its own that runs as a child and ends with this one, however this one ends: it
-/// serves until the pipe between the two is closed.
+/// The embedded service, a program of its own that runs as a child and ends with this one, however this one
+/// ends: it serves until the pipe between the two is closed.
 class DemoService {
 public:
     struct Options {
-        std::filesystem::path certificate;        ///< where the service writes the certificate that it makes
-        std::filesystem::path state;              ///< where it keeps its accounts and tasks
-        std::optional<std::string> captchaAnswer; ///< what every verification image shows, drawn by lot otherwise
+        std::filesystem::path certificate; ///< where the service writes the certificate that it makes
+        std::filesystem::path state;       ///< where it keeps its accounts and tasks
+        std::optional<std::string>
+            captchaAnswer; ///< what every verification image shows, drawn by lot otherwise
     };
 
     /// Starts the child and returns at once. Throws Error when it cannot be started.

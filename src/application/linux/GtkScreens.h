@@ -10,6 +10,7 @@ public:
     explicit GtkScreens(LinuxPlatform& platform) : platform_(platform) {}
 
     std::unique_ptr<Screen> authScreen(std::shared_ptr<AuthView> view) override;
+    std::unique_ptr<Screen> passcodeScreen(std::shared_ptr<PasscodeView> view) override;
     std::unique_ptr<WebView> webView() override;
 
 private:

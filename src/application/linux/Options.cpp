@@ -32,7 +32,8 @@ std::filesystem::path absolutePath(const std::string& text) {
 Url parseServiceOrigin(const std::string& text) {
     const auto origin = BriskoAPI::parseOrigin(text);
     if (!origin)
-        throw Error("Not a service origin: '" + text + "'. It is an https URL without a path, such as https://brisko.example.");
+        throw Error("Not a service origin: '" + text +
+                    "'. It is an https URL without a path, such as https://brisko.example.");
     return *origin;
 }
 
@@ -95,7 +96,8 @@ Options Options::parse(const std::vector<std::string>& arguments) {
     for (auto index = optind; index < count; ++index) {
         std::string url = pointers[static_cast<std::size_t>(index)];
         const auto scheme = url.substr(0, url.find(':'));
-        if (scheme.size() != 6 || g_ascii_strcasecmp(scheme.c_str(), "brisko") != 0 || scheme.size() == url.size())
+        if (scheme.size() != 6 || g_ascii_strcasecmp(scheme.c_str(), "brisko") != 0 ||
+            scheme.size() == url.size())
             throw Error("Not a brisko URL: '" + url + "'.");
         options.urls.push_back(std::move(url));
     }
@@ -109,8 +111,10 @@ std::string Options::help() {
            "  --demo                     start the embedded service and use it, in a profile of its own\n"
            "  --service-origin URL       use this service origin instead of the built-in one (https only)\n"
            "  --service-ca FILE          trust this PEM certificate for the service origin, nothing else\n"
-           "  --profile DIR              keep every file of the program under DIR instead of the XDG folders\n"
-           "  --tour DIR                 with --demo: walk through every screen by itself, saving a PNG of each to\n"
+           "  --profile DIR              keep every file of the program under DIR instead of the XDG "
+           "folders\n"
+           "  --tour DIR                 with --demo: walk through every screen by itself, saving a PNG of "
+           "each to\n"
            "                             DIR, then quit\n"
            "  --version                  print the version\n"
            "  --help                     print this\n";

@@ -19,8 +19,8 @@ struct Options {
     std::optional<std::filesystem::path> tour;      ///< absolute
     std::vector<std::string> urls;
 
-    /// Reads the arguments after the program's name. Throws Error with a sentence for the terminal when they make no
-    /// sense.
+    /// Reads the arguments after the program's name. Throws Error with a sentence for the terminal when they
+    /// make no sense.
     static Options parse(const std::vector<std::string>& arguments);
     static std::string help();
 };

@@ -30,7 +30,8 @@ std::unique_ptr<Workspace> makeWorkspace(const Options& options) {
 
 } // namespace
 
-LinuxPlatform::Service Program::chooseService(const Options& options, const Profile& profile, DemoService* demo) {
+LinuxPlatform::Service Program::chooseService(const Options& options, const Profile& profile,
+                                              DemoService* demo) {
     if (demo) {
         // The port is another one each time, the person and the session are not.
         return {demo->origin(), demo->certificate(), profile.data / "origins" / "demo",
@@ -38,31 +39,50 @@ LinuxPlatform::Service Program::chooseService(const Options& options, const Prof
     }
     const auto origin = options.serviceOrigin ? options.serviceOrigin : BriskoAPI::parseOrigin(BRISKO_ORIGIN);
     if (!origin)
-        throw Error("This program was built with an origin that is not an https URL without a path: " BRISKO_ORIGIN);
+        throw Error(
+            "This program was built with an origin that is not an https URL without a path: " BRISKO_ORIGIN);
     return {*origin, options.serviceCa, profile.dataOf(*origin), profile.cacheOf(*origin)};
 }
 
 Program::Program(const Options& options, const Profile& profile, Gtk::Application& application)
-    : demo_(startDemo(options, profile)), platform_(profile, chooseService(options, profile, demo_.get())),
-      workspace_(makeWorkspace(options)), panel_(application),
+    : demo_(startDemo(options, profile)),
+      platform_(profile, chooseService(options, profile, demo_.get())),
+      workspace_(makeWorkspace(options)),
+      panel_(application),
       authentication_(*workspace_, panel_,
                       [](const std::string& url) { return OpenedUrl::servicePath(url).has_value(); }),
-      api_(platform_.origin(), platform_.http(), platform_.cookies(),
-           platform_.webData(), authentication_),
-      remembered_(platform_.defaults()) {}
+      api_(platform_.origin(), platform_.http(), platform_.cookies(), platform_.webData(), authentication_),
+      remembered_(platform_.defaults()),
+      keychain_(profile.applicationId()),
+      passcode_(keychain_, platform_.defaults(), clock_) {
+    // Nothing of the engine starts where there is no session that it could show.
+    if (api_.hasSession())
+        platform_.webEngine().prepare();
+}
 
 Program::~Program() {
     // What still waits for an answer is told that none will come, while all that it may reach is still there.
     platform_.cancelRequests();
+    keychain_.cancelAll();
     if (window_)
         window_->removeContent();
 }
 
 void Program::openWindow(const Glib::RefPtr<Gtk::Application>& application) {
+    application_ = application;
     window_ = std::make_unique<MainWindow>(application);
     screens_ = std::make_unique<GtkScreens>(platform_);
-    delegate_ = AppDelegate::make(api_, remembered_, *workspace_, *window_, *screens_);
+    delegate_ =
+        AppDelegate::make({api_, remembered_, passcode_, *workspace_, clock_, queue_, *window_, *screens_});
     delegate_->applicationDidFinishLaunching();
+}
+
+void Program::startOver() {
+    // The application ends with its last window, so the old one goes when the new one is there.
+    const auto previous = std::move(window_);
+    previous->removeContent();
+    delegate_.reset();
+    openWindow(application_);
 }
 
 void Program::reopen() {

@@ -2,46 +2,36 @@
 
 #include "account/linux/AuthScreen.h"
 #include "application/linux/Program.h"
-#include "application/linux/WindowPicture.h"
+#include "lock/linux/PasscodeScreen.h"
 #include "platform/Error.h"
 #include "web/linux/WebEngine.h"
 
-#include <glibmm/main.h>
-
-#include <chrono>
 #include <cstdio>
 
 namespace {
 
-constexpr std::chrono::seconds patience(30);
-constexpr std::chrono::milliseconds glance(15);
 constexpr int minimumWidth = 820;
 constexpr int minimumHeight = 560;
-/// How often the page may be asked for a value: often enough to be quick, seldom enough to leave it room.
-constexpr std::chrono::milliseconds pageGlance(40);
 
 /// The account that the embedded service starts with.
 constexpr auto seededUser = "ada";
 constexpr auto seededPassword = "lovelace-1843";
 
-Task<> later(std::chrono::milliseconds delay) {
-    const auto over = std::make_shared<Completion<Done>>();
-    Glib::signal_timeout().connect_once([over] { over->resolve(Done()); }, static_cast<unsigned int>(delay.count()));
-    co_await over->settlement();
-}
+constexpr auto passcode = "1843";
+constexpr auto newPasscode = "184312";
+constexpr int newLength = 6;
 
-bool isTrue(const std::optional<Json>& value) {
-    return value && value->is_boolean() && value->get<bool>();
+void type(PasscodeView& view, const char* digits) {
+    view.edit(SecretText(digits));
 }
 
 } // namespace
 
-Tour::Tour(std::filesystem::path folder, Program& program) : folder_(std::move(folder)), program_(program) {}
+Tour::Tour(const std::filesystem::path& folder, Program& program) : guide_(folder, program) {}
 
 Task<> Tour::run(std::function<void(bool)> finished) {
     bool succeeded = true;
     try {
-        std::filesystem::create_directories(folder_);
         auto first = signInMode();
         co_await std::move(first);
         auto second = signUpMode();
@@ -50,11 +40,19 @@ Task<> Tour::run(std::function<void(bool)> finished) {
         co_await std::move(third);
         auto fourth = googlePanel();
         co_await std::move(fourth);
-        auto fifth = webApplication();
+        auto fifth = passcodeOffer();
         co_await std::move(fifth);
-        auto sixth = signOut();
+        auto sixth = webApplication();
         co_await std::move(sixth);
-        std::printf("%d pictures in %s\n", pictures_, folder_.c_str());
+        auto seventh = passcodeChange();
+        co_await std::move(seventh);
+        auto eighth = signOut();
+        co_await std::move(eighth);
+        auto ninth = passcodeUnlock();
+        co_await std::move(ninth);
+        auto tenth = passcodeLockOut();
+        co_await std::move(tenth);
+        std::printf("%d pictures in %s\n", guide_.pictures(), guide_.folder().c_str());
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "brisko: the tour ended early: %s\n", failure.what());
         succeeded = false;
@@ -63,196 +61,236 @@ Task<> Tour::run(std::function<void(bool)> finished) {
 }
 
 Task<> Tour::signInMode() {
-    auto appearing = until("the sign-in screen", [this] { return program_.mainWindow().content() != nullptr; });
+    auto appearing = guide_.until("the sign-in screen",
+                                  [this] { return guide_.program().mainWindow().content() != nullptr; });
     co_await std::move(appearing);
-    auto empty = picture("sign-in");
+    auto empty = guide_.picture("sign-in");
     co_await std::move(empty);
 
-    auto& view = authScreen().view();
+    auto& view = guide_.authScreen().view();
     view.type(AuthView::Field::identifier, seededUser);
     view.type(AuthView::Field::password, "not the password");
-    program_.demo()->pause();
+    guide_.program().demo()->pause();
     spawn(view.go());
-    auto busy = picture("signing-in");
+    auto busy = guide_.picture("signing-in");
     co_await std::move(busy);
-    program_.demo()->goOn();
-    auto refused = until("the refusal of a wrong password", [&view] { return view.state().error.has_value(); });
+    guide_.program().demo()->goOn();
+    auto refused =
+        guide_.until("the refusal of a wrong password", [&view] { return view.state().error.has_value(); });
     co_await std::move(refused);
     view.toggleReveal();
-    auto refusal = picture("sign-in-refused");
+    auto refusal = guide_.picture("sign-in-refused");
     co_await std::move(refusal);
     view.toggleReveal();
 }
 
 Task<> Tour::signUpMode() {
-    auto& view = authScreen().view();
-    program_.demo()->pause();
+    auto& view = guide_.authScreen().view();
+    guide_.program().demo()->pause();
     view.switchTo(AuthView::Mode::signUp);
-    auto waiting = picture("sign-up-loading");
+    auto waiting = guide_.picture("sign-up-loading");
     co_await std::move(waiting);
-    program_.demo()->goOn();
-    auto loading = until("the verification image", [&view] { return view.state().captcha.has_value(); });
+    guide_.program().demo()->goOn();
+    auto loading =
+        guide_.until("the verification image", [&view] { return view.state().captcha.has_value(); });
     co_await std::move(loading);
     view.type(AuthView::Field::identifier, seededUser);
     view.type(AuthView::Field::email, "ada@brisko.example");
     view.type(AuthView::Field::password, seededPassword);
     view.type(AuthView::Field::captcha, "tour");
-    auto filled = picture("sign-up");
+    auto filled = guide_.picture("sign-up");
     co_await std::move(filled);
 
-    const auto size = program_.mainWindow().frame();
-    program_.mainWindow().setFrame(Window::Frame(minimumWidth, minimumHeight));
+    const auto size = guide_.program().mainWindow().frame();
+    guide_.program().mainWindow().setFrame(Window::Frame(minimumWidth, minimumHeight));
     spawn(view.go());
-    auto refused = until("the refusal of a taken name", [&view] { return view.state().error && !view.state().busy; });
+    auto refused = guide_.until("the refusal of a taken name",
+                                [&view] { return view.state().error && !view.state().busy; });
     co_await std::move(refused);
-    auto refusal = picture("sign-up-refused-minimum-size");
+    auto refusal = guide_.picture("sign-up-refused-minimum-size");
     co_await std::move(refusal);
-    program_.mainWindow().setFrame(size);
+    guide_.program().mainWindow().setFrame(size);
 }
 
 Task<> Tour::resetMode() {
-    auto& view = authScreen().view();
+    auto& view = guide_.authScreen().view();
     view.switchTo(AuthView::Mode::forgot);
     view.type(AuthView::Field::email, "ada@brisko.example");
     spawn(view.go());
-    auto answered = until("the notice of the reset", [&view] { return view.state().notice.has_value(); });
+    auto answered =
+        guide_.until("the notice of the reset", [&view] { return view.state().notice.has_value(); });
     co_await std::move(answered);
-    auto notice = picture("reset");
+    auto notice = guide_.picture("reset");
     co_await std::move(notice);
     view.switchTo(AuthView::Mode::signIn);
 }
 
 Task<> Tour::googlePanel() {
-    auto& view = authScreen().view();
+    auto& view = guide_.authScreen().view();
     spawn(view.googleSignIn());
-    auto appearing = until("the panel of the Google sign-in", [this] {
-        auto* panel = program_.browserPanel().window();
+    auto appearing = guide_.until("the panel of the Google sign-in", [this] {
+        auto* panel = guide_.program().browserPanel().window();
         return panel && panel->get_mapped();
     });
     co_await std::move(appearing);
-    auto panelPicture = picture("google-panel", *program_.browserPanel().window());
+    auto panelPicture = guide_.picture("google-panel", *guide_.program().browserPanel().window());
     co_await std::move(panelPicture);
-    program_.browserPanel().window()->close();
-    auto over = until("the end of the Google sign-in", [&view] { return !view.state().busy; });
+    guide_.program().browserPanel().window()->close();
+    auto over = guide_.until("the end of the Google sign-in", [&view] { return !view.state().busy; });
     co_await std::move(over);
-    auto after = picture("google-given-up");
+    auto after = guide_.picture("google-given-up");
     co_await std::move(after);
 }
 
-Task<> Tour::webApplication() {
-    auto& view = authScreen().view();
+Task<> Tour::passcodeOffer() {
+    auto& view = guide_.authScreen().view();
     view.type(AuthView::Field::identifier, seededUser);
     view.type(AuthView::Field::password, seededPassword);
     spawn(view.go());
-    auto showing =
-        until("the web application", [this] { return dynamic_cast<GtkWebView*>(program_.mainWindow().content()); });
+    auto showing = guide_.until("the web application", [this] {
+        return dynamic_cast<GtkWebView*>(guide_.program().mainWindow().content());
+    });
     co_await std::move(showing);
-    auto list = untilInPage("the task list", "document.querySelector('.task') !== null");
+    auto sheet = guide_.until("the offer of a passcode", [this] {
+        auto* window = guide_.program().mainWindow().sheetWindow();
+        return window && window->get_mapped() && guide_.passcodeScreen();
+    });
+    co_await std::move(sheet);
+    auto& offer = guide_.passcodeScreen()->view();
+    type(offer, "12");
+    auto chosen = guide_.picture("passcode-offer", *guide_.program().mainWindow().sheetWindow());
+    co_await std::move(chosen);
+    type(offer, passcode);
+    type(offer, "4321");
+    auto mismatch = guide_.picture("passcode-mismatch", *guide_.program().mainWindow().sheetWindow());
+    co_await std::move(mismatch);
+    type(offer, passcode);
+    type(offer, "184");
+    auto confirming = guide_.picture("passcode-confirm", *guide_.program().mainWindow().sheetWindow());
+    co_await std::move(confirming);
+    type(offer, passcode);
+    auto stored = guide_.until("the end of the passcode sheet",
+                               [this] { return !guide_.program().mainWindow().sheetWindow(); });
+    co_await std::move(stored);
+}
+
+Task<> Tour::webApplication() {
+    auto list = guide_.untilInPage("the task list", "document.querySelector('.task') !== null");
     co_await std::move(list);
-    auto listPicture = picture("tasks");
+    auto listPicture = guide_.picture("tasks");
     co_await std::move(listPicture);
 
-    auto toBoard = pressInPage("v", true);
+    auto toBoard = guide_.pressInPage("v", true);
     co_await std::move(toBoard);
-    auto board = untilInPage("the kanban", "document.querySelector('.board .card') !== null");
+    auto board = guide_.untilInPage("the kanban", "document.querySelector('.board .card') !== null");
     co_await std::move(board);
-    auto boardPicture = picture("kanban");
+    auto boardPicture = guide_.picture("kanban");
     co_await std::move(boardPicture);
 
     const std::pair<const char*, const char*> dialogs[] = {
         {"n", "new-task"}, {"k", "search-all-tasks"}, {",", "settings"}};
     for (const auto& [key, name] : dialogs) {
-        auto pressing = pressInPage(key, false);
+        auto pressing = guide_.pressInPage(key, false);
         co_await std::move(pressing);
-        auto opening = untilInPage(name, "document.querySelector('dialog[open]') !== null");
+        auto opening = guide_.untilInPage(name, "document.querySelector('dialog[open]') !== null");
         co_await std::move(opening);
-        auto dialogPicture = picture(name);
+        auto dialogPicture = guide_.picture(name);
         co_await std::move(dialogPicture);
         if (std::string(name) == "settings")
             break;
-        auto closing = untilInPage("a closed dialog", "(document.querySelector('dialog[open]')?.close(), "
-                                                      "document.querySelector('dialog[open]') === null)");
+        auto closing =
+            guide_.untilInPage("a closed dialog", "(document.querySelector('dialog[open]')?.close(), "
+                                                  "document.querySelector('dialog[open]') === null)");
         co_await std::move(closing);
     }
-    auto light = clickInPage(".theme[data-theme=light] input");
+    auto light = guide_.clickInPage(".theme[data-theme=light] input");
     co_await std::move(light);
-    auto themed = untilInPage("the light theme", "document.documentElement.dataset.theme === 'light'");
+    auto themed = guide_.untilInPage("the light theme", "document.documentElement.dataset.theme === 'light'");
     co_await std::move(themed);
-    auto lightPicture = picture("settings-light");
+    auto lightPicture = guide_.picture("settings-light");
     co_await std::move(lightPicture);
 }
 
+Task<> Tour::passcodeChange() {
+    guide_.program().delegate().changePasscode(newLength, {});
+    auto& view = guide_.passcodeScreen()->view();
+    auto asking = guide_.picture("passcode-change", *guide_.program().mainWindow().sheetWindow());
+    co_await std::move(asking);
+    type(view, passcode);
+    auto opening = guide_.until("the choice of a new passcode",
+                                [&view] { return view.state().step == PasscodeView::Step::choose; });
+    co_await std::move(opening);
+    auto choosing = guide_.picture("passcode-change-choose", *guide_.program().mainWindow().sheetWindow());
+    co_await std::move(choosing);
+    type(view, newPasscode);
+    type(view, newPasscode);
+    auto stored = guide_.until("the end of the passcode sheet",
+                               [this] { return !guide_.program().mainWindow().sheetWindow(); });
+    co_await std::move(stored);
+}
+
 Task<> Tour::signOut() {
-    auto leaving = untilInPage("the sign-out button",
-                               "[...document.querySelectorAll('dialog[open] button')]"
-                               ".filter((b) => b.textContent === 'Sign out').map((b) => b.click()).length === 1");
+    auto leaving =
+        guide_.untilInPage("the sign-out button",
+                           "[...document.querySelectorAll('dialog[open] button')]"
+                           ".filter((b) => b.textContent === 'Sign out').map((b) => b.click()).length === 1");
     co_await std::move(leaving);
-    auto back =
-        until("the sign-in screen again", [this] { return dynamic_cast<AuthScreen*>(program_.mainWindow().content()); });
+    auto back = guide_.until("the sign-in screen again", [this] {
+        return dynamic_cast<AuthScreen*>(guide_.program().mainWindow().content());
+    });
     co_await std::move(back);
-    auto remembered = picture("signed-out");
+    auto remembered = guide_.picture("signed-out");
     co_await std::move(remembered);
 }
 
-AuthScreen& Tour::authScreen() {
-    return dynamic_cast<AuthScreen&>(*program_.mainWindow().content());
+Task<> Tour::passcodeUnlock() {
+    guide_.program().startOver();
+    auto appearing =
+        guide_.until("the passcode screen", [this] { return guide_.passcodeScreen() != nullptr; });
+    co_await std::move(appearing);
+    auto& view = guide_.passcodeScreen()->view();
+    auto locked = guide_.picture("unlock");
+    co_await std::move(locked);
+    type(view, "000000");
+    auto refused =
+        guide_.until("the refusal of a wrong passcode", [&view] { return view.state().error.has_value(); });
+    co_await std::move(refused);
+    auto wrong = guide_.picture("unlock-wrong");
+    co_await std::move(wrong);
+    type(view, newPasscode);
+    auto showing = guide_.until("the web application", [this] {
+        return dynamic_cast<GtkWebView*>(guide_.program().mainWindow().content()) != nullptr;
+    });
+    co_await std::move(showing);
+    auto list = guide_.untilInPage("the tasks", "document.querySelector('.task, .card') !== null");
+    co_await std::move(list);
+    auto unlocked = guide_.picture("unlocked");
+    co_await std::move(unlocked);
 }
 
-GtkWebView& Tour::page() {
-    return dynamic_cast<GtkWebView&>(*program_.mainWindow().content());
-}
-
-Task<> Tour::until(std::string what, std::function<bool()> condition) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline)
-            throw Error("Waited in vain for " + what + ".");
-        auto waiting = later(glance);
-        co_await std::move(waiting);
+Task<> Tour::passcodeLockOut() {
+    auto leaving = guide_.untilInPage("the end of the session", "(location.href = '/login', true)");
+    co_await std::move(leaving);
+    auto back = guide_.until("the sign-in screen again", [this] {
+        return dynamic_cast<AuthScreen*>(guide_.program().mainWindow().content()) != nullptr;
+    });
+    co_await std::move(back);
+    guide_.program().startOver();
+    auto appearing =
+        guide_.until("the passcode screen", [this] { return guide_.passcodeScreen() != nullptr; });
+    co_await std::move(appearing);
+    auto& view = guide_.passcodeScreen()->view();
+    for (int tries = 0; tries < Passcode::triesBeforeLockOut; ++tries) {
+        type(view, "000000");
+        auto refused = guide_.until("the refusal of a wrong passcode",
+                                    [&view] { return view.state().error && !view.state().busy; });
+        co_await std::move(refused);
     }
-}
-
-Task<> Tour::untilInPage(std::string what, std::string script) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
-    while (true) {
-        auto asking = page().evaluateForResult("return " + script);
-        const auto value = co_await std::move(asking);
-        if (isTrue(value))
-            co_return;
-        if (std::chrono::steady_clock::now() > deadline)
-            throw Error("Waited in vain for " + what + ".");
-        auto waiting = later(pageGlance);
-        co_await std::move(waiting);
-    }
-}
-
-Task<> Tour::drawn() {
-    // A colour that fades and a page that paints in its own process take a few frames; afterwards nothing moves.
-    auto settling = later(std::chrono::milliseconds(300));
-    co_await std::move(settling);
-}
-
-Task<> Tour::picture(std::string name) {
-    return picture(std::move(name), program_.mainWindow().window());
-}
-
-Task<> Tour::picture(std::string name, Gtk::Window& window) {
-    auto drawing = drawn();
-    co_await std::move(drawing);
-    pictures_ += 1;
-    constexpr int twoDigits = 100;
-    const auto number = std::to_string(twoDigits + pictures_).substr(1);
-    saveWindowPicture(window, folder_ / (number + "-" + name + ".png"));
-}
-
-Task<> Tour::pressInPage(std::string key, bool shift) {
-    auto pressing = page().evaluateForResult("return document.body.dispatchEvent(new KeyboardEvent('keydown', {key: '" + key +
-                                             "', metaKey: true, shiftKey: " + (shift ? "true" : "false") +
-                                             ", bubbles: true, cancelable: true}))");
-    co_await std::move(pressing);
-}
-
-Task<> Tour::clickInPage(std::string selector) {
-    auto clicking = page().evaluateForResult("document.querySelector('" + selector + "').click()");
-    co_await std::move(clicking);
+    auto lockedOut = guide_.picture("locked-out");
+    co_await std::move(lockedOut);
+    view.buttons().front().press();
+    auto over = guide_.until("the sign-in screen", [this] {
+        return dynamic_cast<AuthScreen*>(guide_.program().mainWindow().content()) != nullptr;
+    });
+    co_await std::move(over);
 }

@@ -2,6 +2,7 @@
 #include "application/linux/Program.h"
 #include "application/linux/Tour.h"
 #include "platform/linux/Graphics.h"
+#include "platform/linux/MemoryProtection.h"
 #include "platform/linux/Profile.h"
 #include "platform/linux/TemporaryFolder.h"
 
@@ -35,16 +36,16 @@ Profile chooseProfile(const Options& options, std::optional<TemporaryFolder>& to
     return Profile::ofUser();
 }
 
-/// Whether another process already runs this instance. No bus means that nobody can be asked, and so that none does.
-bool alreadyRuns(const std::string& applicationId) {
-    const auto bus = GPtr<GDBusConnection>::take(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
+/// Whether another process already runs this instance. No bus means that nobody can be asked, and so that
+/// none does.
+bool alreadyRuns(GDBusConnection* bus, const std::string& applicationId) {
     if (!bus)
         return false;
     constexpr int milliseconds = 2000;
     const GVariantPtr reply(g_dbus_connection_call_sync(
-        bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
-        g_variant_new("(s)", applicationId.c_str()), G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, milliseconds, nullptr,
-        nullptr));
+        bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
+        g_variant_new("(s)", applicationId.c_str()), G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE,
+        milliseconds, nullptr, nullptr));
     gboolean owned = FALSE;
     if (reply)
         g_variant_get(reply.get(), "(b)", &owned);
@@ -68,20 +69,25 @@ std::vector<std::string> urlsOf(const std::vector<Glib::RefPtr<Gio::File>>& file
 
 int run(const Options& options) {
     Graphics::chooseRenderer();
+    Graphics::preferDarkTheme();
     std::optional<TemporaryFolder> tourFolder;
     const auto profile = chooseProfile(options, tourFolder);
     const auto applicationId = profile.applicationId();
     const auto application = Gtk::Application::create(applicationId, Gio::Application::Flags::HANDLES_OPEN);
 
+    // The application shares this connection for as long as it is held; on its own it would make another one.
+    const auto bus = GPtr<GDBusConnection>::take(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
     std::unique_ptr<Program> program;
-    if (!alreadyRuns(applicationId))
+    if (!alreadyRuns(bus.get(), applicationId))
         program = std::make_unique<Program>(options, profile, *application.get());
 
     std::unique_ptr<Tour> tour;
     int status = EXIT_SUCCESS;
     application->signal_startup().connect([&] {
         brisko_register_resource();
+        addStyle("native-screen.css");
         addStyle("auth-screen.css");
+        addStyle("passcode-screen.css");
         addStyle("window.css");
         // Another process may have become the one instance since it was looked for, or have just ended.
         if (!program)
@@ -89,6 +95,7 @@ int run(const Options& options) {
         application->add_action("quit", [&application] { application->quit(); });
         application->set_accel_for_action("app.quit", "<Control>q");
         program->openWindow(application);
+        spawn(MemoryProtection::applyBesidePortals());
         if (options.tour) {
             tour = std::make_unique<Tour>(*options.tour, *program);
             spawn(tour->run([&](bool succeeded) {

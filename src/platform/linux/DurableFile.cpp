@@ -142,7 +142,7 @@ std::optional<std::string> DurableFile::read(const fs::path& file) {
         fail(S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
 
     std::string content;
-    std::array<char, 16 * 1024> buffer = {};
+    std::array<char, 16'384> buffer = {};
     for (;;) {
         const auto count = require([&] { return ::read(descriptor.get(), buffer.data(), buffer.size()); });
         if (count == 0)
@@ -169,8 +169,9 @@ void DurableFile::remove(const fs::path& file) {
 
 void DurableFile::setAside(const fs::path& file) {
     int number = 1;
+    std::error_code ignored; // the move then says what is wrong
     const auto name = [&] { return fs::path(file.string() + ".broken-" + std::to_string(number)); };
-    while (fs::exists(fs::symlink_status(name())))
+    while (fs::exists(fs::symlink_status(name(), ignored)))
         ++number;
     require([&] { return ::rename(file.c_str(), name().c_str()); });
     syncFolder(folderOf(file));

@@ -5,8 +5,8 @@
 
 #include <gio/gio.h>
 
-/// Awaits one asynchronous operation of GLib. It is a named local of the coroutine that starts the operation, and the
-/// operation always ends, so the coroutine's frame outlives it:
+/// Awaits one asynchronous operation of GLib. It is a named local of the coroutine that starts the operation,
+/// and the operation always ends, so the coroutine's frame outlives it:
 ///
 ///     GAsync sending;
 ///     soup_session_send_async(session, message, priority, cancellable, GAsync::ready, &sending);

@@ -5,7 +5,8 @@
 #include <memory>
 #include <utility>
 
-/// Owns one reference to a GObject: takes it over at construction, drops it at destruction, copies by referencing.
+/// Owns one reference to a GObject: takes it over at construction, drops it at destruction, copies by
+/// referencing.
 ///
 /// `GPtr<T>::take(p)` adopts a reference that the caller already owns (a "transfer full" result);
 /// `GPtr<T>::share(p)` adds one of its own to a borrowed pointer ("transfer none").
@@ -71,7 +72,8 @@ using GBytesPtr = std::unique_ptr<GBytes, GBytesUnref>;
 using GUriPtr = std::unique_ptr<GUri, GUriUnref>;
 using GVariantPtr = std::unique_ptr<GVariant, GVariantUnref>;
 
-/// A signal handler that ends with its owner: disconnects when it is destroyed, unless the object has gone before.
+/// A signal handler that ends with its owner: disconnects when it is destroyed, unless the object has gone
+/// before.
 class SignalConnection {
 public:
     SignalConnection() = default;

@@ -1,6 +1,6 @@
 #include "platform/linux/Graphics.h"
 
-#include <glib.h>
+#include <gtk/gtk.h>
 
 #include <filesystem>
 
@@ -13,6 +13,20 @@ bool Graphics::isAccelerated() {
 }
 
 void Graphics::chooseRenderer() {
-    if (!isAccelerated())
-        g_setenv("GSK_RENDERER", "cairo", FALSE);
+    if (isAccelerated())
+        return;
+    g_setenv("GSK_RENDERER", "cairo", FALSE);
+    // The toolkit would load OpenGL's whole emulation just to ask what it could do.
+    g_setenv("GDK_DEBUG", "gl-disable", FALSE);
+    // The web engine would look for it too, and warn that there is none.
+    g_setenv("WEBKIT_DISABLE_COMPOSITING_MODE", "1", FALSE);
+}
+
+void Graphics::preferDarkTheme() {
+    // A property's default is what the settings take on when the toolkit makes them, and nothing can come
+    // sooner.
+    auto* settings = static_cast<GObjectClass*>(g_type_class_ref(GTK_TYPE_SETTINGS));
+    auto* preference = g_object_class_find_property(settings, "gtk-application-prefer-dark-theme");
+    G_PARAM_SPEC_BOOLEAN(preference)->default_value = TRUE;
+    g_type_class_unref(settings);
 }

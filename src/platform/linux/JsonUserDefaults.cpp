@@ -38,6 +38,21 @@ void JsonUserDefaults::remove(const std::string& key) {
         write(stored);
 }
 
+void JsonUserDefaults::update(const std::map<std::string, Json>& changes) {
+    auto stored = read();
+    bool changed = false;
+    for (const auto& [key, value] : changes) {
+        if (value.is_null()) {
+            changed |= stored.values.erase(key) > 0;
+        } else {
+            stored.values[key] = value;
+            changed = true;
+        }
+    }
+    if (changed)
+        write(stored);
+}
+
 JsonUserDefaults::Stored JsonUserDefaults::read() const {
     Stored stored;
     stored.text = DurableFile::read(file_);

@@ -17,6 +17,7 @@ public:
     Json value(const std::string& key) const override;
     void set(const std::string& key, Json value) override;
     void remove(const std::string& key) override;
+    void update(const std::map<std::string, Json>& changes) override;
 
 private:
     struct Stored;

@@ -1,10 +1,14 @@
 #include "platform/linux/LinuxPlatform.h"
 
+#include "account/linux/SoupHttpClient.h"
 #include "platform/linux/Graphics.h"
 
 LinuxPlatform::LinuxPlatform(const Profile& profile, const Service& service)
-    : service_(service), defaults_(profile.preferencesFile()), cookies_(service.data / "cookies.json"),
-      http_(cookies_, service.trusted), webData_([this]() -> WebEngine& { return webEngine(); }) {}
+    : service_(service),
+      defaults_(profile.preferencesFile()),
+      cookies_(service.data / "cookies.json"),
+      http_([this] { return std::make_unique<SoupHttpClient>(cookies_, service_.trusted); }),
+      webData_([this]() -> WebEngine& { return webEngine(); }) {}
 
 WebEngine& LinuxPlatform::webEngine() {
     if (!engine_) {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "account/linux/DurableCookieJar.h"
-#include "account/linux/SoupHttpClient.h"
 #include "platform/linux/JsonUserDefaults.h"
+#include "platform/linux/LazyHttpClient.h"
 #include "platform/linux/Profile.h"
 #include "web/linux/LazyWebDataStore.h"
 #include "web/linux/WebEngine.h"
@@ -11,8 +11,8 @@
 #include <memory>
 #include <optional>
 
-/// The adapters of one service origin in one profile, made once and handed down. None of them needs a display, and none
-/// starts the web engine before it is asked for.
+/// The adapters of one service origin in one profile, made once and handed down. None of them needs a
+/// display, and none starts the web engine or loads what TLS needs before it is asked for.
 class LinuxPlatform {
 public:
     struct Service {
@@ -32,13 +32,13 @@ public:
     /// Loads and starts the engine at the first call. Throws Error when that fails.
     WebEngine& webEngine();
     /// Ends every open request as cancelled before it returns; later ones fail the same way.
-    void cancelRequests() { http_.cancelAll(); }
+    void cancelRequests() { http_.end(); }
 
 private:
     Service service_;
     JsonUserDefaults defaults_;
     DurableCookieJar cookies_;
-    SoupHttpClient http_;
+    LazyHttpClient http_;
     std::unique_ptr<WebEngine> engine_;
     LazyWebDataStore webData_;
 };

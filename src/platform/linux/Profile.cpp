@@ -74,7 +74,7 @@ fs::path Profile::cacheOf(const Url& origin) const {
 std::string Profile::applicationId() const {
     if (*this == ofUser())
         return userApplicationId;
-    const GText digest(g_compute_checksum_for_string(G_CHECKSUM_SHA256,canonicalFolder(data).c_str(), -1));
+    const GText digest(g_compute_checksum_for_string(G_CHECKSUM_SHA256, canonicalFolder(data).c_str(), -1));
     // An element of a D-Bus name does not begin with a digit.
     return std::string(userApplicationId) + ".p" + std::string(digest.get(), digestLength);
 }

@@ -1,8 +1,14 @@
-#include "account/Base64.h"
+#include "platform/Base64.h"
 
 #include <nettle/base64.h>
 
 #include <cstdint>
+
+std::string encodeBase64(std::string_view bytes) {
+    std::string text(BASE64_ENCODE_RAW_LENGTH(bytes.size()), '\0');
+    base64_encode_raw(text.data(), bytes.size(), reinterpret_cast<const std::uint8_t*>(bytes.data()));
+    return text;
+}
 
 std::optional<std::string> decodeBase64(std::string_view text) {
     // nettle skips white space, which the strict form does not have.

@@ -1,0 +1,106 @@
+#include "application/linux/TourGuide.h"
+
+#include "account/linux/AuthScreen.h"
+#include "application/linux/Program.h"
+#include "application/linux/WindowPicture.h"
+#include "lock/linux/PasscodeScreen.h"
+#include "platform/Error.h"
+#include "web/linux/WebEngine.h"
+
+#include <glibmm/main.h>
+
+#include <chrono>
+
+namespace {
+
+constexpr std::chrono::seconds patience(30);
+constexpr std::chrono::milliseconds glance(15);
+/// How often the page may be asked for a value: often enough to be quick, seldom enough to leave it room.
+constexpr std::chrono::milliseconds pageGlance(40);
+
+Task<> later(std::chrono::milliseconds delay) {
+    const auto over = std::make_shared<Completion<Done>>();
+    Glib::signal_timeout().connect_once([over] { over->resolve(Done()); },
+                                        static_cast<unsigned int>(delay.count()));
+    co_await over->settlement();
+}
+
+bool isTrue(const std::optional<Json>& value) {
+    return value && value->is_boolean() && value->get<bool>();
+}
+
+} // namespace
+
+TourGuide::TourGuide(std::filesystem::path folder, Program& program)
+    : folder_(std::move(folder)), program_(program) {
+    std::filesystem::create_directories(folder_);
+}
+
+AuthScreen& TourGuide::authScreen() {
+    return dynamic_cast<AuthScreen&>(*program_.mainWindow().content());
+}
+
+PasscodeScreen* TourGuide::passcodeScreen() {
+    auto& window = program_.mainWindow();
+    return dynamic_cast<PasscodeScreen*>(window.sheet() ? window.sheet() : window.content());
+}
+
+GtkWebView& TourGuide::page() {
+    return dynamic_cast<GtkWebView&>(*program_.mainWindow().content());
+}
+
+Task<> TourGuide::until(std::string what, std::function<bool()> condition) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline)
+            throw Error("Waited in vain for " + what + ".");
+        auto waiting = later(glance);
+        co_await std::move(waiting);
+    }
+}
+
+Task<> TourGuide::untilInPage(std::string what, std::string script) {
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (true) {
+        auto asking = page().evaluateForResult("return " + script);
+        const auto value = co_await std::move(asking);
+        if (isTrue(value))
+            co_return;
+        if (std::chrono::steady_clock::now() > deadline)
+            throw Error("Waited in vain for " + what + ".");
+        auto waiting = later(pageGlance);
+        co_await std::move(waiting);
+    }
+}
+
+Task<> TourGuide::drawn() {
+    // A colour that fades and a page that paints in its own process take a few frames; afterwards nothing
+    // moves.
+    auto settling = later(std::chrono::milliseconds(300));
+    co_await std::move(settling);
+}
+
+Task<> TourGuide::picture(std::string name) {
+    return picture(std::move(name), program_.mainWindow().window());
+}
+
+Task<> TourGuide::picture(std::string name, Gtk::Window& window) {
+    auto drawing = drawn();
+    co_await std::move(drawing);
+    pictures_ += 1;
+    constexpr int twoDigits = 100;
+    const auto number = std::to_string(twoDigits + pictures_).substr(1);
+    saveWindowPicture(window, folder_ / (number + "-" + name + ".png"));
+}
+
+Task<> TourGuide::pressInPage(std::string key, bool shift) {
+    auto pressing = page().evaluateForResult(
+        "return document.body.dispatchEvent(new KeyboardEvent('keydown', {key: '" + key +
+        "', metaKey: true, shiftKey: " + (shift ? "true" : "false") + ", bubbles: true, cancelable: true}))");
+    co_await std::move(pressing);
+}
+
+Task<> TourGuide::clickInPage(std::string selector) {
+    auto clicking = page().evaluateForResult("document.querySelector('" + selector + "').click()");
+    co_await std::move(clicking);
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "platform/Task.h"
+
+#include <memory>
+#include <utility>
+
+/// Lets the asynchronous operations of one object run one after another, in the order in which they asked:
+///
+///     auto waiting = turns_.next();
+///     const auto turn = co_await std::move(waiting);
+class Turns {
+public:
+    /// Held for the length of an operation; the next one goes on when it ends.
+    class Turn {
+    public:
+        explicit Turn(std::shared_ptr<Completion<Done>> ended) : ended_(std::move(ended)) {}
+        Turn(Turn&&) = default;
+        Turn& operator=(Turn&&) = delete;
+        ~Turn() {
+            if (ended_)
+                ended_->resolve(Done());
+        }
+
+    private:
+        std::shared_ptr<Completion<Done>> ended_;
+    };
+
+    Task<Turn> next() {
+        auto ended = std::make_shared<Completion<Done>>();
+        const auto previous = std::exchange(last_, ended);
+        if (previous)
+            co_await previous->settlement();
+        co_return Turn(std::move(ended));
+    }
+
+private:
+    std::shared_ptr<Completion<Done>> last_;
+};

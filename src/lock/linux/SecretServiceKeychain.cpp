@@ -1,0 +1,272 @@
+#include "lock/linux/SecretServiceKeychain.h"
+
+#include "lock/linux/SecretServiceSession.h"
+#include "platform/linux/GAsync.h"
+
+#include <algorithm>
+#include <memory>
+#include <tuple>
+#include <vector>
+
+namespace {
+
+using Session = SecretServiceSession;
+using Items = std::vector<GPtr<SecretItem>>;
+
+constexpr auto account = "passcode";
+constexpr auto label = "brisko passcode";
+constexpr auto contentType = "text/plain";
+
+/// Of an item that any other program of the person would store: found by its attributes alone.
+const SecretSchema* schema() {
+    static const SecretSchema generic = {
+        "org.freedesktop.Secret.Generic",
+        SECRET_SCHEMA_DONT_MATCH_NAME,
+        {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING}, {"account", SECRET_SCHEMA_ATTRIBUTE_STRING}},
+        0,
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr,
+        nullptr};
+    return &generic;
+}
+
+struct HashTableUnref {
+    void operator()(GHashTable* table) const { g_hash_table_unref(table); }
+};
+using Attributes = std::unique_ptr<GHashTable, HashTableUnref>;
+
+Attributes attributesOf(const std::string& service) {
+    return Attributes(
+        secret_attributes_build(schema(), "service", service.c_str(), "account", account, nullptr));
+}
+
+struct SecretValueUnref {
+    void operator()(SecretValue* value) const { secret_value_unref(value); }
+};
+using Value = std::unique_ptr<SecretValue, SecretValueUnref>;
+
+class Counted {
+public:
+    explicit Counted(int& count) : count_(count) { count_ += 1; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+    ~Counted() { count_ -= 1; }
+
+private:
+    int& count_;
+};
+
+/// Throws Unavailable when there is an error; takes it over.
+void check(const Session& session, GError* error) {
+    if (error)
+        throw Keychain::Unavailable(session.textOf(*GErrorPtr(error)));
+}
+
+/// Whether the service has said no, rather than that there was none to say anything.
+bool isRefusal(const GError& error) {
+    if (error.domain == SECRET_ERROR)
+        return error.code != SECRET_ERROR_IS_LOCKED;
+    // An error name of the service that has no number here.
+    if (g_error_matches(&error, G_IO_ERROR, G_IO_ERROR_DBUS_ERROR))
+        return true;
+    // These come from the bus.
+    const auto gone = {G_DBUS_ERROR_SERVICE_UNKNOWN, G_DBUS_ERROR_NAME_HAS_NO_OWNER,
+                       G_DBUS_ERROR_NO_REPLY,        G_DBUS_ERROR_TIMEOUT,
+                       G_DBUS_ERROR_TIMED_OUT,       G_DBUS_ERROR_DISCONNECTED};
+    return error.domain == G_DBUS_ERROR &&
+           std::none_of(gone.begin(), gone.end(), [&](int code) { return error.code == code; });
+}
+
+/// Throws Refused or Unavailable when there is an error; takes it over.
+void checkStored(const Session& session, GError* error) {
+    const GErrorPtr owner(error);
+    if (!error)
+        return;
+    auto text = session.textOf(*error);
+    if (isRefusal(*error))
+        throw Keychain::Refused(std::move(text), error->code);
+    if (g_error_matches(error, SECRET_ERROR, SECRET_ERROR_IS_LOCKED))
+        text = Session::itIsLocked;
+    throw Keychain::Unavailable(text);
+}
+
+/// All items with the attributes, the one to use first: an open one before a locked one, then the latest.
+/// Opens nothing.
+Task<Items> find(Session* session, GHashTable* attributes) {
+    GAsync searching;
+    secret_service_search(session->service(), schema(), attributes, SECRET_SEARCH_ALL, session->cancellable(),
+                          GAsync::ready, &searching);
+    const auto result = co_await searching.settlement();
+    GError* error = nullptr;
+    auto* list = secret_service_search_finish(session->service(), result.get(), &error);
+    check(*session, error);
+    Items items;
+    for (auto* link = list; link; link = link->next)
+        items.push_back(GPtr<SecretItem>::take(SECRET_ITEM(link->data)));
+    g_list_free(list);
+    const auto rank = [](const GPtr<SecretItem>& item) {
+        return std::tuple(!secret_item_get_locked(item.get()), secret_item_get_modified(item.get()));
+    };
+    std::stable_sort(items.begin(), items.end(),
+                     [&](const auto& a, const auto& b) { return rank(a) > rank(b); });
+    co_return items;
+}
+
+/// Has the desktop ask the person to open what the item or collection is in. Throws Unavailable when it stays
+/// locked.
+Task<> unlock(Session* session, GPtr<GDBusProxy> object) {
+    GList objects = {object.get(), nullptr, nullptr};
+    GAsync unlocking;
+    secret_service_unlock(session->service(), &objects, session->cancellable(), GAsync::ready, &unlocking);
+    const auto result = co_await unlocking.settlement();
+    GError* error = nullptr;
+    const auto count = secret_service_unlock_finish(session->service(), result.get(), nullptr, &error);
+    check(*session, error);
+    if (count < 1)
+        throw Keychain::Unavailable(Session::itIsLocked);
+}
+
+/// None where the person has no keyring yet.
+Task<GPtr<SecretCollection>> defaultCollection(Session* session) {
+    GAsync asking;
+    secret_collection_for_alias(session->service(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE,
+                                session->cancellable(), GAsync::ready, &asking);
+    const auto result = co_await asking.settlement();
+    GError* error = nullptr;
+    auto collection = GPtr<SecretCollection>::take(secret_collection_for_alias_finish(result.get(), &error));
+    check(*session, error);
+    co_return collection;
+}
+
+/// The item, opened; none when there is none.
+Task<GPtr<SecretItem>> locate(Session* session, GHashTable* attributes) {
+    auto finding = find(session, attributes);
+    auto items = co_await std::move(finding);
+    if (items.empty()) {
+        // Some services show nothing of a locked keyring, so "none" counts only once it is open.
+        auto asking = defaultCollection(session);
+        const auto collection = co_await std::move(asking);
+        if (!collection || !secret_collection_get_locked(collection.get()))
+            co_return GPtr<SecretItem>();
+        auto unlocking = unlock(session, GPtr<GDBusProxy>::share(G_DBUS_PROXY(collection.get())));
+        co_await std::move(unlocking);
+        auto findingAgain = find(session, attributes);
+        items = co_await std::move(findingAgain);
+        if (items.empty())
+            co_return GPtr<SecretItem>();
+    }
+    auto item = items.front();
+    if (secret_item_get_locked(item.get())) {
+        auto unlocking = unlock(session, GPtr<GDBusProxy>::share(G_DBUS_PROXY(item.get())));
+        co_await std::move(unlocking);
+    }
+    co_return item;
+}
+
+Task<> replace(Session* session, GPtr<SecretItem> item, SecretValue* value) {
+    GAsync replacing;
+    secret_item_set_secret(item.get(), value, session->cancellable(), GAsync::ready, &replacing);
+    const auto result = co_await replacing.settlement();
+    GError* error = nullptr;
+    secret_item_set_secret_finish(item.get(), result.get(), &error);
+    checkStored(*session, error);
+}
+
+Task<> add(Session* session, GHashTable* attributes, SecretValue* value) {
+    GAsync storing;
+    secret_service_store(session->service(), schema(), attributes, SECRET_COLLECTION_DEFAULT, label, value,
+                         session->cancellable(), GAsync::ready, &storing);
+    const auto result = co_await storing.settlement();
+    GError* error = nullptr;
+    secret_service_store_finish(session->service(), result.get(), &error);
+    checkStored(*session, error);
+}
+
+Task<> removeItem(Session* session, GPtr<SecretItem> item) {
+    GAsync removing;
+    secret_item_delete(item.get(), session->cancellable(), GAsync::ready, &removing);
+    const auto result = co_await removing.settlement();
+    GError* error = nullptr;
+    secret_item_delete_finish(item.get(), result.get(), &error);
+    check(*session, error);
+}
+
+} // namespace
+
+SecretServiceKeychain::SecretServiceKeychain(std::string service, std::chrono::milliseconds patience)
+    : service_(std::move(service)), patience_(patience) {}
+
+SecretServiceKeychain::~SecretServiceKeychain() {
+    cancelAll();
+}
+
+void SecretServiceKeychain::cancelAll() {
+    ending_.request_stop();
+    while (open_ > 0)
+        g_main_context_iteration(nullptr, TRUE);
+}
+
+Task<std::optional<SecretText>> SecretServiceKeychain::read() {
+    const Counted counted(open_);
+    const auto attributes = attributesOf(service_);
+    Session session(patience_, ending_.get_token());
+    auto opening = session.open(SECRET_SERVICE_OPEN_SESSION);
+    co_await std::move(opening);
+    auto locating = locate(&session, attributes.get());
+    const auto item = co_await std::move(locating);
+    std::optional<SecretText> data;
+    if (!item)
+        co_return data;
+    GAsync loading;
+    secret_item_load_secret(item.get(), session.cancellable(), GAsync::ready, &loading);
+    const auto result = co_await loading.settlement();
+    GError* error = nullptr;
+    secret_item_load_secret_finish(item.get(), result.get(), &error);
+    check(session, error);
+    const Value value(secret_item_get_secret(item.get()));
+    if (!value)
+        throw Unavailable(Session::itIsLocked);
+    gsize length = 0;
+    const auto* text = secret_value_get(value.get(), &length);
+    data.emplace(std::string_view(text, length));
+    co_return data;
+}
+
+Task<> SecretServiceKeychain::write(SecretText data) {
+    const Counted counted(open_);
+    const auto attributes = attributesOf(service_);
+    Session session(patience_, ending_.get_token());
+    auto opening = session.open(SECRET_SERVICE_OPEN_SESSION);
+    co_await std::move(opening);
+    auto locating = locate(&session, attributes.get());
+    const auto item = co_await std::move(locating);
+    const auto content = data.view();
+    const Value value(secret_value_new(content.data(), static_cast<gssize>(content.size()), contentType));
+    auto storing = item ? replace(&session, item, value.get()) : add(&session, attributes.get(), value.get());
+    co_await std::move(storing);
+}
+
+Task<> SecretServiceKeychain::remove() {
+    const Counted counted(open_);
+    const auto attributes = attributesOf(service_);
+    Session session(patience_, ending_.get_token());
+    auto opening = session.open(SECRET_SERVICE_NONE);
+    co_await std::move(opening);
+    auto finding = find(&session, attributes.get());
+    const auto items = co_await std::move(finding);
+    bool isLocked = false;
+    for (const auto& item : items) {
+        if (secret_item_get_locked(item.get())) {
+            isLocked = true;
+            continue;
+        }
+        auto removing = removeItem(&session, item);
+        co_await std::move(removing);
+    }
+    if (isLocked)
+        throw Unavailable(Session::itIsLocked);
+}

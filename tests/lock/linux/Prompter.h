@@ -1,0 +1,45 @@
+#pragma once
+
+#include <dlfcn.h>
+#include <glib.h>
+
+#include <stdexcept>
+#include <string>
+
+/// The person in front of the desktop's own prompt, played by the mock prompter of the library that
+/// gnome-keyring asks through. It answers in the order in which it has been told to; what it has not been
+/// told to expect, it fails.
+class Prompter {
+public:
+    Prompter() : library_(dlopen("libgcr-base-3.so.1", RTLD_NOW)) {
+        if (!library_)
+            throw std::runtime_error(dlerror());
+        name_ = call<const char* (*)()>("gcr_mock_prompter_start")();
+    }
+    Prompter(const Prompter&) = delete;
+    Prompter& operator=(const Prompter&) = delete;
+    ~Prompter() { call<void (*)()>("gcr_mock_prompter_stop")(); }
+
+    /// On the bus.
+    const std::string& name() const { return name_; }
+
+    void typePassword(const char* password) {
+        call<void (*)(const char*, const char*, ...)>("gcr_mock_prompter_expect_password_ok")(password,
+                                                                                              nullptr);
+    }
+    void dismiss() { call<void (*)()>("gcr_mock_prompter_expect_close")(); }
+    /// How long it takes over an answer.
+    void setDelay(guint milliseconds) {
+        call<void (*)(guint)>("gcr_mock_prompter_set_delay_msec")(milliseconds);
+    }
+    bool isPrompting() { return call<gboolean (*)()>("gcr_mock_prompter_is_prompting")() != FALSE; }
+
+private:
+    template <class Function>
+    Function call(const char* name) {
+        return reinterpret_cast<Function>(dlsym(library_, name));
+    }
+
+    void* library_;
+    std::string name_;
+};
