@@ -11,8 +11,6 @@ AppDelegate::AppDelegate(const Surroundings& surroundings) : with_(surroundings)
 
 void AppDelegate::applicationDidFinishLaunching() {
     darken();
-    if (!with_.passcode.shape())
-        spawn(with_.passcode.clear());
     spawn(chooseFirstScreen());
     with_.window.present();
 }
@@ -42,11 +40,16 @@ Task<> AppDelegate::chooseFirstScreen() {
         auto handingOver = with_.api.handOverSession();
         co_await std::move(handingOver);
         showApp();
-        co_return;
     }
+    // Waits for the keyring only where a passcode was being set when the program ended.
     auto reconciling = with_.passcode.reconcile();
     co_await std::move(reconciling);
-    if (auto shape = with_.passcode.shape())
+    auto shape = with_.passcode.shape();
+    if (!shape)
+        spawn(with_.passcode.clear());
+    if (live)
+        co_return;
+    if (shape)
         showPasscode(PasscodeView::Unlock{std::move(*shape)});
     else
         showAuth();

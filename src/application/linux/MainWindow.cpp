@@ -40,9 +40,11 @@ GtkWidget* widgetOf(Screen& screen) {
 MainWindow::MainWindow(const Glib::RefPtr<Gtk::Application>& application)
     : style_(Gtk::CssProvider::create()) {
     application->add_window(window_);
-    // gtkmm takes a window that is hidden out of its application, which ends with its last window.
-    hiding_ =
-        window_.signal_hide().connect([this, program = application.get()] { program->add_window(window_); });
+    // gtkmm takes a window out of its application when it is hidden, which ends the program. This one comes
+    // back.
+    g_signal_handlers_disconnect_matched(window_.gobj(), G_SIGNAL_MATCH_ID,
+                                         g_signal_lookup("hide", GTK_TYPE_WIDGET), 0, nullptr, nullptr,
+                                         nullptr);
     window_.set_title("brisko");
     window_.set_icon_name("app.brisko.Brisko");
     window_.set_default_size(defaultWidth, defaultHeight);
@@ -60,7 +62,6 @@ MainWindow::MainWindow(const Glib::RefPtr<Gtk::Application>& application)
 }
 
 MainWindow::~MainWindow() {
-    hiding_.disconnect();
     removeContent();
     Gtk::StyleContext::remove_provider_for_display(window_.get_display(), style_);
 }

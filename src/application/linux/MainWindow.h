@@ -35,7 +35,6 @@ public:
 private:
     Gtk::ApplicationWindow window_;
     Gtk::HeaderBar header_;
-    sigc::connection hiding_;
     Glib::RefPtr<Gtk::CssProvider> style_;
     Screen* content_ = nullptr;
     std::unique_ptr<Gtk::Window> sheet_;

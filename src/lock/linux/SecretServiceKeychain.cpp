@@ -17,21 +17,16 @@ constexpr auto account = "passcode";
 constexpr auto label = "brisko passcode";
 constexpr auto contentType = "text/plain";
 
-/// Of an item that any other program of the person would store: found by its attributes alone.
+struct SchemaUnref {
+    void operator()(SecretSchema* schema) const { secret_schema_unref(schema); }
+};
+
+/// The general one, so that the item is found by its attributes alone, whichever program has stored it.
 const SecretSchema* schema() {
-    static const SecretSchema generic = {
-        "org.freedesktop.Secret.Generic",
-        SECRET_SCHEMA_DONT_MATCH_NAME,
-        {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING}, {"account", SECRET_SCHEMA_ATTRIBUTE_STRING}},
-        0,
-        nullptr,
-        nullptr,
-        nullptr,
-        nullptr,
-        nullptr,
-        nullptr,
-        nullptr};
-    return &generic;
+    static const std::unique_ptr<SecretSchema, SchemaUnref> general(secret_schema_new(
+        "org.freedesktop.Secret.Generic", SECRET_SCHEMA_DONT_MATCH_NAME, "service",
+        SECRET_SCHEMA_ATTRIBUTE_STRING, "account", SECRET_SCHEMA_ATTRIBUTE_STRING, nullptr));
+    return general.get();
 }
 
 struct HashTableUnref {

@@ -125,12 +125,14 @@ GVariant* SecretServiceSession::finishPrompt(SecretService*, GAsyncResult* resul
 }
 
 void SecretServiceSession::cancel() {
+    // Who waits may go on, and end this session, before the last call returns.
+    const auto prompt = prompt_;
     g_cancellable_cancel(cancellable());
-    if (!prompt_ || !std::exchange(prompt_->isOpen, false))
+    if (!prompt || !std::exchange(prompt->isOpen, false))
         return;
-    g_dbus_proxy_call(G_DBUS_PROXY(prompt_->asked.get()), "Dismiss", nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START,
+    g_dbus_proxy_call(G_DBUS_PROXY(prompt->asked.get()), "Dismiss", nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START,
                       -1, nullptr, nullptr, nullptr);
-    g_task_return_new_error(prompt_->answer.get(), G_IO_ERROR, G_IO_ERROR_CANCELLED,
+    g_task_return_new_error(prompt->answer.get(), G_IO_ERROR, G_IO_ERROR_CANCELLED,
                             "Operation was cancelled");
 }
 

@@ -233,7 +233,7 @@ bool WebKitView::answerDialog(WebKitScriptDialog* dialog) {
     if (departures_.empty() ||
         webkit_script_dialog_get_dialog_type(dialog) != WEBKIT_SCRIPT_DIALOG_BEFORE_UNLOAD_CONFIRM)
         return false;
-    webkit_script_dialog_confirm_set_confirmed(dialog, FALSE);
+    webkit_script_dialog_confirm_set_confirmed(dialog, TRUE);
     return true;
 }
 
