@@ -224,9 +224,9 @@ void AuthScreen::watchKeys() {
 }
 
 void AuthScreen::bind(FieldBox& field, AuthView::Field name) {
-    field.onTyped = [this, name](std::string text) {
+    field.onTyped = [this, name](std::string_view text) {
         if (!rendering_)
-            view_->type(name, std::move(text));
+            view_->type(name, std::string(text));
     };
     field.onReturn = [this] { spawn(view_->go()); };
     field.onFocus = [this, name](bool focused) {
@@ -290,7 +290,7 @@ void AuthScreen::renderFields() {
     captchaRow_.set_visible(shown(Field::captcha));
     const auto fill = [this](FieldBox& field, Field name) {
         field.setPlaceholder(view_->placeholder(name));
-        field.setText(std::string(view_->text(name)));
+        field.setText(view_->text(name));
     };
     fill(*identifier_, Field::identifier);
     fill(*email_, Field::email);

@@ -42,9 +42,10 @@ MainWindow::MainWindow(const Glib::RefPtr<Gtk::Application>& application)
     application->add_window(window_);
     // gtkmm takes a window out of its application when it is hidden, which ends the program. This one comes
     // back.
-    g_signal_handlers_disconnect_matched(window_.gobj(), G_SIGNAL_MATCH_ID,
-                                         g_signal_lookup("hide", GTK_TYPE_WIDGET), 0, nullptr, nullptr,
-                                         nullptr);
+    const auto hide = g_signal_lookup("hide", GTK_TYPE_WIDGET);
+    const auto handler =
+        g_signal_handler_find(window_.gobj(), G_SIGNAL_MATCH_ID, hide, 0, nullptr, nullptr, nullptr);
+    g_signal_handler_disconnect(window_.gobj(), handler);
     window_.set_title("brisko");
     window_.set_icon_name("app.brisko.Brisko");
     window_.set_default_size(defaultWidth, defaultHeight);

@@ -73,9 +73,9 @@ void PasscodeScreen::buildHeading() {
 void PasscodeScreen::buildFields() {
     password_ = std::make_unique<FieldBox>(FieldBox::Kind::secret);
     password_->setPlaceholder("Password");
-    password_->onTyped = [this](std::string text) {
+    password_->onTyped = [this](std::string_view text) {
         if (!rendering_)
-            view_->typePassword(SecretText(std::move(text)));
+            view_->typePassword(SecretText(text));
     };
     password_->onReturn = [this] { spawn(view_->checkPassword()); };
     password_->onFocus = [this](bool focused) { view_->focus(focused); };
@@ -88,9 +88,9 @@ void PasscodeScreen::buildFields() {
     code_->set_size_request(codeWidth, codeHeight);
     code_->set_halign(Gtk::Align::CENTER);
     code_->set_can_target(false);
-    code_->onTyped = [this](std::string text) {
+    code_->onTyped = [this](std::string_view text) {
         if (!rendering_)
-            view_->edit(SecretText(std::move(text)));
+            view_->edit(SecretText(text));
     };
     code_->onFocus = [this](bool focused) { view_->focus(focused); };
 
@@ -172,7 +172,7 @@ void PasscodeScreen::render() {
     title_.set_text(view_->title());
     const auto asksPassword = state.step == PasscodeView::Step::password;
     password_->set_visible(asksPassword);
-    password_->setText(asksPassword ? std::string(state.password.view()) : std::string());
+    password_->setText(asksPassword ? state.password.view() : std::string_view());
     dotRow_.set_visible(!asksPassword);
     renderDots();
     renderLengths();
@@ -186,7 +186,7 @@ void PasscodeScreen::render() {
 
 void PasscodeScreen::renderDots() {
     const auto& state = view_->state();
-    code_->setText(std::string(state.code.view()));
+    code_->setText(state.code.view());
     code_->set_sensitive(!state.lockedUntil);
     setClass(dotRow_, "locked-out", state.lockedUntil.has_value());
     dots_.show(static_cast<std::size_t>(view_->expected()), view_->typed());

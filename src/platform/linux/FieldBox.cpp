@@ -1,5 +1,7 @@
 #include "platform/linux/FieldBox.h"
 
+#include "platform/SecretText.h"
+
 #include <gdkmm/clipboard.h>
 #include <gdkmm/contentprovider.h>
 #include <gtkmm/eventcontrollerfocus.h>
@@ -113,10 +115,13 @@ void FieldBox::silencePrimarySelection() {
             silence(offer->gobj());
 }
 
-void FieldBox::setText(const std::string& text) {
-    if (text_->get_text().raw() == text)
+void FieldBox::setText(std::string_view text) {
+    if (this->text() == text)
         return;
-    text_->set_text(text);
+    // The toolkit wants an end that a view need not have.
+    std::string copy(text);
+    gtk_editable_set_text(entry_, copy.c_str());
+    SecretText::wipe(copy);
     text_->set_position(-1);
 }
 

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <string_view>
 
 /// A field box: one line of plain text, with room for a control at its end.
 ///
@@ -17,9 +18,10 @@ public:
 
     explicit FieldBox(Kind kind);
 
-    std::string text() const { return text_->get_text(); }
+    /// The text as the field holds it, until the next change: no copy is made that nobody wipes.
+    std::string_view text() const { return gtk_editable_get_text(entry_); }
     /// Puts the caret behind the text, but leaves it where it is when the text is already this one.
-    void setText(const std::string& text);
+    void setText(std::string_view text);
     /// The placeholder is the accessible name too.
     void setPlaceholder(const std::string& placeholder);
     void setAccessibleName(const std::string& name);
@@ -30,7 +32,7 @@ public:
     bool hasFocus() const { return text_->has_focus(); }
     void takeFocus() { text_->grab_focus_without_selecting(); }
 
-    std::function<void(std::string)> onTyped;
+    std::function<void(std::string_view text)> onTyped;
     std::function<void()> onReturn;
     std::function<void(bool focused)> onFocus;
 
