@@ -45,7 +45,7 @@ Task<> AppDelegate::chooseFirstScreen() {
     auto reconciling = with_.passcode.reconcile();
     co_await std::move(reconciling);
     auto shape = with_.passcode.shape();
-    if (!shape)
+    if (!shape && with_.passcode.shapeIsKnown())
         spawn(with_.passcode.clear());
     if (live)
         co_return;

@@ -85,6 +85,8 @@ public:
     Passcode(Keychain& keychain, UserDefaults& defaults, Clock& clock);
 
     std::optional<Shape> shape() const;
+    /// Whether a missing shape means that there is no passcode; false while the preferences cannot be read.
+    bool shapeIsKnown() const { return defaults_.available(); }
     /// The end of the lock-out; none when there is none. Drops one that has passed.
     std::optional<Clock::time_point> lockedUntil();
     void setLockedUntil(std::optional<Clock::time_point> until);

@@ -17,7 +17,7 @@ public:
     explicit SecretText(std::string&& text) : text_(text) { wipe(text); }
     explicit SecretText(std::string_view text) : text_(text) {}
     explicit SecretText(const char* text) : text_(text) {}
-    SecretText(SecretText&& other) noexcept : text_(other.text_) { wipe(other.text_); }
+    SecretText(SecretText&& other) noexcept : text_(std::string_view(other.text_)) { wipe(other.text_); }
     SecretText& operator=(SecretText&& other) noexcept {
         if (this != &other) {
             wipe(text_);

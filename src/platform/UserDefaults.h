@@ -13,6 +13,8 @@ public:
 
     /// The value as it is stored; null when there is none. A reader asks for the type that it needs.
     virtual Json value(const std::string& key) const = 0;
+    /// False while the values cannot be read: that there is none says nothing then.
+    virtual bool available() const = 0;
     /// Throws Error when it cannot be stored; the previous value then stands.
     virtual void set(const std::string& key, Json value) = 0;
     /// Throws Error when it cannot be removed. Nothing happens when there is none.

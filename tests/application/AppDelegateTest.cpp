@@ -231,6 +231,10 @@ TEST_F(AppDelegateTest, showsTheApplicationAtOnceWhileTheSessionLivesAndDropsARe
     spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
     launchSignedIn();
     EXPECT_TRUE(keychain.item);
+    account.defaults.unreadable = true;
+    delegate->applicationDidFinishLaunching();
+    EXPECT_TRUE(keychain.item) << "what cannot be read is not absent";
+    account.defaults.unreadable = false;
     account.defaults.remove("brisko.passcode.username");
     delegate->applicationDidFinishLaunching();
     EXPECT_FALSE(keychain.item);

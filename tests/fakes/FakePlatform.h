@@ -166,12 +166,14 @@ public:
 class FakeUserDefaults : public UserDefaults {
 public:
     std::map<std::string, Json> values;
-    bool broken = false; ///< nothing can be written
+    bool broken = false;     ///< nothing can be written
+    bool unreadable = false; ///< nothing can be read
 
     Json value(const std::string& key) const override {
         const auto found = values.find(key);
-        return found == values.end() ? Json() : found->second;
+        return unreadable || found == values.end() ? Json() : found->second;
     }
+    bool available() const override { return !unreadable; }
     void set(const std::string& key, Json value) override {
         refuseWhenBroken();
         values[key] = std::move(value);

@@ -30,6 +30,7 @@ TEST_F(JsonUserDefaultsTest, makesItsFolderWithTheFirstValueAndNotBefore) {
     EXPECT_EQ(defaults.value("brisko.theme"), Json());
     defaults.remove("brisko.theme");
     EXPECT_FALSE(fs::exists(file.parent_path()));
+    EXPECT_TRUE(defaults.available()) << "nothing is stored yet, which is known";
     defaults.set("brisko.theme", "dark");
     EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
     EXPECT_EQ(fs::status(file.parent_path()).permissions(), fs::perms(0700));
@@ -58,6 +59,7 @@ TEST_F(JsonUserDefaultsTest, keepsABrokenFileBesideTheNewOne) {
     for (const auto* broken : {"", "{\"brisko.a\": 1", "[1]", "\"text\"", "{} {}", "\xff\xfe"}) {
         store(broken);
         EXPECT_EQ(defaults.value("brisko.a"), Json()) << broken;
+        EXPECT_FALSE(defaults.available()) << broken;
         EXPECT_NO_THROW(defaults.remove("brisko.a")) << broken;
         EXPECT_NO_THROW(defaults.update({{"brisko.a", Json()}})) << broken;
         EXPECT_EQ(DurableFile::read(file), broken);

@@ -37,6 +37,7 @@ public:
     MortalDefaults(UserDefaults& disk, Fate& fate) : disk_(disk), fate_(fate) {}
 
     Json value(const std::string& key) const override { return disk_.value(key); }
+    bool available() const override { return disk_.available(); }
     void set(const std::string& key, Json value) override {
         fate_.around([&] { disk_.set(key, std::move(value)); });
     }

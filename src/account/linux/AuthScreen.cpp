@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr int columnWidth = 340;
 constexpr int minimumWidth = 420;
 constexpr int minimumHeight = 520;
 constexpr float captchaHeight = 38;
@@ -151,13 +150,7 @@ void AuthScreen::buildMessages() {
     const auto add = [this](Gtk::Label& label, const char* kind) {
         label.add_css_class("message");
         label.add_css_class(kind);
-        label.set_wrap();
-        label.set_wrap_mode(Pango::WrapMode::WORD_CHAR);
-        // The column decides the width, not the message.
-        label.set_max_width_chars(1);
         label.set_xalign(0);
-        label.set_halign(Gtk::Align::FILL);
-        label.set_selectable(false);
         column_.append(label);
     };
     add(error_, "error");

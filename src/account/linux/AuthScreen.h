@@ -3,6 +3,7 @@
 #include "account/AuthView.h"
 #include "platform/Window.h"
 #include "platform/linux/WidgetScreen.h"
+#include "platform/linux/WrappingLabel.h"
 
 #include <gtkmm/box.h>
 #include <gtkmm/button.h>
@@ -27,6 +28,8 @@ public:
     GtkWidget* widget() override { return GTK_WIDGET(root_.gobj()); }
 
 private:
+    static constexpr int columnWidth = 340;
+
     void buildHeading();
     void buildPills();
     void buildFields();
@@ -55,7 +58,7 @@ private:
     Gtk::Box captchaRow_{Gtk::Orientation::HORIZONTAL, 8};
     Gtk::Picture captchaImage_;
     Gtk::Button reloadCaptcha_;
-    Gtk::Label error_, notice_;
+    WrappingLabel error_{columnWidth}, notice_{columnWidth};
     Gtk::Button submit_;
     Gtk::Label submitLabel_;
     Gtk::Spinner submitSpinner_;

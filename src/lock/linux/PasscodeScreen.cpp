@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr int columnWidth = 320;
 constexpr int minimumWidth = 420;
 constexpr int minimumHeight = 520;
 constexpr int codeWidth = 200;
@@ -25,12 +24,8 @@ void setClass(Gtk::Widget& widget, const char* name, bool present) {
         widget.remove_css_class(name);
 }
 
-void wrapCentred(Gtk::Label& label, const char* name) {
+void centre(WrappingLabel& label, const char* name) {
     label.add_css_class(name);
-    label.set_wrap();
-    label.set_wrap_mode(Pango::WrapMode::WORD_CHAR);
-    // The column decides the width, not the text.
-    label.set_max_width_chars(1);
     label.set_justify(Gtk::Justification::CENTER);
 }
 
@@ -50,7 +45,7 @@ PasscodeScreen::PasscodeScreen(std::shared_ptr<PasscodeView> view) : view_(std::
     buildHeading();
     buildFields();
     buildLengths();
-    wrapCentred(message_, "message");
+    centre(message_, "message");
     column_.append(message_);
     buildFooter();
     watchWindow();
@@ -66,7 +61,7 @@ PasscodeScreen::~PasscodeScreen() {
 
 void PasscodeScreen::buildHeading() {
     column_.append(*Gtk::make_managed<Wordmark>());
-    wrapCentred(title_, "title");
+    centre(title_, "title");
     column_.append(title_);
 }
 
@@ -129,7 +124,7 @@ void PasscodeScreen::buildFooter() {
         widget.signal_clicked().connect(button.press);
         footer_.append(widget);
     }
-    wrapCentred(note_, "note");
+    centre(note_, "note");
     note_.set_text(view_->note().value_or(""));
     note_.set_visible(view_->note().has_value());
     footer_.append(note_);

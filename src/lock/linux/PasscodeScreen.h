@@ -4,10 +4,10 @@
 #include "lock/linux/PasscodeDots.h"
 #include "platform/Window.h"
 #include "platform/linux/WidgetScreen.h"
+#include "platform/linux/WrappingLabel.h"
 
 #include <gtkmm/box.h>
 #include <gtkmm/button.h>
-#include <gtkmm/label.h>
 #include <gtkmm/overlay.h>
 #include <gtkmm/scrolledwindow.h>
 #include <gtkmm/spinner.h>
@@ -29,6 +29,8 @@ public:
     GtkWidget* widget() override { return GTK_WIDGET(root_.gobj()); }
 
 private:
+    static constexpr int columnWidth = 320;
+
     void buildHeading();
     void buildFields();
     void buildLengths();
@@ -44,17 +46,17 @@ private:
     std::shared_ptr<PasscodeView> view_;
     Gtk::ScrolledWindow root_;
     Gtk::Box column_{Gtk::Orientation::VERTICAL};
-    Gtk::Label title_;
+    WrappingLabel title_{columnWidth};
     std::unique_ptr<FieldBox> password_, code_;
     Gtk::Overlay dotRow_;
     PasscodeDots dots_;
     Gtk::Box lengths_{Gtk::Orientation::HORIZONTAL, 4};
     std::array<Gtk::Button, PasscodeView::lengths.size()> lengthButtons_;
-    Gtk::Label message_;
+    WrappingLabel message_{columnWidth};
     Gtk::Box footer_{Gtk::Orientation::VERTICAL, 12};
     Gtk::Spinner spinner_;
     std::vector<Gtk::Button*> buttons_; ///< in the order of the view's; the footer owns them
-    Gtk::Label note_;
+    WrappingLabel note_{columnWidth};
     sigc::connection tick_;
     sigc::connection activation_;
     bool rendering_ = false;

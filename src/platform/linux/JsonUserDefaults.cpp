@@ -26,6 +26,14 @@ Json JsonUserDefaults::value(const std::string& key) const {
     }
 }
 
+bool JsonUserDefaults::available() const {
+    try {
+        return !read().broken;
+    } catch (const Error&) {
+        return false;
+    }
+}
+
 void JsonUserDefaults::set(const std::string& key, Json value) {
     auto stored = read();
     stored.values[key] = std::move(value);

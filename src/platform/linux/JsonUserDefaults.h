@@ -15,6 +15,7 @@ public:
     explicit JsonUserDefaults(std::filesystem::path file) : file_(std::move(file)) {}
 
     Json value(const std::string& key) const override;
+    bool available() const override;
     void set(const std::string& key, Json value) override;
     void remove(const std::string& key) override;
     void update(const std::map<std::string, Json>& changes) override;

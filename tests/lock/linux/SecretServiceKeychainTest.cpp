@@ -3,6 +3,7 @@
 #include "linux/MainLoop.h"
 #include "lock/linux/KeyringDaemon.h"
 #include "lock/linux/Prompter.h"
+#include "platform/linux/GAsync.h"
 
 #include <gtest/gtest.h>
 #include <libsecret/secret.h>
@@ -65,20 +66,15 @@ protected:
 };
 
 /// The attributes and the label as another program sees them.
-std::string describeItems() {
-    const SecretSchema any = {nullptr,
-                              SECRET_SCHEMA_DONT_MATCH_NAME,
-                              {{"account", SECRET_SCHEMA_ATTRIBUTE_STRING}},
-                              0,
-                              nullptr,
-                              nullptr,
-                              nullptr,
-                              nullptr,
-                              nullptr,
-                              nullptr,
-                              nullptr};
-    auto* found = secret_password_search_sync(&any, SECRET_SEARCH_ALL, nullptr, nullptr, "account",
-                                              "passcode", nullptr);
+Task<std::string> describeItems() {
+    auto* any = secret_schema_new("any", SECRET_SCHEMA_DONT_MATCH_NAME, "account",
+                                  SECRET_SCHEMA_ATTRIBUTE_STRING, nullptr);
+    GAsync searching;
+    secret_password_search(any, SECRET_SEARCH_ALL, nullptr, GAsync::ready, &searching, "account", "passcode",
+                           nullptr);
+    const auto result = co_await searching.settlement();
+    auto* found = secret_password_search_finish(result.get(), nullptr);
+    secret_schema_unref(any);
     std::string text;
     for (auto* link = found; link; link = link->next) {
         auto* retrievable = SECRET_RETRIEVABLE(link->data);
@@ -92,7 +88,7 @@ std::string describeItems() {
     g_list_free_full(found, g_object_unref);
     // libsecret would go on with the service that it has found first.
     secret_service_disconnect();
-    return text;
+    co_return text;
 }
 
 } // namespace
@@ -103,7 +99,7 @@ TEST_F(SecretServiceKeychainTest, isFoundUnderItsAttributesByOtherProgramsAndKep
     SecretServiceKeychain other("app.brisko.Other");
     write(keychain, "first");
     write(keychain, "second");
-    EXPECT_EQ(describeItems(), "brisko passcode: app.brisko.Test, passcode\n");
+    EXPECT_EQ(MainLoop::finish(describeItems()), "brisko passcode: app.brisko.Test, passcode\n");
     EXPECT_EQ(read(other), "none");
     write(other, "another");
     MainLoop::finish(keychain.remove());
@@ -193,7 +189,7 @@ TEST_F(LockedKeyringTest, opensForWritingToo) {
     prompter.typePassword(KeyringDaemon::password);
     write(keychain, "second");
     EXPECT_EQ(read(keychain), "second");
-    EXPECT_EQ(describeItems(), "brisko passcode: app.brisko.Test, passcode\n");
+    EXPECT_EQ(MainLoop::finish(describeItems()), "brisko passcode: app.brisko.Test, passcode\n");
     daemon.lock();
     prompter.typePassword(KeyringDaemon::password);
     SecretServiceKeychain other("app.brisko.Other");

@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
@@ -236,12 +237,14 @@ TEST_F(WebKitView, removesEverythingAPageWithAServiceWorkerHasKept) {
                   "await (await caches.open('c')).put('/x', new Response('x')); return 1"),
               1);
     browser.view->decidePolicy = [](const NavigationAction&) { return NavigationPolicy::cancel; };
-    const auto processes = EngineProcess::named(EngineProcess::sandbox);
+    // Older ones may still be ending.
+    const auto pageProcess = std::ranges::max(EngineProcess::named(EngineProcess::sandbox));
     const auto start = std::chrono::steady_clock::now();
     MainLoop::finish(browser.store().removeAllData());
     const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
     RecordProperty("milliseconds", std::to_string(took.count()));
-    EXPECT_EQ(EngineProcess::named(EngineProcess::sandbox), processes) << "the page had to be killed";
+    EXPECT_THAT(EngineProcess::named(EngineProcess::sandbox), Contains(pageProcess))
+        << "the page had to be killed";
     EXPECT_THAT(MainLoop::finish(browser.store().allCookies()), IsEmpty());
 
     browser.makeView();
@@ -257,7 +260,8 @@ TEST_F(WebKitView, removesEverythingFromWithinTheDecisionThatTheSessionIsOver) {
         Browser browser(server.origin(), certificate.pem);
         ASSERT_TRUE(browser.shows(server.url("/")));
         ASSERT_EQ(browser.ask("return localStorage.a = 1"), 1);
-        const auto processes = EngineProcess::named(EngineProcess::sandbox);
+        // Older ones may still be ending.
+        const auto pageProcess = std::ranges::max(EngineProcess::named(EngineProcess::sandbox));
         std::shared_ptr<MainLoop::Outcome<Done>> removing;
         browser.view->decidePolicy = [&](const NavigationAction& action) {
             if (!action.url.ends_with("/login"))
@@ -268,7 +272,8 @@ TEST_F(WebKitView, removesEverythingFromWithinTheDecisionThatTheSessionIsOver) {
         browser.view->evaluate(script);
         MainLoop::runUntil([&] { return removing && removing->ended(); });
         EXPECT_EQ(browser.ask("return location.href"), "about:blank") << script;
-        EXPECT_EQ(EngineProcess::named(EngineProcess::sandbox), processes) << "the page had to be killed";
+        EXPECT_THAT(EngineProcess::named(EngineProcess::sandbox), Contains(pageProcess))
+            << "the page had to be killed";
         EXPECT_FALSE(server.wasAsked("/login"));
         browser.makeView();
         ASSERT_TRUE(browser.shows(server.url("/")));
