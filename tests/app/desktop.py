@@ -69,7 +69,8 @@ def type_text(text):
 
 def selection(name):
     """What another program would be given: the CLIPBOARD or PRIMARY selection, None when it is not offered."""
-    asked = subprocess.run(["xclip", "-o", "-selection", name.lower()], capture_output=True, text=True, timeout=DEADLINE)
+    asked = subprocess.run(["xclip", "-o", "-selection", name.lower()], capture_output=True, text=True,
+                           timeout=DEADLINE)
     return asked.stdout if asked.returncode == 0 else None
 
 
@@ -123,8 +124,9 @@ class Program:
 
     def complaints(self):
         """The lines on stderr in which a library finds fault with the program."""
+        words = ("CRITICAL", "WARNING", "ERROR", "runtime error")
         self.errors.seek(0)
-        return [line for line in self.errors if any(word in line for word in ("CRITICAL", "WARNING", "ERROR", "runtime error"))]
+        return [line for line in self.errors if any(word in line for word in words)]
 
     # What it shows.
 
@@ -158,7 +160,8 @@ class Program:
 
     def see_focus(self, name):
         """Waits for the keyboard to be in the element of that name."""
-        until(f"the keyboard in '{name}'", lambda: any(e.name == name and "focused" in e.states for e in self.elements()))
+        until(f"the keyboard in '{name}'",
+              lambda: any(e.name == name and "focused" in e.states for e in self.elements()))
 
     def see_window(self, title="brisko"):
         """Waits for its window to have the keyboard of the desktop."""
@@ -170,13 +173,14 @@ class Program:
         until(f"the window '{title}'", active)
 
     def window_shown(self):
-        found = subprocess.run(["xdotool", "search", "--onlyvisible", "--pid", str(self.process.pid)], capture_output=True)
-        return found.stdout.strip() != b""
+        search = ["xdotool", "search", "--onlyvisible", "--pid", str(self.process.pid)]
+        return subprocess.run(search, capture_output=True).stdout.strip() != b""
 
     def place(self, element):
         """The middle of an element on the screen."""
         frame = next(e for e in self.elements() if e.role == "frame" and "active" in e.states).box
-        geometry = dict(line.split("=") for line in xdotool("getactivewindow", "getwindowgeometry", "--shell").split())
+        lines = xdotool("getactivewindow", "getwindowgeometry", "--shell").split()
+        geometry = dict(line.split("=") for line in lines)
         # The window is larger than its frame by the border that it draws itself.
         left = int(geometry["X"]) + (int(geometry["WIDTH"]) - frame.width) // 2
         top = int(geometry["Y"]) + (int(geometry["HEIGHT"]) - frame.height) // 2
@@ -360,7 +364,8 @@ class Journey(unittest.TestCase):
 
     def open_program(self, service, *arguments, environment=None):
         """Starts the program and waits for its window."""
-        program = Program(self.folder / "profile", *(service.arguments if service else []), *arguments, environment=environment)
+        arguments = [*(service.arguments if service else []), *arguments]
+        program = Program(self.folder / "profile", *arguments, environment=environment)
         self.addCleanup(program.errors.close)
         self.addCleanup(program.stop)
         self.programs.append(program)

@@ -44,12 +44,12 @@ def see_page(program):
     program.see_focus("WebKitWebView")
 
 
-def write_task(service, program, title, username=USER):
+def write_task(service, program, title, username=USER, keys=("ctrl+n",)):
     """Writes a task with the page's own keys: proof that the page is there, signed in and has the keyboard."""
 
     def written():
-        # The page hears its keys once it has loaded; one that is open already ignores the first of them.
-        press("ctrl+n", "ctrl+a")
+        # The page hears its keys once it has loaded; an editor that is open already ignores the one that opens it.
+        press(*keys, "ctrl+a")
         type_text(title)
         press("Return")
         return title in service.tasks(username)
@@ -286,7 +286,7 @@ class Secrecy(Journey):
         until("the username in both selections", lambda: selection("CLIPBOARD") == selection("PRIMARY") == "charles")
 
 
-class Google(Journey):
+class Browser(Journey):
     def setUp(self):
         super().setUp()
         self.service = self.run_service()
@@ -333,11 +333,17 @@ class Google(Journey):
         self.assertEqual(self.service.sessions(), [])
 
         self.assertEqual(self.program.again(answer), 0)
-        write_task(self.service, self.program, "From the link", "grace")
+        write_task(self.service, self.program, "From the link", "grace", keys=())
         self.see_no_panel()
         self.assertEqual(self.program.again(answer), 0)
         write_task(self.service, self.program, "Still signed in", "grace")
         self.assertEqual(self.service.sessions(), ["grace"])
+
+    def test_the_privacy_page_opens_in_the_browser(self):
+        self.program.click("Privacy", "link")
+        address = until("the browser", lambda: self.visited.exists() and self.visited.read_text().strip())
+        self.assertEqual(address, self.service.origin + "/privacy")
+        self.assertEqual(self.service.get(address).status, 200)
 
     def test_giving_up_leaves_no_message_and_the_form_as_it_was(self):
         before = [e.name for e in self.program.elements() if e.role == "label"]

@@ -6,7 +6,6 @@
 
 #include <gtkmm/eventcontrollerkey.h>
 #include <gtkmm/root.h>
-#include <gtkmm/viewport.h>
 #include <gtkmm/window.h>
 
 #include <algorithm>
@@ -58,7 +57,6 @@ AuthScreen::AuthScreen(std::shared_ptr<AuthView> view) : view_(std::move(view)) 
     column_.set_size_request(columnWidth, -1);
     column_.set_margin(12);
     root_.set_child(column_);
-    dynamic_cast<Gtk::Viewport&>(*root_.get_child()).set_scroll_to_focus();
 
     buildHeading();
     buildPills();

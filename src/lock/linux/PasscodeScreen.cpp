@@ -7,7 +7,6 @@
 #include <gtkmm/eventcontrollerkey.h>
 #include <gtkmm/gestureclick.h>
 #include <gtkmm/root.h>
-#include <gtkmm/viewport.h>
 #include <gtkmm/window.h>
 
 namespace {
@@ -42,7 +41,6 @@ PasscodeScreen::PasscodeScreen(std::shared_ptr<PasscodeView> view) : view_(std::
     column_.set_size_request(columnWidth, -1);
     column_.set_margin(12);
     root_.set_child(column_);
-    dynamic_cast<Gtk::Viewport&>(*root_.get_child()).set_scroll_to_focus();
 
     buildHeading();
     buildFields();
