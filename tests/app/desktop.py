@@ -111,7 +111,7 @@ class Program:
                                         env={**os.environ, **(environment or {})})
 
     def again(self, *arguments):
-        """Starts it a second time, as a desktop does when the person opens it or a link; returns the exit status."""
+        """Starts it a second time, as a desktop does when the person opens it or a link. Returns the status."""
         return subprocess.run([PROGRAM, "--profile", self.profile, *arguments], timeout=DEADLINE).returncode
 
     def stop(self):
@@ -123,10 +123,10 @@ class Program:
         return self.process.wait(DEADLINE)
 
     def complaints(self):
-        """The lines on stderr in which a library finds fault with the program."""
-        words = ("CRITICAL", "WARNING", "ERROR", "runtime error")
+        """The lines on stderr in which a library finds fault with the program; its web processes have their own."""
+        own = rf":{self.process.pid}\).*(CRITICAL|WARNING)|==ERROR:|runtime error:"
         self.errors.seek(0)
-        return [line for line in self.errors if any(word in line for word in words)]
+        return [line for line in self.errors if re.search(own, line)]
 
     # What it shows.
 
@@ -168,7 +168,8 @@ class Program:
 
         def active():
             name, process = xdotool("getactivewindow", "getwindowname", "getwindowpid").split("\n")[:2]
-            return (name, int(process)) == (title, self.process.pid) and "active" in self.look(title, "frame").states
+            return ((name, int(process)) == (title, self.process.pid)
+                    and "active" in self.look(title, "frame").states)
 
         until(f"the window '{title}'", active)
 
@@ -237,8 +238,8 @@ class DemoService:
     def __init__(self, folder, port=0):
         self.state = folder / "service.json"
         self.process = subprocess.Popen(
-            [SERVICE, "--stay", "--port", str(port), "--certificate", folder / "service.pem", "--state", self.state,
-             "--captcha-answer", "tour"], stdout=subprocess.PIPE, text=True)
+            [SERVICE, "--stay", "--port", str(port), "--certificate", folder / "service.pem", "--state",
+             self.state, "--captcha-answer", "tour"], stdout=subprocess.PIPE, text=True)
         greeting = json.loads(self.process.stdout.readline())
         self.origin = greeting["origin"]
         self.certificate = greeting["certificate"]
@@ -286,7 +287,7 @@ class DemoService:
 
 
 class ScriptedService:
-    """Refuses every request with `error`, a verification challenge excepted; None keeps it waiting until the end."""
+    """Refuses every request but one for a challenge with `error`; None keeps it waiting until the end."""
 
     def __init__(self, folder, error=None):
         self.error = error
@@ -294,8 +295,8 @@ class ScriptedService:
         self.ended = threading.Event()
         self.certificate = folder / "scripted.pem"
         key = folder / "scripted.key"
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
-                        "-days", "1", "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
+                        "-nodes", "-days", "1", "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
                         "-out", self.certificate, "-keyout", key], check=True, capture_output=True)
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(self.certificate, key)
