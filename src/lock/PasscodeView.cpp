@@ -14,6 +14,8 @@ template <class... Cases>
 struct Overloaded : Cases... {
     using Cases::operator()...;
 };
+template <class... Cases>
+Overloaded(Cases...) -> Overloaded<Cases...>;
 
 } // namespace
 
@@ -99,21 +101,20 @@ std::vector<PasscodeView::Button> PasscodeView::buttons() {
         };
     };
     const auto done = guarded([](PasscodeView& view) { view.leave(view.callbacks_.onDone); });
+    const auto turnOff = guarded([](PasscodeView& view) { spawn(view.clearThen(view.callbacks_.onDone)); });
+    const auto signOut = guarded([](PasscodeView& view) { spawn(view.signOutInstead()); });
+    const auto usePassword =
+        guarded([](PasscodeView& view) { spawn(view.clearThen(view.callbacks_.onPassword)); });
     std::vector<Button> result;
     if (std::holds_alternative<Setup>(mode_)) {
-        result.emplace_back(Button("Not now", done));
-        const auto turnOff =
-            guarded([](PasscodeView& view) { spawn(view.clearThen(view.callbacks_.onDone)); });
-        result.emplace_back(Button("Turn the passcode off", turnOff, store_.shape().has_value()));
+        result.push_back(Button{"Not now", done});
+        result.push_back(Button{"Turn the passcode off", turnOff, store_.shape().has_value()});
     } else if (std::holds_alternative<Change>(mode_)) {
-        result.emplace_back(Button("Cancel", done));
+        result.push_back(Button{"Cancel", done});
     } else if (std::holds_alternative<Relock>(mode_)) {
-        result.emplace_back(
-            Button("Sign out instead", guarded([](PasscodeView& view) { spawn(view.signOutInstead()); })));
+        result.push_back(Button{"Sign out instead", signOut});
     } else {
-        result.emplace_back(Button("Use your password instead", guarded([](PasscodeView& view) {
-                                       spawn(view.clearThen(view.callbacks_.onPassword));
-                                   })));
+        result.push_back(Button{"Use your password instead", usePassword});
     }
     return result;
 }
