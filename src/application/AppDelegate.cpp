@@ -104,7 +104,7 @@ void AppDelegate::showPasscode(PasscodeView::Mode mode) {
     swap(with_.screens.passcodeScreen(std::move(view)));
 }
 
-void AppDelegate::offerPasscode(SecretText password) {
+void AppDelegate::offerPasscode(std::optional<SecretText> password) {
     PasscodeView::Setup setup;
     setup.username = with_.remembered.username();
     setup.password = std::move(password);

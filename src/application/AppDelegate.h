@@ -60,6 +60,9 @@ public:
     /// Presents the passcode screen as a sheet: for a new passcode of `length` digits in place of the stored
     /// one, or for a first one. `then` is called when it has ended.
     void changePasscode(int length, std::function<void()> then);
+    /// Presents the passcode screen as a sheet on which a passcode is chosen, again where there is one, or
+    /// turned off. The password is asked for.
+    void setUpPasscode() { offerPasscode(std::nullopt); }
 
 private:
     explicit AppDelegate(const Surroundings& surroundings);
@@ -69,7 +72,7 @@ private:
     void showApp();
     void showAuth();
     void showPasscode(PasscodeView::Mode mode);
-    void offerPasscode(SecretText password);
+    void offerPasscode(std::optional<SecretText> password);
     void presentSheet(std::unique_ptr<Screen> screen);
     void dismissSheet();
     void darken();

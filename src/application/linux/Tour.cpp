@@ -52,6 +52,8 @@ Task<> Tour::run(std::function<void(bool)> finished) {
         co_await std::move(ninth);
         auto tenth = passcodeLockOut();
         co_await std::move(tenth);
+        auto eleventh = passcodeOff();
+        co_await std::move(eleventh);
         std::printf("%d pictures in %s\n", guide_.pictures(), guide_.folder().c_str());
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "brisko: the tour ended early: %s\n", failure.what());
@@ -293,4 +295,28 @@ Task<> Tour::passcodeLockOut() {
         return dynamic_cast<AuthScreen*>(guide_.program().mainWindow().content()) != nullptr;
     });
     co_await std::move(over);
+}
+
+Task<> Tour::passcodeOff() {
+    auto& view = guide_.authScreen().view();
+    view.type(AuthView::Field::identifier, seededUser);
+    view.type(AuthView::Field::password, seededPassword);
+    spawn(view.go());
+    auto sheet =
+        guide_.until("the offer of a passcode", [this] { return guide_.program().mainWindow().sheet(); });
+    co_await std::move(sheet);
+    type(guide_.passcodeScreen()->view(), passcode);
+    type(guide_.passcodeScreen()->view(), passcode);
+    auto stored = guide_.until("the end of the passcode sheet",
+                               [this] { return !guide_.program().mainWindow().sheet(); });
+    co_await std::move(stored);
+
+    guide_.program().delegate().setUpPasscode();
+    auto offered = guide_.picture("passcode-off", *guide_.program().mainWindow().sheetWindow());
+    co_await std::move(offered);
+    for (const auto& button : guide_.passcodeScreen()->view().buttons())
+        if (button.label == "Turn the passcode off")
+            button.press();
+    auto off = guide_.until("the passcode to go", [this] { return !guide_.program().mainWindow().sheet(); });
+    co_await std::move(off);
 }

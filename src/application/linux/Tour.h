@@ -28,6 +28,7 @@ private:
     Task<> signOut();
     Task<> passcodeUnlock();
     Task<> passcodeLockOut();
+    Task<> passcodeOff();
 
     TourGuide guide_;
 };
