@@ -9,6 +9,8 @@
 #include <gtkmm/root.h>
 #include <gtkmm/window.h>
 
+#include <utility>
+
 namespace {
 
 constexpr int minimumWidth = 420;
@@ -140,7 +142,11 @@ void PasscodeScreen::buildFooter() {
 
 void PasscodeScreen::watchWindow() {
     root_.signal_map().connect([this] {
-        view_->appeared();
+        // A window that is closed and opened again shows the screen as it was left.
+        if (std::exchange(appeared_, true))
+            view_->windowBecameKey();
+        else
+            view_->appeared();
         tick_ = Glib::signal_timeout().connect_seconds(
             [this] {
                 view_->tick();

@@ -60,4 +60,5 @@ private:
     sigc::connection tick_;
     sigc::connection activation_;
     bool rendering_ = false;
+    bool appeared_ = false;
 };
