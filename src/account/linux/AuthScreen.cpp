@@ -2,6 +2,7 @@
 
 #include "platform/linux/FieldBox.h"
 #include "platform/linux/GPtr.h"
+#include "platform/linux/NativeScreen.h"
 #include "platform/linux/Wordmark.h"
 
 #include <gtkmm/eventcontrollerkey.h>
@@ -13,8 +14,6 @@
 
 namespace {
 
-constexpr int minimumWidth = 420;
-constexpr int minimumHeight = 520;
 constexpr float captchaHeight = 38;
 /// A picture wider than this would leave no room to type its characters.
 constexpr float captchaMaximumWidth = 170;
@@ -48,15 +47,7 @@ GPtr<GdkPaintable> decodeImage(const std::string& bytes) {
 } // namespace
 
 AuthScreen::AuthScreen(std::shared_ptr<AuthView> view) : view_(std::move(view)) {
-    root_.add_css_class("native-screen");
-    root_.add_css_class("auth-screen");
-    root_.set_policy(Gtk::PolicyType::NEVER, Gtk::PolicyType::AUTOMATIC);
-    root_.set_size_request(minimumWidth, minimumHeight);
-    column_.set_halign(Gtk::Align::CENTER);
-    column_.set_valign(Gtk::Align::CENTER);
-    column_.set_size_request(columnWidth, -1);
-    column_.set_margin(12);
-    root_.set_child(column_);
+    layOutNativeScreen(root_, column_, columnWidth, "auth-screen");
 
     buildHeading();
     buildPills();

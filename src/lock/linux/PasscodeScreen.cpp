@@ -1,6 +1,7 @@
 #include "lock/linux/PasscodeScreen.h"
 
 #include "platform/linux/FieldBox.h"
+#include "platform/linux/NativeScreen.h"
 #include "platform/linux/Wordmark.h"
 
 #include <glibmm/main.h>
@@ -13,8 +14,6 @@
 
 namespace {
 
-constexpr int minimumWidth = 420;
-constexpr int minimumHeight = 520;
 constexpr int codeWidth = 200;
 constexpr int codeHeight = 24;
 constexpr int lengthsWidth = 260;
@@ -34,15 +33,7 @@ void centre(WrappingLabel& label, const char* name) {
 } // namespace
 
 PasscodeScreen::PasscodeScreen(std::shared_ptr<PasscodeView> view) : view_(std::move(view)) {
-    root_.add_css_class("passcode-screen");
-    root_.add_css_class("native-screen");
-    root_.set_policy(Gtk::PolicyType::NEVER, Gtk::PolicyType::AUTOMATIC);
-    root_.set_size_request(minimumWidth, minimumHeight);
-    column_.set_halign(Gtk::Align::CENTER);
-    column_.set_valign(Gtk::Align::CENTER);
-    column_.set_size_request(columnWidth, -1);
-    column_.set_margin(12);
-    root_.set_child(column_);
+    layOutNativeScreen(root_, column_, columnWidth, "passcode-screen");
 
     buildHeading();
     buildFields();

@@ -1,0 +1,8 @@
+#pragma once
+
+#include <gtkmm/box.h>
+#include <gtkmm/scrolledwindow.h>
+
+/// Lays a native screen out: `column`, `width` pixels wide, in the middle of `root`, which is at least 420 by
+/// 520 and scrolls when the column does not fit. `name` is the screen's CSS class.
+void layOutNativeScreen(Gtk::ScrolledWindow& root, Gtk::Box& column, int width, const char* name);
