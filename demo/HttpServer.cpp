@@ -6,8 +6,6 @@ namespace Demo {
 
 namespace {
 
-constexpr goffset longestBody = 65'536;
-
 std::map<std::string, std::string> entries(GHashTable* table) {
     std::map<std::string, std::string> result;
     if (!table)
@@ -56,18 +54,15 @@ void refuseLongBody(SoupServerMessage* message) {
     send(message, Answer::error(413, "The request is too long."));
 }
 
-void countChunk(SoupServerMessage* message, GBytes*, gpointer) {
-    if (soup_server_message_get_request_body(message)->length > longestBody)
-        refuseLongBody(message);
-}
-
 } // namespace
 
-HttpServer::HttpServer(const Certificate& certificate, std::uint16_t port, Handler handler)
+HttpServer::HttpServer(const Certificate& certificate, std::uint16_t port, Handler handler,
+                       LongestBody longestBody)
     : server_(GPtr<SoupServer>::take(
           soup_server_new("tls-certificate", certificate.tls.get(), "server-header", nullptr, nullptr))),
-      handler_(std::move(handler)) {
-    soup_server_add_early_handler(server_.get(), nullptr, limitBody, nullptr, nullptr);
+      handler_(std::move(handler)),
+      longestBody_(std::move(longestBody)) {
+    soup_server_add_early_handler(server_.get(), nullptr, limitBody, this, nullptr);
     soup_server_add_handler(server_.get(), nullptr, serve, this, nullptr);
     GError* error = nullptr;
     const auto options =
@@ -87,12 +82,21 @@ std::string HttpServer::origin() const {
     return "https://127.0.0.1:" + std::to_string(port);
 }
 
-void HttpServer::limitBody(SoupServer*, SoupServerMessage* message, const char*, GHashTable*, gpointer) {
-    if (soup_message_headers_get_content_length(soup_server_message_get_request_headers(message)) >
-        longestBody)
+void HttpServer::limitBody(SoupServer*, SoupServerMessage* message, const char* path, GHashTable*,
+                           gpointer self) {
+    const auto announced =
+        soup_message_headers_get_content_length(soup_server_message_get_request_headers(message));
+    if (static_cast<std::size_t>(announced) > static_cast<HttpServer*>(self)->longestBody_(path))
         refuseLongBody(message);
     else
-        g_signal_connect(message, "got-chunk", G_CALLBACK(countChunk), nullptr);
+        g_signal_connect(message, "got-chunk", G_CALLBACK(countChunk), self);
+}
+
+void HttpServer::countChunk(SoupServerMessage* message, GBytes*, gpointer self) {
+    const std::string path = g_uri_get_path(soup_server_message_get_uri(message));
+    const auto length = soup_server_message_get_request_body(message)->length;
+    if (static_cast<std::size_t>(length) > static_cast<HttpServer*>(self)->longestBody_(path))
+        refuseLongBody(message);
 }
 
 void HttpServer::serve(SoupServer*, SoupServerMessage* message, const char* path, GHashTable* query,

@@ -77,6 +77,10 @@ Answer Service::answer(const Request& request) {
     return answer;
 }
 
+std::size_t Service::longestBody(const std::string& path) {
+    return path == TaskEndpoints::importPath ? 2'097'152 : 65'536;
+}
+
 Answer Service::respond(const Request& request) {
     if (onlyReads(request))
         return router_.answer(request);

@@ -38,6 +38,9 @@ public:
     /// answer is an error. A request that another site's page makes in the user's name is refused (403).
     Answer answer(const Request& request);
 
+    /// How many bytes a request to this path may have: 2 MiB for many tasks at once, 64 KiB elsewhere.
+    static std::size_t longestBody(const std::string& path);
+
 private:
     Answer respond(const Request& request);
 

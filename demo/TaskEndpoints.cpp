@@ -1,8 +1,11 @@
 #include "demo/TaskEndpoints.h"
 
+#include "demo/TasksCsv.h"
+
 #include <nlohmann/json.hpp>
 
 #include <charconv>
+#include <span>
 
 namespace Demo {
 
@@ -23,16 +26,34 @@ Answer settingsOf(const Account& account) {
     return Answer::json(200, settings);
 }
 
-Answer tasksOf(const Account& account) {
-    nlohmann::json tasks = nlohmann::json::array();
-    for (const Task& task : account.tasks.all())
-        tasks.push_back(taskToJson(task));
-    return Answer::json(200, {{"tasks", std::move(tasks)}});
+Answer tasksAnswer(unsigned status, std::span<const Task> tasks) {
+    nlohmann::json list = nlohmann::json::array();
+    for (const Task& task : tasks)
+        list.push_back(taskToJson(task));
+    return Answer::json(status, {{"tasks", std::move(list)}});
+}
+
+Answer csvOf(const Account& account) {
+    return {200,
+            "text/csv; charset=utf-8",
+            tasksToCsv(account.tasks.all()),
+            {{"Content-Disposition", "attachment; filename=\"brisko tasks.csv\""}}};
+}
+
+/// A member of the request, null when it is missing.
+nlohmann::json member(const Request& request, const char* key) {
+    return request.object().value(key, nlohmann::json());
 }
 
 } // namespace
 
 void TaskEndpoints::addTo(Router& router) {
+    addSettings(router);
+    addTasks(router);
+    addManyTasks(router);
+}
+
+void TaskEndpoints::addSettings(Router& router) {
     router.on("GET", "/api/settings",
               [this](const Request& request) { return settingsOf(signedIn_.require(request)); });
     router.on("PATCH", "/api/settings", [this](const Request& request) {
@@ -40,8 +61,12 @@ void TaskEndpoints::addTo(Router& router) {
         account.settings.change(request.object());
         return settingsOf(account);
     });
-    router.on("GET", "/api/tasks",
-              [this](const Request& request) { return tasksOf(signedIn_.require(request)); });
+}
+
+void TaskEndpoints::addTasks(Router& router) {
+    router.on("GET", "/api/tasks", [this](const Request& request) {
+        return tasksAnswer(200, signedIn_.require(request).tasks.all());
+    });
     router.on("POST", "/api/tasks", [this](const Request& request) {
         Account& account = signedIn_.require(request);
         return Answer::json(201, taskToJson(account.tasks.add(request.object(), now_())));
@@ -57,6 +82,19 @@ void TaskEndpoints::addTo(Router& router) {
         signedIn_.require(request).tasks.remove(taskId(request));
         return Answer::empty();
     });
+}
+
+void TaskEndpoints::addManyTasks(Router& router) {
+    router.on("POST", importPath, [this](const Request& request) {
+        Account& account = signedIn_.require(request);
+        return tasksAnswer(201, account.tasks.addAll(member(request, "tasks"), now_()));
+    });
+    router.on("POST", "/api/tasks/delete", [this](const Request& request) {
+        Account& account = signedIn_.require(request);
+        return Answer::json(200, {{"deleted", account.tasks.removeAll(member(request, "ids"))}});
+    });
+    router.on("GET", "/api/tasks/export.csv",
+              [this](const Request& request) { return csvOf(signedIn_.require(request)); });
 }
 
 } // namespace Demo

@@ -15,13 +15,22 @@ namespace Demo {
 ///   GET    /api/tasks/ID     the task
 ///   PATCH  /api/tasks/ID     the fields to change; the task
 ///   DELETE /api/tasks/ID     204
+///   POST   /api/tasks/import {"tasks": [fields, ...]} (Tasks::addAll); 201 and {"tasks"}, the new ones
+///   POST   /api/tasks/delete {"ids": [...]} (Tasks::removeAll); {"deleted": how many}
+///   GET    /api/tasks/export.csv   all tasks as a table (tasksToCsv)
 class TaskEndpoints {
 public:
+    static constexpr const char* importPath = "/api/tasks/import";
+
     TaskEndpoints(SignedIn& signedIn, Now now) : signedIn_(signedIn), now_(std::move(now)) {}
 
     void addTo(Router& router);
 
 private:
+    void addSettings(Router& router);
+    void addTasks(Router& router);
+    void addManyTasks(Router& router);
+
     SignedIn& signedIn_;
     Now now_;
 };

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <set>
 #include <string_view>
 
 namespace Demo {
@@ -17,6 +18,7 @@ namespace {
 using nlohmann::json;
 
 constexpr std::size_t maximumTasks = 5000;
+constexpr std::size_t maximumAtOnce = 1000;
 constexpr glong titleLength = 200;
 constexpr glong notesLength = 5000;
 constexpr glong listLength = 40;
@@ -158,6 +160,23 @@ const Task& Tasks::add(const json& fields, Clock::time_point now) {
     return tasks_.emplace_back(std::move(task));
 }
 
+std::span<const Task> Tasks::addAll(const json& list, Clock::time_point now) {
+    if (!list.is_array() || list.empty())
+        throw Refusal(400, "There are no tasks to add.");
+    if (list.size() > maximumAtOnce)
+        throw Refusal(400, "At most 1000 tasks can be added at once.");
+    Tasks grown = *this;
+    for (std::size_t place = 0; place < list.size(); ++place) {
+        try {
+            grown.add(list[place], now);
+        } catch (const Refusal& refusal) {
+            throw Refusal(refusal.status(), "Task " + std::to_string(place + 1) + ": " + refusal.what());
+        }
+    }
+    *this = std::move(grown);
+    return std::span(tasks_).last(list.size());
+}
+
 const Task& Tasks::change(int id, const json& fields, Clock::time_point now) {
     Task& task = *locate(tasks_, id);
     Task changed = task;
@@ -172,6 +191,14 @@ const Task& Tasks::find(int id) const {
 
 void Tasks::remove(int id) {
     tasks_.erase(locate(tasks_, id));
+}
+
+std::size_t Tasks::removeAll(const json& ids) {
+    const auto isId = [](const json& id) { return id.is_number_integer(); };
+    if (!ids.is_array() || !std::ranges::all_of(ids, isId))
+        throw Refusal(400, "The request lacks the list \"ids\".");
+    const std::set<std::int64_t> unwanted = ids.get<std::set<std::int64_t>>();
+    return std::erase_if(tasks_, [&](const Task& task) { return unwanted.contains(task.id); });
 }
 
 json Tasks::toJson() const {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -37,12 +38,20 @@ public:
     /// Only "title" is required; the rest defaults to a plain open task in the list "Inbox".
     const Task& add(const nlohmann::json& fields, Clock::time_point now);
 
+    /// Adds a task for each member of an array of fields, and returns the new ones. Takes 1 to 1000 of them,
+    /// all or none: a refusal says by its place, from 1, which one broke a rule.
+    std::span<const Task> addAll(const nlohmann::json& list, Clock::time_point now);
+
     /// Changes the given fields only. Throws Refusal (404) for an unknown id.
     const Task& change(int id, const nlohmann::json& fields, Clock::time_point now);
 
     /// Throws Refusal (404) for an unknown id.
     const Task& find(int id) const;
     void remove(int id);
+
+    /// Removes the tasks of an array of ids and returns how many there were. One that is gone already is what
+    /// was wanted, and no error.
+    std::size_t removeAll(const nlohmann::json& ids);
 
     /// {"next": the next id, "tasks": [...]}. `fromJson` throws std::exception for anything else.
     nlohmann::json toJson() const;

@@ -43,8 +43,9 @@ bool hasParentBehind(int input) {
 void serve(const Options& options) {
     const Certificate certificate = Certificate::make();
     Service service(options.service);
-    const HttpServer server(certificate, options.port,
-                            [&service](const Request& request) { return service.answer(request); });
+    const HttpServer server(
+        certificate, options.port, [&service](const Request& request) { return service.answer(request); },
+        Service::longestBody);
     replaceFile(options.certificate, certificate.pem);
 
     const MainLoop loop(g_main_loop_new(nullptr, FALSE), g_main_loop_unref);

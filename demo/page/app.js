@@ -7,12 +7,13 @@ import { attempt, currentDialog, say } from "/dialogs.js";
 import { el, icon, keepingFocus } from "/dom.js";
 import { openEditor } from "/editor.js";
 import { drawList } from "/list.js";
+import { dropReminders, followReminders } from "/reminders.js";
 import { openSettings } from "/settings.js";
 import { comboText, listen } from "/shortcuts.js";
 import { drawSidebar } from "/sidebar.js";
 import { openSpotlight } from "/spotlight.js";
-import { addTask, changeSettings, changeTask, currentList, filter, load, onChange, removeTask, scopeTitle, store,
-  tasksIn, visibleTasks } from "/store.js";
+import { addTask, changeSettings, changeTask, currentList, filter, load, onChange, removeTask, removeTasks, scopeTitle,
+  store, tasksIn, visibleTasks } from "/store.js";
 
 const place = (id) => document.getElementById(id);
 
@@ -30,9 +31,18 @@ const taskActions = {
   remove: async (task) => {
     await attempt(removeTask(task.id).then(() => say("Deleted.", () => addTask(task))));
   },
+  removeDone: async () => {
+    const done = visibleTasks().filter((task) => task.status === "done");
+    const what = done.length === 1 ? "the done task" : `the ${done.length} done tasks`;
+    const matching = store.filter ? ` with “${store.filter}”` : "";
+    if (!confirm(`Delete ${what}${matching} in “${scopeTitle()}”? This cannot be undone.`)) return;
+    await attempt(removeTasks(done.map((task) => task.id))
+      .then(() => say(done.length === 1 ? "Done task deleted." : `${done.length} done tasks deleted.`)));
+  },
 };
 
 async function signOut() {
+  dropReminders();
   await attempt(request("POST", "/api/auth/logout"));
   location.assign("/login");
 }
@@ -44,6 +54,7 @@ const pageActions = {
   spotlight: () => openSpotlight({
     open: taskActions.edit,
     create: (title) => openEditor({ title, remove: taskActions.remove }),
+    removeDone: taskActions.removeDone,
     run,
   }),
   search: () => {
@@ -138,6 +149,7 @@ onChange(draw);
 listen(() => store.settings?.shortcuts ?? {}, run);
 await attempt(load());
 if (store.settings) {
+  followReminders();
   followAddress();
   followClock();
 }

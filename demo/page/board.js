@@ -1,7 +1,7 @@
 // The kanban view: the tasks by progress, in columns between which cards can be dragged or moved with their arrows.
 
 import { el, icon, iconButton } from "/dom.js";
-import { completeBox, taskFacts } from "/list.js";
+import { completeBox, removeDoneButton, taskFacts } from "/list.js";
 import { statuses, store, visibleTasks } from "/store.js";
 
 function arrow(task, step, move) {
@@ -60,7 +60,8 @@ function column(status, tasks, actions) {
     tasks.length === 0 && el("p", { class: "column-empty", text: "Nothing here" }),
     status.key !== "done" && el("button",
       { type: "button", class: "column-add", "data-key": `add-${status.key}`, onclick: () => actions.create(status.key) },
-      icon("plus"), "Add a task"));
+      icon("plus"), "Add a task"),
+    status.key === "done" && tasks.length > 0 && removeDoneButton(actions.removeDone));
   return node;
 }
 

@@ -37,6 +37,7 @@ const shapes = {
   settings: "M4 7h9M17 7h3M4 17h3M11 17h9M15 4.5a2.5 2.5 0 1 0 0 5 2.5 2.5 0 0 0 0-5M9 14.5a2.5 2.5 0 1 0 0 5 2.5 2.5 0 0 0 0-5",
   leave: "M10 4H5v16h5M14 8l4 4-4 4M18 12H9",
   note: "M5 6h14M5 12h14M5 18h8",
+  outward: "M10 6H5v13h13v-5M13.5 5H19v5.5M18.5 5.5L11 13",
 };
 
 /** A line drawing of 24 by 24 units that takes the colour of the text around it; silent to assistive technology. */

@@ -3,12 +3,13 @@
 import { addDays, today } from "/dates.js";
 import { openDialog } from "/dialogs.js";
 import { el, iconButton } from "/dom.js";
+import { addressesIn, outwardLink, readable } from "/links.js";
 import { addTask, changeTask, currentList, lists, statuses, store } from "/store.js";
 
 const newList = "\u0000new"; // no list can have this name
 
-const labelled = (text, field) =>
-  el("div", { class: "row" }, el("label", { class: "label", for: field.id, text }), field);
+const labelled = (text, field, ...below) =>
+  el("div", { class: "row" }, el("label", { class: "label", for: field.id, text }), field, ...below);
 
 /** A new task's fields, as what is being looked at suggests. */
 function blank(title, status) {
@@ -86,6 +87,14 @@ export function openEditor({ task, title = "", status = "todo", remove }) {
     placeholder: "What is there to do?", "aria-label": "Title", autocomplete: "off", required: true, autofocus: true });
   const notes = el("textarea", { class: "field", id: "notes", rows: 4, maxlength: 5000 });
   notes.value = start.notes;
+  const links = el("div", { class: "links" });
+  const showLinks = () => {
+    const addresses = addressesIn(notes.value);
+    links.replaceChildren(...addresses.map((address) => outwardLink(address, readable(address), { class: "link" })));
+    links.hidden = addresses.length === 0;
+  };
+  notes.addEventListener("input", showLinks);
+  showLinks();
   const list = listChoice(start);
   const due = dueChoice(start);
   const message = el("p", { class: "message", role: "alert" });
@@ -115,7 +124,7 @@ export function openEditor({ task, title = "", status = "todo", remove }) {
       iconButton("close", "Close", () => dialog.close())),
     el("div", { class: "dialog-body" },
       el("div", { class: "row" }, titleField),
-      labelled("Notes", notes),
+      labelled("Notes", notes, links),
       el("div", { class: "two" }, list.node, statusChoice(start)),
       due.node,
       message),

@@ -2,15 +2,27 @@
 
 import { el, icon, iconButton } from "/dom.js";
 import { dayGroupOf, dayGroups, dueText, isOverdue } from "/dates.js";
+import { addressesIn, outwardLink, readable } from "/links.js";
 import { currentList, listColor, visibleTasks } from "/store.js";
 
 let doneOpen = false;
 
+/** The first address in the task's notes; the editor shows the others. */
+function linkFact(task) {
+  const [address, ...others] = addressesIn(task.notes);
+  if (!address) return null;
+  const host = readable(address).split(/[/?#]/)[0];
+  return outwardLink(address, others.length > 0 ? `${host} +${others.length}` : host,
+    { class: "fact link", draggable: "false", "aria-label": `Open ${readable(address)}`, "data-key": `link-${task.id}` });
+}
+
 /** What is known of a task beside its title. The list is left out where all tasks are of the same one. */
 export function taskFacts(task) {
   const due = dueText(task);
+  const words = addressesIn(task.notes).reduce((rest, address) => rest.replaceAll(address, ""), task.notes).trim();
   return [
-    task.notes && el("span", { class: "fact", title: "Has notes" }, icon("note")),
+    words && el("span", { class: "fact", title: "Has notes" }, icon("note")),
+    linkFact(task),
     !currentList() && el("span", { class: "fact" },
       el("span", { class: "dot", style: { "--dot": listColor(task.list) } }), task.list),
     due && el("span", { class: isOverdue(task) ? "fact due late" : "fact due", text: due }),
@@ -45,6 +57,11 @@ function row(task, { edit, complete, remove }) {
       iconButton("trash", `Delete “${task.title}”`, () => remove(task), { "data-key": `remove-${task.id}` })));
 }
 
+/** Stands below what it deletes. */
+export const removeDoneButton = (removeDone) =>
+  el("button", { type: "button", class: "remove-done", "data-key": "remove-done", onclick: removeDone },
+    icon("trash"), "Delete done tasks…");
+
 function group({ key, title, aside }, tasks, actions) {
   const items = el("ul", { class: "tasks" }, ...tasks.map((task) => row(task, actions)));
   const heading = [
@@ -55,7 +72,7 @@ function group({ key, title, aside }, tasks, actions) {
   if (key !== "done")
     return el("section", { class: `group ${key}`, "aria-label": title }, el("h2", {}, ...heading), items);
   return el("details", { class: "group done", open: doneOpen, ontoggle: (event) => (doneOpen = event.target.open) },
-    el("summary", { "data-key": "done" }, icon("right"), ...heading), items);
+    el("summary", { "data-key": "done" }, icon("right"), ...heading), items, removeDoneButton(actions.removeDone));
 }
 
 export function drawList(place, actions) {

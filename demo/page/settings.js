@@ -1,5 +1,7 @@
-// The settings dialog: theme, shortcuts, account.
+// The settings dialog: theme, shortcuts, this computer, data, account.
 
+import { computerSection } from "/computer.js";
+import { dataSection } from "/data.js";
 import { attempt, openDialog } from "/dialogs.js";
 import { el, iconButton } from "/dom.js";
 import { captureKeys, comboOf, comboText, stopCapture } from "/shortcuts.js";
@@ -20,6 +22,12 @@ const actions = [
   { key: "search", title: "Filter this list", combo: "mod+f" },
   { key: "toggleView", title: "Switch list and board", combo: "mod+shift+v" },
   { key: "openSettings", title: "Settings", combo: "mod+," },
+];
+
+const pages = [
+  { path: "/guides", title: "Guides" },
+  { path: "/privacy", title: "Privacy" },
+  { path: "/changelog", title: "Changelog" },
 ];
 
 function themeChoice() {
@@ -85,6 +93,7 @@ function shortcutRows(stored) {
 /** Opens the settings. `signOut` ends the session. */
 export function openSettings({ signOut }) {
   let shortcutsChanged = false;
+  const data = dataSection();
   const dialog = openDialog({
     label: "Settings",
     className: "settings",
@@ -94,13 +103,18 @@ export function openSettings({ signOut }) {
       el("div", { class: "dialog-body" },
         el("h2", { text: "Theme" }), themeChoice(),
         el("h2", { text: "Shortcuts" }), ...shortcutRows(() => (shortcutsChanged = true)),
+        ...computerSection(),
+        el("h2", { text: "Your data" }), ...data.nodes,
         el("h2", { text: "Account" }),
         el("div", { class: "shortcut" },
           el("span", {}, el("strong", { text: store.settings.username }),
             store.settings.email && el("span", { class: "soft", text: ` ${store.settings.email}` })),
-          el("button", { type: "button", class: "button", text: "Sign out", onclick: signOut }))),
+          el("button", { type: "button", class: "button", text: "Sign out", onclick: signOut })),
+        el("nav", { class: "about", "aria-label": "About brisko" }, ...pages.map(({ path, title }) =>
+          el("a", { href: path, target: "_blank", rel: "noopener", text: title })))),
     ],
     onClose: () => {
+      data.close();
       stopCapture();
       // The desktop program learns the account's keys when a page loads, and its menus should follow now.
       if (shortcutsChanged) location.reload();

@@ -4,7 +4,7 @@ import { byDue, dueText, isOverdue } from "/dates.js";
 import { openDialog } from "/dialogs.js";
 import { el, icon } from "/dom.js";
 import { comboText } from "/shortcuts.js";
-import { listColor, matches, statuses, store } from "/store.js";
+import { listColor, matches, statuses, store, visibleTasks } from "/store.js";
 
 const most = 8;
 
@@ -45,7 +45,7 @@ function commandEntry(name, title, combo, act) {
   };
 }
 
-function entriesFor(query, { open, create, run }) {
+function entriesFor(query, { open, create, removeDone, run }) {
   const { shortcuts, view } = store.settings;
   const found = store.tasks.filter((task) => matches(task, query))
     .sort((a, b) => (a.status === "done") - (b.status === "done") || byDue(a, b)).slice(0, query ? most : 5)
@@ -53,6 +53,7 @@ function entriesFor(query, { open, create, run }) {
   const commands = [
     ["board", view === "list" ? "Switch to the board" : "Switch to the list", shortcuts.toggleView, () => run("toggleView")],
     ["settings", "Settings", shortcuts.openSettings, () => run("openSettings")],
+    ...(visibleTasks().some((task) => task.status === "done") ? [["trash", "Delete done tasks…", "", removeDone]] : []),
   ].filter(([, title]) => title.toLowerCase().includes(query.toLowerCase()));
   return [
     ...found,

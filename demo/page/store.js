@@ -60,6 +60,19 @@ export async function removeTask(id) {
   changed();
 }
 
+/** Adds all tasks or none. */
+export async function importTasks(list) {
+  const { tasks } = await request("POST", "/api/tasks/import", { tasks: list });
+  store.tasks.push(...tasks);
+  changed();
+}
+
+export async function removeTasks(ids) {
+  await request("POST", "/api/tasks/delete", { ids });
+  store.tasks = store.tasks.filter((task) => !ids.includes(task.id));
+  changed();
+}
+
 export async function changeSettings(fields) {
   store.settings = await request("PATCH", "/api/settings", fields);
   changed();
@@ -76,17 +89,23 @@ export function filter(text) {
   changed();
 }
 
-/** The names of the lists: the inbox first, then each list that has a task, oldest first. */
+// Every list that has been there since the page was opened: deleting tasks neither moves nor recolours the others.
+const known = ["Inbox"];
+
+/** The names of the lists: the inbox first, then each list that has a task or is being looked at, oldest first. */
 export function lists() {
   const oldestFirst = [...store.tasks].sort((a, b) => a.id - b.id);
-  return [...new Set(["Inbox", ...oldestFirst.map((task) => task.list)])];
+  known.push(...new Set(oldestFirst.map((task) => task.list).filter((name) => !known.includes(name))));
+  const used = new Set(["Inbox", currentList(), ...oldestFirst.map((task) => task.list)]);
+  return known.filter((name) => used.has(name));
 }
 
 const hues = [248, 28, 160, 330, 200, 52, 285, 105, 0];
 
 /** The colour of a list's dot. */
 export function listColor(name) {
-  const hue = hues[Math.max(lists().indexOf(name), 0) % hues.length];
+  if (!known.includes(name)) lists();
+  const hue = hues[Math.max(known.indexOf(name), 0) % hues.length];
   return `hsl(${hue}, 62%, var(--dot-light))`;
 }
 

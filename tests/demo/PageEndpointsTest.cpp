@@ -54,6 +54,16 @@ TEST_F(PageEndpoints, everythingThatAPageRefersToIsThere) {
     EXPECT_TRUE(seen.contains("/spotlight.js"));
 }
 
+TEST_F(PageEndpoints, pagesToReadAreForEverybodyAndFollowTheBrowsersColours) {
+    for (const char* page : {"/guides", "/privacy", "/changelog"}) {
+        const Response response = client().get(page);
+        EXPECT_EQ(response.status, 200u) << page;
+        EXPECT_THAT(response.body, HasSubstr(R"(data-theme="system")")) << page;
+        for (const char* other : {"/guides", "/privacy", "/changelog"})
+            EXPECT_TRUE(references(response.body).contains(other)) << page << other;
+    }
+}
+
 TEST_F(PageEndpoints, scriptsAndStylesComeWithTheTypesThatBrowsersInsistOn) {
     EXPECT_EQ(client().get("/app.js").header("content-type"), "text/javascript; charset=utf-8");
     EXPECT_EQ(client().get("/app.css").header("content-type"), "text/css; charset=utf-8");
@@ -105,6 +115,9 @@ TEST_F(PageEndpoints, longBodiesAreRefusedHoweverTheyAreSent) {
         const std::string notes = R"({"title": "x", "notes": ")" + std::string(70'000, 'x') + "\"}";
         EXPECT_EQ(client().send("POST", "/api/tasks", notes, cookie, {}, framing).status, 413u);
         EXPECT_EQ(client().send("POST", "/api/tasks", R"({"title": "x"})", cookie, {}, framing).status, 201u);
+        EXPECT_EQ(client().send("POST", "/api/tasks/import", notes, cookie, {}, framing).status, 400u);
+        const std::string longer(2'200'000, ' ');
+        EXPECT_EQ(client().send("POST", "/api/tasks/import", longer, cookie, {}, framing).status, 413u);
     }
 }
 

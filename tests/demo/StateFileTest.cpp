@@ -27,7 +27,10 @@ protected:
 TEST_F(StateFiles, restartKeepsAccountsSessionsTasksAndSettings) {
     start(file_);
     const std::string mary = client().post("/api/auth/register", signUpForm()).cookie();
-    const Json task = client().post("/api/tasks", {{"title", "Übersetzen"}, {"status", "done"}}, mary).json();
+    const Json fields = {
+        {"title", "Übersetzen"}, {"status", "done"}, {"dueDate", "2026-12-24"}, {"dueTime", "18:30"}};
+    const Json task = client().post("/api/tasks", fields, mary).json();
+    EXPECT_EQ(task.at("dueTime"), "18:30");
     client().patch("/api/settings", {{"theme", "dusk"}, {"shortcuts", {{"search", ""}}}}, mary);
     const std::string closed = client().signIn();
     client().post("/api/auth/logout", Json::object(), closed);
@@ -42,6 +45,20 @@ TEST_F(StateFiles, restartKeepsAccountsSessionsTasksAndSettings) {
     client().send("DELETE", "/api/tasks/" + std::to_string(task.at("id").get<int>()), "", mary);
     start(file_);
     EXPECT_NE(client().post("/api/tasks", {{"title", "Next"}}, mary).json().at("id"), task.at("id"));
+}
+
+TEST_F(StateFiles, tasksThatWereStoredWithoutATimeAreStillRead) {
+    start(file_);
+    client().signIn();
+    Json state = Json::parse(contents(file_));
+    for (Json& task : state["accounts"][0]["tasks"]["tasks"])
+        task.erase("dueTime");
+    write(file_, state.dump());
+    start(file_);
+    const Json tasks = client().get("/api/tasks", client().signIn()).json().at("tasks");
+    EXPECT_EQ(tasks.size(), state["accounts"][0]["tasks"]["tasks"].size());
+    EXPECT_EQ(tasks[0].at("dueTime"), nullptr);
+    EXPECT_NE(tasks[0].at("dueDate"), nullptr);
 }
 
 TEST_F(StateFiles, fileIsTheOwnersOnlyAndOpensNothing) {

@@ -25,7 +25,10 @@ TEST_F(TaskEndpoints, nothingIsReadOrWrittenWithoutASession) {
                                        {"POST", "/api/tasks"},
                                        {"GET", "/api/tasks/1"},
                                        {"PATCH", "/api/tasks/1"},
-                                       {"DELETE", "/api/tasks/1"}})
+                                       {"DELETE", "/api/tasks/1"},
+                                       {"POST", "/api/tasks/import"},
+                                       {"POST", "/api/tasks/delete"},
+                                       {"GET", "/api/tasks/export.csv"}})
         for (const char* cookie : {"", "brisko_session=", "brisko_session=made-up"}) {
             const Response response = client().send(method, path, R"({"title": "x"})", cookie);
             EXPECT_EQ(response.status, 401u) << method << path;

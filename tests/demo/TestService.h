@@ -23,7 +23,8 @@ protected:
         service_ = std::make_unique<Service>(
             Service::Options{std::move(stateFile), "K7XM4", [this] { return time_; }});
         server_ = std::make_unique<HttpServer>(
-            certificate_, 0, [this](const Request& request) { return service_->answer(request); });
+            certificate_, 0, [this](const Request& request) { return service_->answer(request); },
+            Service::longestBody);
         const std::string pem = folder_.file("service.pem");
         replaceFile(pem, certificate_.pem);
         client_ = std::make_unique<TestClient>(server_->origin(), pem);
