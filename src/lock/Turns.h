@@ -27,11 +27,11 @@ public:
     };
 
     Task<Turn> next() {
-        auto ended = std::make_shared<Completion<Done>>();
+        const auto ended = std::make_shared<Completion<Done>>();
         const auto previous = std::exchange(last_, ended);
         if (previous)
             co_await previous->settlement();
-        co_return Turn(std::move(ended));
+        co_return Turn(ended);
     }
 
 private:

@@ -2,6 +2,8 @@
 
 #include "platform/Color.h"
 
+#include <functional>
+
 /// One full-window content: a native screen or the web view. Its owner decides how long it lives.
 class Screen {
 public:
@@ -33,6 +35,19 @@ public:
     virtual void presentSheet(Screen& screen) = 0;
     /// Takes the sheet away. Nothing happens when there is none.
     virtual void dismissSheet() = 0;
+    /// Lays `screen` over the content, which stays as it is but takes no input and shows nothing, neither to
+    /// the eye nor to assistive technology; the keyboard goes to the overlay. There is one overlay at a time;
+    /// it has to outlive its time there. Sheets and panels that are open are behind it.
+    virtual void showOverlay(Screen& screen) = 0;
+    /// Takes the overlay away; the keyboard goes back to where it was. Nothing happens when there is none.
+    virtual void removeOverlay() = 0;
+    /// Lays a blank cover with the program's name over everything in the window and over its sheets, until
+    /// `uncover`.
+    virtual void cover() = 0;
+    virtual void uncover() = 0;
+    virtual bool isCovered() const = 0;
+    /// Calls `drawn` once what the window shows now is on the screen, or at once where the window is not.
+    virtual void whenDrawn(std::function<void()> drawn) = 0;
     virtual void setAppearance(Appearance appearance) = 0;
     virtual void setBackground(Color color) = 0;
     /// Shows the window, in front and with the keyboard, also when it was closed or minimised.

@@ -2,21 +2,77 @@
 
 #include "platform/Json.h"
 #include "web/NavigationPolicy.h"
+#include "web/OfflinePage.h"
+#include "web/Scripts.h"
 
-WebShell::WebShell(const BriskoAPI& api, std::unique_ptr<WebView> view, Workspace& workspace)
-    : origin_(api.origin()), view_(std::move(view)), workspace_(workspace) {
-    view_->decidePolicy = [this](const NavigationAction& action) { return decide(action); };
-    view_->onNewWindow = [this](const std::string& url) {
-        if (const auto target = NavigationDecision::address(url); target && !target->scheme().empty())
-            workspace_.open(*target);
+namespace {
+
+/// Under which a page's message is shown.
+constexpr const char* panelTitle = "brisko";
+
+} // namespace
+
+WebShell::WebShell(const Surroundings& surroundings, std::unique_ptr<WebView> view)
+    : with_(surroundings),
+      origin_(surroundings.api.origin()),
+      bridge_(surroundings.bridge),
+      session_(
+          SessionWatch::make(surroundings.webData, *origin_.host(), surroundings.queue, surroundings.clock)),
+      view_(std::move(view)) {
+    view_->addUserScript(UserScript{std::string(Scripts::page()), UserScript::Time::documentStart});
+    view_->addUserScript(UserScript{std::string(Scripts::chrome()), UserScript::Time::documentEnd});
+    view_->addReplyingMessageHandler(Bridge::handlerName,
+                                     [this](Json body) { return bridge_.call(std::move(body)); });
+    view_->addMessageHandler(ChromeReporter::handlerName,
+                             [this](const Json& body) { chrome_.receive(body); });
+    chrome_.onReport = [this](const ChromeReporter::Report& report) { reported(report); };
+    session_->onGone = [this] { signedOut(); };
+    connectNavigation();
+    connectPanels();
+    view_->onDownload = [this](std::shared_ptr<Download> download) {
+        with_.downloads.take(std::move(download));
     };
     view_->setUnderPageBackground(Chrome::canvas);
 }
 
 WebShell::~WebShell() = default;
 
+void WebShell::connectNavigation() {
+    view_->decidePolicy = [this](const NavigationAction& action) { return decide(action); };
+    view_->decideResponse = [](bool showable) {
+        return showable ? NavigationPolicy::allow : NavigationPolicy::download;
+    };
+    view_->onNewWindow = [this](const std::string& url) {
+        if (const auto target = NavigationDecision::address(url); target && !target->scheme().empty())
+            with_.workspace.open(*target);
+    };
+    view_->onFailed = [this](const LoadFailure& failure) {
+        if (!failure.cancelled)
+            showOfflinePage(failure.url);
+    };
+    view_->onProcessEnded = [this](const std::string& url) { processEnded(url); };
+}
+
+void WebShell::connectPanels() {
+    view_->onAlert = [this](const std::string& message, std::function<void()> closed) {
+        return with_.panels.alert(panelTitle, message, std::move(closed));
+    };
+    view_->onConfirm = [this](const std::string& message, std::function<void(bool)> answered) {
+        return with_.panels.confirm(panelTitle, message, std::move(answered));
+    };
+    view_->onChooseFiles = [this](const Panels::FileChoice& choice, auto chosen) {
+        return with_.panels.chooseFiles(choice, std::move(chosen));
+    };
+}
+
 void WebShell::load(const std::optional<std::string>& path) {
-    view_->load(path ? origin_.resolve(*path).value_or(origin_) : origin_);
+    view_->load(path ? origin_.resolve(*path).value_or(origin_) : origin_, loadTimeout);
+}
+
+void WebShell::run(MenuAction action) {
+    const auto own = shortcuts_.find(std::string(MenuActions::rawValue(action)));
+    const auto combo = own != shortcuts_.end() ? own->second : std::string(MenuActions::defaultCombo(action));
+    view_->evaluate("window.__brisko && window.__brisko.run(" + literal(combo) + ")");
 }
 
 std::string WebShell::literal(const std::string& text) {
@@ -35,12 +91,47 @@ NavigationPolicy WebShell::decide(const NavigationAction& action) {
     case Verdict::download:
         return NavigationPolicy::download;
     case Verdict::signedOut:
-        if (onSignedOut)
-            onSignedOut();
+        signedOut();
         return NavigationPolicy::cancel;
     case Verdict::openInBrowser:
-        workspace_.open(*NavigationDecision::address(action.url));
+        with_.workspace.open(*NavigationDecision::address(action.url));
         return NavigationPolicy::cancel;
     }
     return NavigationPolicy::allow;
+}
+
+void WebShell::reported(const ChromeReporter::Report& report) {
+    if (report.shortcuts && !report.shortcuts->empty()) {
+        shortcuts_ = *report.shortcuts;
+        if (onShortcuts)
+            onShortcuts(shortcuts_);
+    }
+    if (report.background) {
+        view_->setUnderPageBackground(*report.background);
+        if (onBackground)
+            onBackground(*report.background);
+    }
+}
+
+void WebShell::processEnded(const std::string& url) {
+    const auto last = NavigationDecision::address(url);
+    const auto& address = last && !last->scheme().empty() ? *last : origin_;
+    if (reloads_.admit(with_.clock.now()))
+        view_->load(address, loadTimeout);
+    else
+        showOfflinePage(address.text());
+}
+
+void WebShell::showOfflinePage(const std::string& failedUrl) {
+    // Under the origin's own address an engine takes the page for the one at that address, and going back to
+    // it for going there; the failed address is of the same origin, and is what has to be tried again.
+    const auto failed = NavigationDecision::address(failedUrl);
+    const auto& base = failed && failed->origin() == origin_.origin() ? *failed : origin_;
+    view_->loadAlternate(OfflinePage::html(origin_), failedUrl, base);
+}
+
+void WebShell::signedOut() {
+    // The one who is told may let this object go.
+    if (const auto tell = onSignedOut)
+        tell();
 }

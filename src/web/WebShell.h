@@ -1,37 +1,83 @@
 #pragma once
 
 #include "account/BriskoAPI.h"
+#include "platform/Clock.h"
+#include "platform/MainQueue.h"
+#include "platform/WebDataStore.h"
 #include "platform/WebView.h"
 #include "platform/Workspace.h"
+#include "web/Bridge.h"
+#include "web/ChromeReporter.h"
+#include "web/Downloads.h"
+#include "web/MenuAction.h"
+#include "web/ReloadLimit.h"
+#include "web/SessionWatch.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
-/// Hosts the service's web application: loads it, keeps its navigations where they belong, and says when the
-/// page has lost its session. Each time the window switches to the web application gets a shell of its own.
+/// Hosts the service's web application: loads it, keeps its navigations where they belong, shows its panels,
+/// saves its downloads, presses its shortcuts, follows its colour, and says when it has lost its session.
+/// Each time the window switches to the web application gets a shell of its own.
 class WebShell {
 public:
-    WebShell(const BriskoAPI& api, std::unique_ptr<WebView> view, Workspace& workspace);
+    /// What a shell works with; all of it outlives the shell.
+    struct Surroundings {
+        const BriskoAPI& api;
+        WebDataStore& webData;
+        Workspace& workspace;
+        Panels& panels;
+        Downloads& downloads;
+        MainQueue& queue;
+        const Clock& clock;
+        Bridge::Surroundings bridge;
+    };
+
+    /// How long a load may bring nothing before it has failed.
+    static constexpr std::chrono::seconds loadTimeout{60};
+
+    WebShell(const Surroundings& surroundings, std::unique_ptr<WebView> view);
     ~WebShell();
 
     WebView& webView() { return *view_; }
+    /// What answers the page's calls.
+    Bridge& bridge() { return bridge_; }
 
-    /// The page went to the service's sign-in page. Called while the engine waits for an answer.
+    /// The page has reported the colour behind its content.
+    std::function<void(Color)> onBackground;
+    /// The page has reported the account's key bindings, at least one of them.
+    std::function<void(const Shortcuts&)> onShortcuts;
+    /// The page has lost its session: it went to the service's sign-in page (the engine waits for an answer
+    /// meanwhile), or the session cookie has gone.
     std::function<void()> onSignedOut;
 
     /// Loads a page of the service: `path` resolved against the origin, the origin itself without one or when
     /// it is not a path.
     void load(const std::optional<std::string>& path);
+    /// Presses the page's shortcut for the action: the account's own, or the default one until that is known.
+    void run(MenuAction action);
 
     /// The text as a script's string literal, quotes included; an empty literal for a text that is not UTF-8.
     static std::string literal(const std::string& text);
 
 private:
+    void connectNavigation();
+    void connectPanels();
     NavigationPolicy decide(const NavigationAction& action);
+    void reported(const ChromeReporter::Report& report);
+    void processEnded(const std::string& url);
+    void showOfflinePage(const std::string& failedUrl);
+    void signedOut();
 
+    Surroundings with_;
     Url origin_;
+    Bridge bridge_;
+    ChromeReporter chrome_;
+    std::shared_ptr<SessionWatch> session_;
+    Shortcuts shortcuts_; ///< as the page last reported them
+    ReloadLimit reloads_;
     std::unique_ptr<WebView> view_;
-    Workspace& workspace_;
 };

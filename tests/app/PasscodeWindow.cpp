@@ -75,7 +75,7 @@ int main(int, char** arguments) {
         brisko_register_resource();
         for (const auto* style : {"native-screen.css", "passcode-screen.css", "window.css"})
             addStyle(style);
-        window = std::make_unique<MainWindow>(application);
+        window = std::make_unique<MainWindow>(application, platform.defaults());
         PasscodeView::Callbacks callbacks{end("unlocked"), end("password"), end("done")};
         screen = std::make_unique<PasscodeScreen>(
             PasscodeView::make(modeOf(arguments[1], store), std::move(callbacks), store, api, clock, queue));

@@ -179,7 +179,10 @@ class Program:
 
     def place(self, element):
         """The middle of an element on the screen."""
-        frame = next(e for e in self.elements() if e.role == "frame" and "active" in e.states).box
+        elements = self.elements()
+        # A panel does not say that it is active, but then no other window does.
+        active = [e for e in elements if e.role == "frame" and "active" in e.states]
+        frame = (active or [e for e in elements if e.role == "dialog"])[-1].box
         lines = xdotool("getactivewindow", "getwindowgeometry", "--shell").split()
         geometry = dict(line.split("=") for line in lines)
         # The window is larger than its frame by the border that it draws itself.
@@ -203,6 +206,10 @@ class Program:
 
     def web_processes(self):
         """The names of the web engine's processes that it has started."""
+        return list(self.engine().values())
+
+    def engine(self):
+        """The same by their ids."""
         parents = {}
         names = {}
         for folder in pathlib.Path("/proc").glob("[0-9]*"):
@@ -216,7 +223,7 @@ class Program:
         def is_ours(process):
             return process == self.process.pid or (process in parents and is_ours(parents[process]))
 
-        return [name for process, name in names.items() if name.startswith("WebKit") and is_ours(process)]
+        return {process: name for process, name in names.items() if name.startswith("WebKit") and is_ours(process)}
 
     def maps(self, library):
         return library in pathlib.Path(f"/proc/{self.process.pid}/maps").read_text()
@@ -276,6 +283,13 @@ class DemoService:
             return self.opener().open(request, timeout=DEADLINE)
         except urllib.error.HTTPError as redirection:
             return redirection
+
+    def change_settings(self, settings, cookie):
+        """As the page does it."""
+        headers = {"Cookie": cookie, "Content-Type": "application/json"}
+        request = urllib.request.Request(self.origin + "/api/settings", json.dumps(settings).encode(), headers,
+                                         method="PATCH")
+        self.opener().open(request, timeout=DEADLINE).close()
 
     def opener(self):
         class Staying(urllib.request.HTTPRedirectHandler):
@@ -363,15 +377,35 @@ class Journey(unittest.TestCase):
         self.addCleanup(service.stop)
         return service
 
-    def open_program(self, service, *arguments, environment=None):
+    def open_program(self, service, *arguments, environment=None, profile="profile"):
         """Starts the program and waits for its window."""
         arguments = [*(service.arguments if service else []), *arguments]
-        program = Program(self.folder / "profile", *arguments, environment=environment)
+        program = Program(self.folder / profile, *arguments, environment=environment)
         self.addCleanup(program.errors.close)
         self.addCleanup(program.stop)
         self.programs.append(program)
         program.see_window()
         return program
+
+    def install_browser(self):
+        """Makes the desktop open web addresses with a program that notes them, for the test to play the browser. Returns
+        the environment in which it does."""
+        self.visited = self.folder / "visited"
+        browser = self.folder / "browser"
+        browser.write_text(f'#!/bin/sh\necho "$1" >>{self.visited}\n')
+        browser.chmod(0o700)
+        applications = self.folder / "share" / "applications"
+        applications.mkdir(parents=True)
+        (applications / "browser.desktop").write_text(
+            f"[Desktop Entry]\nType=Application\nName=Browser\nExec={browser} %u\n"
+            "MimeType=x-scheme-handler/https;\n")
+        (applications / "mimeapps.list").write_text(
+            "[Default Applications]\nx-scheme-handler/https=browser.desktop\n")
+        return {"XDG_DATA_HOME": str(applications.parent)}
+
+    def see_browser(self):
+        """Waits for the browser; returns the addresses that it was sent to."""
+        return until("the browser", lambda: self.visited.exists() and self.visited.read_text().strip())
 
     def tearDown(self):
         for program in self.programs:

@@ -292,31 +292,15 @@ class Browser(Journey):
     def setUp(self):
         super().setUp()
         self.service = self.run_service()
-        self.visited = self.folder / "visited"
-        share = self.install_browser()
-        self.program = self.open_program(self.service, environment={"XDG_DATA_HOME": str(share)})
+        self.program = self.open_program(self.service, environment=self.install_browser())
         self.program.see_focus(IDENTIFIER)
-
-    def install_browser(self):
-        """Makes the desktop open web addresses with a program that notes them, for the test to play the browser."""
-        browser = self.folder / "browser"
-        browser.write_text(f'#!/bin/sh\necho "$1" >>{self.visited}\n')
-        browser.chmod(0o700)
-        applications = self.folder / "share" / "applications"
-        applications.mkdir(parents=True)
-        (applications / "browser.desktop").write_text(
-            f"[Desktop Entry]\nType=Application\nName=Browser\nExec={browser} %u\n"
-            "MimeType=x-scheme-handler/https;\n")
-        (applications / "mimeapps.list").write_text(
-            "[Default Applications]\nx-scheme-handler/https=browser.desktop\n")
-        return applications.parent
 
     def begin(self):
         """Presses the button; returns the address that the browser is sent to."""
         self.visited.unlink(missing_ok=True)
         self.program.click("Continue with Google", "push button")
         self.program.see_window(PANEL)
-        return until("the browser", lambda: self.visited.exists() and self.visited.read_text().strip())
+        return self.see_browser()
 
     def decide(self, start, decision):
         """Answers the consent page; returns the address to which the browser is sent back."""
@@ -346,7 +330,7 @@ class Browser(Journey):
 
     def test_the_privacy_page_opens_in_the_browser(self):
         self.program.click("Privacy", "link")
-        address = until("the browser", lambda: self.visited.exists() and self.visited.read_text().strip())
+        address = self.see_browser()
         self.assertEqual(address, self.service.origin + "/privacy")
         self.assertEqual(self.service.get(address).status, 200)
 

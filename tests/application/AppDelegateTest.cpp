@@ -1,10 +1,11 @@
 #include "application/AppDelegate.h"
 
-#include "fakes/FakeAccount.h"
-#include "fakes/FakeLock.h"
+#include "fakes/FakeProgram.h"
 #include "fakes/FakeScreens.h"
 
 #include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -12,22 +13,50 @@ using Texts = std::vector<std::string>;
 
 class AppDelegateTest : public testing::Test {
 protected:
-    FakeAccount account;
-    FakeWindow window;
+    FakeProgram program;
+    FakeAccount& account = program.account;
+    FakeWindow& window = program.window;
+    FakeClock& clock = program.clock;
+    FakeMainQueue& queue = program.queue;
+    FakeKeychain& keychain = program.keychain;
+    Passcode& passcode = program.passcode;
+    FakeDock& dock = program.dock;
+    FakeEventMonitor events;
+    FakeDesktopSession desktop;
+    FakeAboutPanel about;
     FakeScreens screens{window};
-    FakeClock clock;
-    FakeMainQueue queue;
-    FakeKeychain keychain;
-    Passcode passcode{keychain, account.defaults, clock};
-    std::shared_ptr<AppDelegate> delegate = AppDelegate::make(
-        {account.api, account.remembered, passcode, account.workspace, clock, queue, window, screens});
+    LockShortcut lockShortcut{account.defaults};
+    Menus menus{lockShortcut};
+    std::shared_ptr<AppDelegate> delegate = AppDelegate::make({account.api,
+                                                               account.remembered,
+                                                               passcode,
+                                                               account.defaults,
+                                                               *program.appLock,
+                                                               events,
+                                                               desktop,
+                                                               program.notifications,
+                                                               program.reminders,
+                                                               account.webData,
+                                                               account.workspace,
+                                                               clock,
+                                                               queue,
+                                                               window,
+                                                               program.panels,
+                                                               about,
+                                                               dock,
+                                                               *program.downloads,
+                                                               menus,
+                                                               screens,
+                                                               {"1.2.3", "2026-11-23"}});
 
     void TearDown() override {
         EXPECT_EQ(screens.destroyedInWindow, 0);
         EXPECT_EQ(window.size, (Window::Frame{1180, 800})) << "a screen changed the window's size";
     }
     /// No screen but the window's and its sheet's is alive.
-    bool nothingElse() const { return screens.alive == (window.sheet ? 2 : 1); }
+    bool nothingElse() const {
+        return screens.alive == 1 + (window.sheet ? 1 : 0) + (window.overlay ? 1 : 0);
+    }
     bool showsAuth() const { return screens.auth && nothingElse() && window.content; }
     bool showsApp() const { return screens.web && nothingElse() && window.content == screens.web; }
 
@@ -117,7 +146,269 @@ TEST_F(AppDelegateTest, endsASessionOnceHoweverOftenThePageAsks) {
     account.webData.release();
     EXPECT_TRUE(showsAuth());
     EXPECT_EQ(screens.made, 2);
-    EXPECT_FALSE(account.webData.waiting());
+    EXPECT_EQ(std::count(account.webData.log.begin(), account.webData.log.end(), "clear"), 1);
+}
+
+TEST_F(AppDelegateTest, leavesTheApplicationOnceWhoeverNoticesFirstThatTheSessionIsOver) {
+    launchSignedIn();
+    delegate->applicationDidBecomeActive();
+    EXPECT_TRUE(showsApp()) << "the session lives";
+
+    dock.badge = 3;
+    account.webData.cookies.clear();
+    account.webData.changed();
+    account.webData.hold = true;
+    delegate->applicationDidBecomeActive();
+    queue.advance(0ms);
+    account.webData.hold = false;
+    while (account.webData.waiting())
+        account.webData.release();
+    ASSERT_TRUE(showsAuth());
+    EXPECT_EQ(screens.made, 2) << "two sign-in screens, one after the other";
+    EXPECT_EQ(dock.badge, 0);
+    EXPECT_TRUE(account.jar.cookies.empty());
+
+    const auto asked = account.webData.started;
+    delegate->applicationDidBecomeActive();
+    EXPECT_EQ(account.webData.started, asked) << "there is no session to look for";
+}
+
+TEST_F(AppDelegateTest, doesNotEndASessionThatBeganAfterTheOldOneWasLookedFor) {
+    launchSignedIn();
+    account.webData.hold = true;
+    delegate->applicationDidBecomeActive();
+    EXPECT_EQ(followToSignInPage(), NavigationPolicy::cancel);
+    account.webData.hold = false;
+    account.webData.release();
+    ASSERT_TRUE(showsAuth());
+    signIn();
+    while (account.webData.waiting())
+        account.webData.release();
+    EXPECT_TRUE(showsApp());
+}
+
+TEST_F(AppDelegateTest, followsThePagesColourWhileItShowsThePage) {
+    launchSignedIn();
+    const auto report = [](FakeWebView& page, const std::string& grey) {
+        page.handlers.at("briskoChrome")(Json{{"background", "rgb(" + grey + "," + grey + "," + grey + ")"}});
+    };
+    for (const auto& [grey, appearance] :
+         {std::pair("117.3", Window::Appearance::light), // 0.46
+          std::pair("112.2", Window::Appearance::dark),  // 0.44
+          std::pair("114.75", Window::Appearance::dark), // a hair below 0.45
+          std::pair("900", Window::Appearance::light), std::pair("-900", Window::Appearance::dark)}) {
+        report(*screens.web, grey);
+        EXPECT_EQ(window.appearance, appearance) << grey;
+        EXPECT_EQ(window.background.red, std::stod(grey) / 255);
+    }
+    report(*screens.web, "255");
+    signOut();
+    EXPECT_EQ(window.background, Chrome::canvas);
+    EXPECT_EQ(window.appearance, Window::Appearance::dark);
+}
+
+TEST_F(AppDelegateTest, pressesThePagesKeysForTheMenusAndOnlyWhileThePageIsThere) {
+    int told = 0;
+    delegate->onMenusChanged = [&told] { told += 1; };
+    delegate->applicationDidFinishLaunching();
+    EXPECT_GT(std::exchange(told, 0), 0);
+    for (const auto command : {MenuCommand::newTask, MenuCommand::reloadPage, MenuCommand::zoomIn})
+        delegate->perform(command);
+    EXPECT_FALSE(delegate->validate(menus.item(MenuCommand::newTask)));
+
+    signIn();
+    EXPECT_GT(std::exchange(told, 0), 0);
+    screens.web->handlers.at("briskoChrome")(
+        parseJson(R"({"shortcuts": {"newTask": "alt+j", "search": ""}})"));
+    EXPECT_EQ(std::exchange(told, 0), 1);
+    EXPECT_EQ(menus.item(MenuCommand::newTask).keyEquivalent, (KeyEquivalent{"j", KeyModifier::option}));
+    for (const auto command : {MenuCommand::newTask, MenuCommand::searchAll, MenuCommand::filterList,
+                               MenuCommand::switchView, MenuCommand::openSettings})
+        delegate->perform(command);
+    const auto pressed = [](const char* combo) {
+        return "window.__brisko && window.__brisko.run(\"" + std::string(combo) + "\")";
+    };
+    EXPECT_EQ(screens.web->evaluated,
+              Texts({pressed("alt+j"), pressed("mod+k"), pressed("mod+shift+v"), pressed("mod+,")}))
+        << "the filter has no keys";
+
+    screens.web->zoom = 2.95;
+    delegate->perform(MenuCommand::zoomIn);
+    EXPECT_DOUBLE_EQ(screens.web->zoom, 3);
+    screens.web->zoom = 0.55;
+    delegate->perform(MenuCommand::zoomOut);
+    EXPECT_DOUBLE_EQ(screens.web->zoom, 0.5);
+    delegate->perform(MenuCommand::actualSize);
+    EXPECT_DOUBLE_EQ(screens.web->zoom, 1);
+    delegate->perform(MenuCommand::reloadPage);
+    EXPECT_EQ(screens.web->reloads, 1);
+}
+
+TEST_F(AppDelegateTest, helpsAndSaysWhatItIsWhateverScreenIsShown) {
+    delegate->perform(MenuCommand::openGuides);
+    delegate->perform(MenuCommand::openPrivacy);
+    delegate->perform(MenuCommand::showAbout);
+    EXPECT_EQ(account.workspace.opened,
+              Texts({"https://brisko.example/guides", "https://brisko.example/privacy"}));
+    ASSERT_EQ(about.shown.size(), 1U);
+    EXPECT_EQ(about.shown[0].applicationVersion, "1.2.3");
+    EXPECT_EQ(about.shown[0].version, "2026-11-23");
+    EXPECT_EQ(about.shown[0].credits, "What\xE2\x80\x99s new");
+    EXPECT_EQ(about.shown[0].link.text(), "https://brisko.example/changelog");
+    EXPECT_EQ(window.presented, 1);
+}
+
+TEST_F(AppDelegateTest, locksOnceTheWindowHasBeenLeftAloneForLongEnough) {
+    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
+    launchSignedIn();
+    const auto pass = [&](std::chrono::seconds time) {
+        clock.time += time;
+        queue.advance(time);
+    };
+    pass(4min);
+    events.use();
+    pass(4min + 45s);
+    EXPECT_FALSE(window.overlay) << "input does not count";
+    pass(15s);
+    ASSERT_TRUE(window.overlay);
+    EXPECT_EQ(window.content, screens.web) << "the page is not kept";
+    EXPECT_TRUE(std::holds_alternative<PasscodeView::Relock>(screens.passcode->mode()));
+    delegate->perform(MenuCommand::lockNow);
+    EXPECT_EQ(screens.made, 2);
+
+    pass(1h);
+    screens.passcode->edit(SecretText("1234"));
+    EXPECT_FALSE(window.overlay);
+    EXPECT_TRUE(showsApp());
+    pass(4min + 45s);
+    EXPECT_FALSE(window.overlay) << "the delay starts anew";
+    pass(15s);
+    EXPECT_TRUE(window.overlay);
+}
+
+TEST_F(AppDelegateTest, locksByItselfOnlyWhereThatIsSwitchedOnAndThereIsSomethingToUnlockWith) {
+    const auto locks = [&] {
+        desktop.lock();
+        clock.time += 24h;
+        queue.advance(15s);
+        const auto locked = window.overlay != nullptr;
+        if (locked)
+            screens.passcode->edit(SecretText("1234"));
+        return locked;
+    };
+    delegate->applicationDidFinishLaunching();
+    EXPECT_FALSE(locks()) << "there is nothing to hide";
+    EXPECT_TRUE(desktop.sleep()) << "the machine waits for a lock that does not come";
+    signIn();
+    EXPECT_FALSE(locks());
+    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
+    EXPECT_TRUE(locks());
+    account.defaults.set("brisko.lock.auto", false);
+    EXPECT_FALSE(locks());
+    delegate->perform(MenuCommand::lockNow);
+    EXPECT_TRUE(window.overlay) << "locked only by itself";
+    window.dismissSheet();
+}
+
+TEST_F(AppDelegateTest, locksBeforeTheMachineSleepsAndLetsItOnceTheLockIsDrawn) {
+    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
+    launchSignedIn();
+    EXPECT_FALSE(desktop.sleep());
+    EXPECT_TRUE(window.overlay);
+    for (const auto& drawn : std::exchange(window.drawing, {}))
+        drawn();
+    EXPECT_EQ(desktop.delayed, 0);
+    window.overlay = nullptr;
+    window.content = nullptr;
+    delegate.reset();
+    EXPECT_TRUE(desktop.sleep()) << "waits for what has gone";
+}
+
+TEST_F(AppDelegateTest, takesTheLockAwayWhereverTheWindowGoesFromThePage) {
+    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
+    const std::function<void()> ways[] = {
+        [this] { signOut(); },
+        [this] {
+            account.webData.cookies.clear();
+            delegate->applicationDidBecomeActive();
+        },
+        [this] {
+            for (const auto& button : screens.passcode->buttons())
+                if (button.shown && button.label != "Unlock")
+                    button.press();
+        },
+    };
+    for (const auto& leave : ways) {
+        spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
+        launchSignedIn();
+        delegate->perform(MenuCommand::lockNow);
+        ASSERT_TRUE(window.overlay);
+        EXPECT_FALSE(delegate->validate(menus.item(MenuCommand::lockNow)));
+        leave();
+        EXPECT_FALSE(window.overlay);
+        EXPECT_TRUE(showsAuth());
+    }
+}
+
+TEST_F(AppDelegateTest, asksTheOwnerAtEachActivationWhileThatIsSwitchedOn) {
+    launchSignedIn();
+    delegate->applicationDidResignActive();
+    EXPECT_FALSE(window.covered);
+    account.defaults.set("brisko.lock.enabled", true);
+    delegate->applicationDidResignActive();
+    EXPECT_TRUE(window.covered);
+    delegate->applicationDidBecomeActive();
+    EXPECT_EQ(program.owner.reasons, Texts({"unlock brisko"}));
+    program.owner.answer(true);
+    EXPECT_FALSE(window.covered);
+}
+
+TEST_F(AppDelegateTest, goesBetweenTheLockSettingsAndThePasscodeAndTellsOnceThatTheyAreDone) {
+    launchSignedIn();
+    account.remembered.setUsername("ann");
+    int ended = 0;
+    const auto then = [&ended] { ended += 1; };
+    delegate->showLockSettings(then);
+    ASSERT_TRUE(screens.lockSettings);
+    EXPECT_TRUE(screens.lockSettings->canChange());
+    screens.lockSettings->change();
+    ASSERT_TRUE(screens.passcode);
+    EXPECT_FALSE(screens.lockSettings);
+    EXPECT_EQ(screens.passcode->state().step, PasscodeView::Step::password);
+    screens.passcode->cancel();
+    ASSERT_TRUE(screens.lockSettings);
+    EXPECT_EQ(ended, 0);
+    screens.lockSettings->done();
+    EXPECT_FALSE(window.sheet);
+    EXPECT_EQ(ended, 1);
+
+    delegate->showLockSettings(then);
+    delegate->showLockSettings({});
+    EXPECT_EQ(ended, 2) << "a panel whose place another one took";
+    screens.lockSettings->done();
+    delegate->showLockSettings(then);
+    signOut();
+    EXPECT_TRUE(showsAuth());
+    screens.lockSettings->done();
+    EXPECT_EQ(ended, 3) << "over another screen";
+}
+
+TEST_F(AppDelegateTest, appliesANewLockShortcutToTheMenuAtOnce) {
+    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
+    launchSignedIn();
+    int told = 0;
+    delegate->perform(MenuCommand::openLockSettings);
+    delegate->onMenusChanged = [&told] { told += 1; };
+    screens.lockSettings->clearShortcut();
+    EXPECT_EQ(menus.item(MenuCommand::lockNow).keyEquivalent, std::nullopt);
+    EXPECT_GT(told, 0);
+}
+
+TEST_F(AppDelegateTest, comesForwardWhenANotificationIsOpened) {
+    delegate->applicationDidFinishLaunching();
+    program.center.onResponse();
+    queue.advance(0ms);
+    EXPECT_EQ(window.presented, 2);
 }
 
 TEST_F(AppDelegateTest, keepsTheLastOpenedPageForTheNextTimeTheWebApplicationIsShown) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/AboutPanel.h"
 #include "platform/CookieJar.h"
 #include "platform/Error.h"
 #include "platform/HttpClient.h"
@@ -12,6 +13,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -109,6 +111,18 @@ public:
     int started = 0;
     bool hold = false;
 
+    std::shared_ptr<void> observeCookies(std::function<void()> changed) override {
+        auto observer = std::make_shared<std::function<void()>>(std::move(changed));
+        observers_.push_back(observer);
+        return observer;
+    }
+    /// Says that cookies have changed: a real store does so once for each.
+    void changed() {
+        for (const auto& observer : std::vector(observers_))
+            if (const auto tell = observer.lock())
+                (*tell)();
+    }
+
     Task<std::vector<Cookie>> allCookies() override {
         auto passing = pass();
         co_await std::move(passing);
@@ -123,12 +137,16 @@ public:
         });
         cookies.push_back(cookie);
         log.push_back("set " + cookie.name);
+        changed();
     }
     Task<> removeAllData() override {
         auto passing = pass();
         co_await std::move(passing);
+        const auto had = !cookies.empty();
         cookies.clear();
         log.emplace_back("clear");
+        if (had)
+            changed();
     }
 
     void release() {
@@ -150,6 +168,7 @@ private:
     }
 
     std::shared_ptr<Completion<Done>> gate_;
+    std::vector<std::weak_ptr<std::function<void()>>> observers_;
 };
 
 class FakeWebAuthentication : public WebAuthentication {
@@ -212,11 +231,21 @@ public:
     }
 };
 
+class FakeAboutPanel : public AboutPanel {
+public:
+    std::vector<Info> shown;
+
+    void show(const Info& info) override { shown.push_back(info); }
+};
+
 class FakeWindow : public Window {
 public:
     Frame size = Frame{1180, 800};
     Screen* content = nullptr;
     Screen* sheet = nullptr;
+    Screen* overlay = nullptr;
+    bool covered = false;
+    std::vector<std::function<void()>> drawing; ///< who waits for the next frame
     Appearance appearance = Appearance::light;
     Color background;
     int presented = 0;
@@ -230,6 +259,12 @@ public:
     }
     void presentSheet(Screen& screen) override { sheet = &screen; }
     void dismissSheet() override { sheet = nullptr; }
+    void showOverlay(Screen& screen) override { overlay = &screen; }
+    void removeOverlay() override { overlay = nullptr; }
+    void cover() override { covered = true; }
+    void uncover() override { covered = false; }
+    bool isCovered() const override { return covered; }
+    void whenDrawn(std::function<void()> drawn) override { drawing.push_back(std::move(drawn)); }
     void setAppearance(Appearance given) override { appearance = given; }
     void setBackground(Color color) override { background = color; }
     void present() override { presented += 1; }
@@ -239,9 +274,33 @@ class FakeWebView : public WebView {
 public:
     std::vector<std::string> loaded;
     std::vector<std::string> evaluated;
+    std::vector<UserScript> scripts;
+    std::map<std::string, std::function<void(const Json&)>> handlers;
+    std::map<std::string, std::function<Task<Json>(Json)>> replyingHandlers;
+    std::string alternate; ///< the page shown in place of one that failed
+    std::string alternateFor;
+    std::string alternateBase;
+    int reloads = 0;
+    double zoom = 1;
     Color underPage;
 
-    void load(const Url& url) override { loaded.push_back(url.text()); }
+    void addUserScript(const UserScript& script) override { scripts.push_back(script); }
+    void addMessageHandler(const std::string& name, std::function<void(const Json&)> handler) override {
+        handlers[name] = std::move(handler);
+    }
+    void addReplyingMessageHandler(const std::string& name,
+                                   std::function<Task<Json>(Json)> handler) override {
+        replyingHandlers[name] = std::move(handler);
+    }
+    void load(const Url& url, std::chrono::seconds) override { loaded.push_back(url.text()); }
+    void reload() override { reloads += 1; }
+    void loadAlternate(const std::string& html, const std::string& failedUrl, const Url& base) override {
+        alternate = html;
+        alternateFor = failedUrl;
+        alternateBase = base.text();
+    }
     void evaluate(const std::string& script) override { evaluated.push_back(script); }
     void setUnderPageBackground(Color color) override { underPage = color; }
+    double pageZoom() const override { return zoom; }
+    void setPageZoom(double value) override { zoom = value; }
 };

@@ -13,6 +13,7 @@ public:
 
     AuthView* auth = nullptr;
     PasscodeView* passcode = nullptr;
+    LockSettingsView* lockSettings = nullptr;
     FakeWebView* web = nullptr;
     int made = 0;
     int alive = 0;
@@ -25,6 +26,10 @@ public:
     std::unique_ptr<Screen> passcodeScreen(std::shared_ptr<PasscodeView> view) override {
         passcode = view.get();
         return std::make_unique<PasscodeScreen>(*this, std::move(view));
+    }
+    std::unique_ptr<Screen> lockSettingsScreen(std::shared_ptr<LockSettingsView> view) override {
+        lockSettings = view.get();
+        return std::make_unique<LockSettingsScreen>(*this, std::move(view));
     }
     std::unique_ptr<WebView> webView() override {
         auto view = std::make_unique<Web>(*this);
@@ -44,7 +49,9 @@ private:
         Life& operator=(const Life&) = delete;
         ~Life() {
             screens_.alive -= 1;
-            const auto shown = screens_.window_.content == &screen_ || screens_.window_.sheet == &screen_;
+            const auto& window = screens_.window_;
+            const auto shown =
+                window.content == &screen_ || window.sheet == &screen_ || window.overlay == &screen_;
             screens_.destroyedInWindow += shown ? 1 : 0;
         }
 
@@ -84,6 +91,21 @@ private:
     private:
         FakeScreens& screens_;
         std::shared_ptr<PasscodeView> view_;
+        Life life_;
+    };
+
+    class LockSettingsScreen : public Screen {
+    public:
+        LockSettingsScreen(FakeScreens& screens, std::shared_ptr<LockSettingsView> view)
+            : screens_(screens), view_(std::move(view)), life_(screens, *this) {}
+        ~LockSettingsScreen() override {
+            if (screens_.lockSettings == view_.get())
+                screens_.lockSettings = nullptr;
+        }
+
+    private:
+        FakeScreens& screens_;
+        std::shared_ptr<LockSettingsView> view_;
         Life life_;
     };
 

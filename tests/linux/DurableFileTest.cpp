@@ -72,6 +72,23 @@ TEST_F(DurableFileTest, leavesTheOldContentAndNothingElseWhenTheDiskIsFull) {
     EXPECT_EQ(DurableFile::read(file), "new");
 }
 
+TEST_F(DurableFileTest, appendsAWholeTextOrNothing) {
+    DurableFile::append(file, "one\n");
+    EXPECT_EQ(modeOf(file), 0600U);
+    {
+        // There is room for a part of it.
+        rlimit before = {};
+        getrlimit(RLIMIT_FSIZE, &before);
+        const FullDisk full;
+        const rlimit little = {6, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &little);
+        EXPECT_THROW(DurableFile::append(file, "second\n"), Error);
+    }
+    EXPECT_EQ(DurableFile::read(file), "one\n");
+    DurableFile::append(file, "two\n");
+    EXPECT_EQ(DurableFile::read(file), "one\ntwo\n");
+}
+
 TEST_F(DurableFileTest, saysWhyInTheSystemsWordsAndLeavesWhatIsInTheWay) {
     fs::create_directory(file);
     std::ofstream(file / "inside") << "kept";

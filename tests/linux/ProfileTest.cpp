@@ -43,6 +43,7 @@ TEST(Profile, keepsEverythingBelowOneFolder) {
         const auto profile = Profile::under(given);
         EXPECT_EQ(profile.preferencesFile(), here / "there/config/preferences.json") << given;
         EXPECT_EQ(profile.cacheOf(*Url::parse("https://h")), here / "there/cache/origins/h") << given;
+        EXPECT_EQ(profile.remindersFolder(), here / "there/state/reminders") << given;
     }
     EXPECT_FALSE(fs::exists(here / "there"));
 }

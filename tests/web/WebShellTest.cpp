@@ -1,21 +1,30 @@
 #include "web/WebShell.h"
 
-#include "fakes/FakeAccount.h"
+#include "fakes/FakeProgram.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 namespace {
 
 class WebShellTest : public testing::Test {
 protected:
-    FakeAccount account;
+    FakeProgram program;
+    FakeAccount& account = program.account;
+    FakePanels& panels = program.panels;
+    FakeDownloadFolder& folder = program.folder;
+    FakeMainQueue& queue = program.queue;
+    FakeClock& clock = program.clock;
     std::unique_ptr<FakeWebView> made = std::make_unique<FakeWebView>();
     FakeWebView& web = *made;
-    WebShell shell{account.api, std::move(made), account.workspace};
+    std::unique_ptr<WebShell> shell = std::make_unique<WebShell>(program.shell(), std::move(made));
     std::vector<std::string>& opened = account.workspace.opened;
 
     NavigationPolicy follow(const std::string& url, bool performsDownload = false) {
-        return web.decidePolicy(NavigationAction{url, performsDownload});
+        return web.decidePolicy({url, performsDownload});
     }
 };
 
@@ -30,7 +39,7 @@ TEST_F(WebShellTest, isDarkAndEmptyUntilItLoadsAPageOfTheService) {
              {"/?search=1", "https://brisko.example/?search=1"},
              {"tasks/7", "https://brisko.example/tasks/7"},
              {"not a path", "https://brisko.example"}}) {
-        shell.load(path);
+        shell->load(path);
         EXPECT_EQ(web.loaded.back(), url);
     }
 }
@@ -54,7 +63,7 @@ TEST_F(WebShellTest, opensOtherPagesInTheBrowserAndStaysWhereItWas) {
 TEST_F(WebShellTest, handsControlBackInsteadOfShowingTheSignInPage) {
     EXPECT_EQ(follow("https://brisko.example/login"), NavigationPolicy::cancel) << "without anybody to tell";
     int told = 0;
-    shell.onSignedOut = [&told] { told += 1; };
+    shell->onSignedOut = [&told] { told += 1; };
     EXPECT_EQ(follow("https://brisko.example/en/login?next=/a[1]"), NavigationPolicy::cancel);
     EXPECT_EQ(told, 1);
     follow("https://brisko.example/");
@@ -67,6 +76,129 @@ TEST_F(WebShellTest, sendsEveryNewWindowToTheBrowser) {
         web.onNewWindow(url);
     EXPECT_EQ(opened,
               std::vector<std::string>({"https://brisko.example/x", "https://elsewhere.example/?a%5B%5D=1"}));
+}
+
+TEST_F(WebShellTest, showsTheOfflinePageForARealFailureOnly) {
+    web.onFailed({"https://brisko.example/tasks", Error("stopped"), true});
+    EXPECT_EQ(web.alternate, "");
+    web.onFailed({"https://brisko.example/tasks", Error("Could not connect")});
+    EXPECT_EQ(web.alternateFor, "https://brisko.example/tasks");
+    EXPECT_EQ(web.alternate, R"(<!doctype html><meta charset="utf-8">
+<meta name="viewport" content="width=device-width,initial-scale=1">
+<style>
+  html,body{height:100%;margin:0;background:#0f1115;color:#9aa0aa;
+    font:15px/1.5 -apple-system,BlinkMacSystemFont,sans-serif;
+    display:flex;align-items:center;justify-content:center}
+  div{text-align:center}
+  b{display:block;font-size:30px;font-weight:700;color:#fff;margin-bottom:10px}
+  b i{font-style:normal;color:#8074ff}
+  a{display:inline-block;margin-top:18px;padding:9px 18px;border-radius:9px;
+    background:#8074ff;color:#fff;text-decoration:none;font-weight:600}
+</style>
+<div><b>bris<i>ko</i></b>brisko.example cannot be reached.<br>It needs a connection to load.
+<a href="https://brisko.example/">Try again</a></div>)");
+    EXPECT_EQ(web.alternateBase, web.alternateFor);
+    web.onFailed({"https://other.brisko.example/tasks", Error("Could not connect")});
+    EXPECT_EQ(web.alternateBase, "https://brisko.example");
+    EXPECT_TRUE(web.loaded.empty());
+}
+
+TEST_F(WebShellTest, loadsAPageWhoseProcessDiedAgainButNotForEver) {
+    const std::string page = "https://brisko.example/tasks/7";
+    for (int death = 0; death < 3; ++death) {
+        web.onProcessEnded(page);
+        clock.time += std::chrono::seconds(20);
+    }
+    EXPECT_THAT(web.loaded, ElementsAre(page, page, page));
+    clock.time -= std::chrono::seconds(1);
+    web.onProcessEnded(page);
+    EXPECT_EQ(web.loaded.size(), 3U);
+    EXPECT_EQ(web.alternateFor, page);
+    clock.time += std::chrono::seconds(1);
+    web.onProcessEnded("");
+    EXPECT_EQ(web.loaded.back(), "https://brisko.example") << "a minute after the first";
+    clock.time -= std::chrono::hours(1);
+    web.onProcessEnded(page);
+    EXPECT_EQ(web.loaded.size(), 5U) << "a clock set back forbids it for an hour";
+}
+
+TEST_F(WebShellTest, pressesTheAccountsOwnKeysOnceItKnowsThem) {
+    const auto pressed = [&](MenuAction action) {
+        shell->run(action);
+        return web.evaluated.back();
+    };
+    const auto script = [](const std::string& literal) {
+        return "window.__brisko && window.__brisko.run(" + literal + ")";
+    };
+    EXPECT_EQ(pressed(MenuAction::toggleView), script(R"("mod+shift+v")"));
+    std::vector<Shortcuts> told;
+    shell->onShortcuts = [&](const Shortcuts& shortcuts) { told.push_back(shortcuts); };
+    const auto post = [&](const char* body) { web.handlers.at("briskoChrome")(parseJson(body)); };
+    post(R"({"shortcuts": {"toggleView": "alt+t", "search": 5, "newTask": "\"\\"}})");
+    EXPECT_EQ(pressed(MenuAction::toggleView), script(R"("alt+t")"));
+    EXPECT_EQ(pressed(MenuAction::search), script(R"("mod+f")"));
+    EXPECT_EQ(pressed(MenuAction::newTask), script(R"("\"\\")"));
+    for (const auto* body :
+         {R"({"shortcuts": {}})", R"({"shortcuts": {"a": 1}})", R"({"shortcuts": "x"})", "{}", "[]"})
+        post(body);
+    EXPECT_EQ(told.size(), 1U);
+    EXPECT_EQ(pressed(MenuAction::toggleView), script(R"("alt+t")"));
+}
+
+TEST_F(WebShellTest, followsThePagesColour) {
+    std::vector<Color> told;
+    shell->onBackground = [&](Color color) { told.push_back(color); };
+    web.handlers.at("briskoChrome")(parseJson(R"json({"background": "rgb(51, 102, 255)"})json"));
+    for (const auto* body : {R"({"background": "transparent"})", R"({"background": 7})", "null", "7"})
+        web.handlers.at("briskoChrome")(parseJson(body));
+    EXPECT_THAT(told, ElementsAre(Color{0.2, 0.4, 1}));
+    EXPECT_EQ(web.underPage, told.front());
+}
+
+TEST_F(WebShellTest, showsThePagesQuestionsUnderItsOwnName) {
+    bool closed = false;
+    auto alert = web.onAlert("Saved.", [&] { closed = true; });
+    EXPECT_EQ(panels.open().front()->title, "brisko");
+    EXPECT_EQ(panels.open().front()->message, "Saved.");
+    panels.answer();
+    EXPECT_TRUE(closed);
+    std::optional<bool> confirmed;
+    auto confirm = web.onConfirm("Sure?", [&](bool ok) { confirmed = ok; });
+    confirm.reset();
+    EXPECT_TRUE(panels.open().empty()) << "a page that has gone leaves its question";
+    confirm = web.onConfirm("Sure?", [&](bool ok) { confirmed = ok; });
+    panels.answer(false);
+    EXPECT_EQ(confirmed, false);
+    Panels::FileChoice choice;
+    choice.multiple = true;
+    std::vector<std::filesystem::path> chosen;
+    auto files = web.onChooseFiles(choice, [&](auto paths) { chosen = paths; });
+    EXPECT_TRUE(panels.open().front()->choice.multiple);
+    panels.answer(true, {"/a", "/b"});
+    EXPECT_EQ(chosen.size(), 2U);
+}
+
+TEST_F(WebShellTest, savesWhatCannotBeShownOrAsksForIt) {
+    EXPECT_EQ(web.decideResponse(true), NavigationPolicy::allow);
+    EXPECT_EQ(web.decideResponse(false), NavigationPolicy::download);
+    const auto download = std::make_shared<FakeDownload>(folder);
+    web.onDownload(download);
+    download->begin("report.pdf");
+    shell.reset();
+    download->finish();
+    EXPECT_THAT(folder.names(), ElementsAre("report.pdf")) << "a download ends with the page that began it";
+}
+
+TEST_F(WebShellTest, saysSoWhenTheSessionCookieHasGone) {
+    int told = 0;
+    shell->onSignedOut = [&told] { told += 1; };
+    account.webData.cookies = {FakeAccount::session()};
+    account.webData.changed();
+    account.webData.cookies.clear();
+    account.webData.changed();
+    EXPECT_EQ(told, 0) << "from within the answer of the store";
+    queue.advance(std::chrono::milliseconds(0));
+    EXPECT_EQ(told, 1);
 }
 
 TEST_F(WebShellTest, quotesATextForAScript) {

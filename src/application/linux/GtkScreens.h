@@ -11,6 +11,7 @@ public:
 
     std::unique_ptr<Screen> authScreen(std::shared_ptr<AuthView> view) override;
     std::unique_ptr<Screen> passcodeScreen(std::shared_ptr<PasscodeView> view) override;
+    std::unique_ptr<Screen> lockSettingsScreen(std::shared_ptr<LockSettingsView> view) override;
     std::unique_ptr<WebView> webView() override;
 
 private:

@@ -1,6 +1,8 @@
 #include "application/linux/Program.h"
 
+#include "application/Info.h"
 #include "platform/linux/GioWorkspace.h"
+#include "platform/linux/RecentFiles.h"
 #include "web/OpenedUrl.h"
 
 namespace {
@@ -26,6 +28,29 @@ std::unique_ptr<Workspace> makeWorkspace(const Options& options) {
     if (options.tour)
         return std::make_unique<ClosedWorkspace>();
     return std::make_unique<GioWorkspace>();
+}
+
+/// The tour leaves its downloads where it leaves everything else.
+std::optional<std::filesystem::path> chooseDownloads(const Options& options, const Profile& profile) {
+    return options.tour ? profile.data / "downloads" : UserDownloadFolder::ofUser();
+}
+
+/// What starts the program again for the same profile and the same service.
+std::vector<std::string> commandOf(const Options& options) {
+    std::vector<std::string> command = {std::filesystem::read_symlink("/proc/self/exe")};
+    if (options.demo)
+        command.emplace_back("--demo");
+    if (options.serviceOrigin)
+        command.insert(command.end(), {"--service-origin", options.serviceOrigin->text()});
+    if (options.serviceCa)
+        command.insert(command.end(), {"--service-ca", std::filesystem::absolute(*options.serviceCa)});
+    if (options.profile)
+        command.insert(command.end(), {"--profile", std::filesystem::absolute(*options.profile)});
+    return command;
+}
+
+AppDelegate::Bundle bundle() {
+    return {std::string(Info::version), std::string(Info::versionDate)};
 }
 
 } // namespace
@@ -54,7 +79,17 @@ Program::Program(const Options& options, const Profile& profile, Gtk::Applicatio
       api_(platform_.origin(), platform_.http(), platform_.cookies(), platform_.webData(), authentication_),
       remembered_(platform_.defaults()),
       keychain_(profile.applicationId()),
-      passcode_(keychain_, platform_.defaults(), clock_) {
+      passcode_(keychain_, platform_.defaults(), clock_),
+      lockShortcut_(platform_.defaults()),
+      menus_(lockShortcut_),
+      downloadFolder_(chooseDownloads(options, profile), RecentFiles::add),
+      dock_("app.brisko.Brisko.desktop"),
+      owner_(systemBus_),
+      desktop_(systemBus_),
+      center_(GPtr<GDBusConnection>::take(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr)),
+              {{profile.applicationId(), profile.remindersFolder()}, commandOf(options)}, question_),
+      notifications_(center_, queue_),
+      reminders_(center_, dock_, clock_, zone_) {
     // Nothing of the engine starts where there is no session that it could show.
     if (api_.hasSession())
         platform_.webEngine().prepare();
@@ -64,29 +99,73 @@ Program::~Program() {
     // What still waits for an answer is told that none will come, while all that it may reach is still there.
     platform_.cancelRequests();
     keychain_.cancelAll();
-    if (window_)
-        window_->removeContent();
+    owner_.cancelAll();
+    center_.cancelAll();
+    front_.reset();
+}
+
+Program::Front::Front(Program& program, const Glib::RefPtr<Gtk::Application>& application)
+    : window(application, program.platform_.defaults()),
+      panels(window.window()),
+      downloads(Downloads::make(program.downloadFolder_, program.dock_, panels)),
+      aboutWindow(*application.get(), *program.workspace_),
+      screens(program.platform_),
+      appLock(AppLock::make(program.platform_.defaults(), program.owner_, window, program.queue_)),
+      delegate(AppDelegate::make({program.api_,
+                                  program.remembered_,
+                                  program.passcode_,
+                                  program.platform_.defaults(),
+                                  *appLock,
+                                  events,
+                                  program.desktop_,
+                                  program.notifications_,
+                                  program.reminders_,
+                                  program.platform_.webData(),
+                                  *program.workspace_,
+                                  program.clock_,
+                                  program.queue_,
+                                  window,
+                                  panels,
+                                  aboutWindow,
+                                  program.dock_,
+                                  *downloads,
+                                  program.menus_,
+                                  screens,
+                                  bundle()})),
+      menuBar(*delegate, window, *application.get()),
+      question(program.question_) {
+    activation.onActivated = [this] { delegate->applicationDidBecomeActive(); };
+    activation.onDeactivated = [this] { delegate->applicationDidResignActive(); };
+    question.setPanels(&panels);
+}
+
+Program::Front::~Front() {
+    question.setPanels(nullptr);
+    downloads->end();
+    // The screens go with the delegate, out of the window.
+    window.removeContent();
 }
 
 void Program::openWindow(const Glib::RefPtr<Gtk::Application>& application) {
     application_ = application;
-    window_ = std::make_unique<MainWindow>(application);
-    screens_ = std::make_unique<GtkScreens>(platform_);
-    delegate_ =
-        AppDelegate::make({api_, remembered_, passcode_, *workspace_, clock_, queue_, *window_, *screens_});
-    delegate_->applicationDidFinishLaunching();
+    center_.listen(G_ACTION_MAP(application->gobj()));
+    desktop_.start();
+    makeFront();
+}
+
+void Program::makeFront() {
+    front_ = std::make_unique<Front>(*this, application_);
+    front_->delegate->applicationDidFinishLaunching();
 }
 
 void Program::startOver() {
     // The application ends with its last window, so the old one goes when the new one is there.
-    const auto previous = std::move(window_);
-    previous->removeContent();
-    delegate_.reset();
-    openWindow(application_);
+    const auto previous = std::move(front_);
+    makeFront();
 }
 
 void Program::reopen() {
-    delegate_->applicationShouldHandleReopen();
+    front_->delegate->applicationShouldHandleReopen();
 }
 
 void Program::open(const std::vector<std::string>& urls) {
@@ -94,5 +173,5 @@ void Program::open(const std::vector<std::string>& urls) {
     for (const auto& url : urls)
         if (!authentication_.take(url))
             pages.push_back(url);
-    delegate_->open(pages);
+    front_->delegate->open(pages);
 }

@@ -5,15 +5,34 @@
 #include "account/Remembered.h"
 #include "account/linux/BrowserPanel.h"
 #include "application/AppDelegate.h"
+#include "application/Menus.h"
+#include "application/linux/AboutWindow.h"
+#include "application/linux/ActivationMonitor.h"
 #include "application/linux/DemoService.h"
+#include "application/linux/GtkPanels.h"
 #include "application/linux/GtkScreens.h"
 #include "application/linux/MainWindow.h"
+#include "application/linux/MenuBar.h"
+#include "application/linux/NotificationPanel.h"
 #include "application/linux/Options.h"
+#include "lock/AppLock.h"
+#include "lock/LockShortcut.h"
 #include "lock/Passcode.h"
+#include "lock/linux/GtkEventMonitor.h"
+#include "lock/linux/LogindSession.h"
+#include "lock/linux/PolkitOwnerAuthentication.h"
 #include "lock/linux/SecretServiceKeychain.h"
 #include "platform/linux/GLibMainQueue.h"
+#include "platform/linux/LauncherEntry.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/SystemBus.h"
 #include "platform/linux/SystemClock.h"
+#include "platform/linux/UserDownloadFolder.h"
+#include "reminders/Notifications.h"
+#include "reminders/Reminders.h"
+#include "reminders/linux/AgentNotificationCenter.h"
+#include "reminders/linux/SystemTimeZone.h"
+#include "web/Downloads.h"
 
 #include <gtkmm/application.h>
 
@@ -40,8 +59,10 @@ public:
     void reopen();
     void open(const std::vector<std::string>& urls);
 
-    AppDelegate& delegate() { return *delegate_; }
-    MainWindow& mainWindow() { return *window_; }
+    AppDelegate& delegate() { return *front_->delegate; }
+    MainWindow& mainWindow() { return front_->window; }
+    AboutWindow& aboutWindow() { return front_->aboutWindow; }
+    MenuBar& menuBar() { return front_->menuBar; }
     /// The embedded service; null without --demo.
     DemoService* demo() { return demo_.get(); }
     BrowserPanel& browserPanel() { return panel_; }
@@ -62,7 +83,36 @@ private:
     GLibMainQueue queue_;
     SecretServiceKeychain keychain_;
     Passcode passcode_;
-    std::unique_ptr<MainWindow> window_;
-    std::unique_ptr<GtkScreens> screens_;
-    std::shared_ptr<AppDelegate> delegate_;
+    LockShortcut lockShortcut_;
+    Menus menus_;
+    UserDownloadFolder downloadFolder_;
+    LauncherEntry dock_;
+    SystemBus systemBus_;
+    PolkitOwnerAuthentication owner_;
+    LogindSession desktop_;
+    NotificationPanel question_;
+    AgentNotificationCenter center_;
+    Notifications notifications_;
+    SystemTimeZone zone_;
+    Reminders reminders_;
+
+    /// What hangs on the window.
+    struct Front {
+        Front(Program& program, const Glib::RefPtr<Gtk::Application>& application);
+        ~Front();
+
+        MainWindow window;
+        GtkPanels panels;
+        std::shared_ptr<Downloads> downloads;
+        AboutWindow aboutWindow;
+        GtkScreens screens;
+        GtkEventMonitor events;
+        std::shared_ptr<AppLock> appLock;
+        std::shared_ptr<AppDelegate> delegate;
+        MenuBar menuBar;
+        NotificationPanel& question;
+        ActivationMonitor activation;
+    };
+    void makeFront();
+    std::unique_ptr<Front> front_;
 };

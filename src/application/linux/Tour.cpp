@@ -214,7 +214,10 @@ Task<> Tour::webApplication() {
 }
 
 Task<> Tour::passcodeChange() {
-    guide_.program().delegate().changePasscode(newLength, {});
+    guide_.program().delegate().showLockSettings({});
+    auto settings = guide_.picture("lock-settings", *guide_.program().mainWindow().sheetWindow());
+    co_await std::move(settings);
+    guide_.lockSettings().pickLength(newLength);
     auto& view = guide_.passcodeScreen()->view();
     auto asking = guide_.picture("passcode-change", *guide_.program().mainWindow().sheetWindow());
     co_await std::move(asking);
@@ -226,9 +229,12 @@ Task<> Tour::passcodeChange() {
     co_await std::move(choosing);
     type(view, newPasscode);
     type(view, newPasscode);
-    auto stored = guide_.until("the end of the passcode sheet",
-                               [this] { return !guide_.program().mainWindow().sheetWindow(); });
+    auto stored = guide_.until("the lock settings again", [this] { return !guide_.passcodeScreen(); });
     co_await std::move(stored);
+    guide_.lockSettings().toggleRecording();
+    auto recording = guide_.picture("lock-settings-recording", *guide_.program().mainWindow().sheetWindow());
+    co_await std::move(recording);
+    guide_.lockSettings().done();
 }
 
 Task<> Tour::signOut() {
@@ -311,12 +317,9 @@ Task<> Tour::passcodeOff() {
                                [this] { return !guide_.program().mainWindow().sheet(); });
     co_await std::move(stored);
 
-    guide_.program().delegate().setUpPasscode();
-    auto offered = guide_.picture("passcode-off", *guide_.program().mainWindow().sheetWindow());
-    co_await std::move(offered);
-    for (const auto& button : guide_.passcodeScreen()->view().buttons())
-        if (button.label == "Turn the passcode off")
-            button.press();
-    auto off = guide_.until("the passcode to go", [this] { return !guide_.program().mainWindow().sheet(); });
+    guide_.program().delegate().showLockSettings({});
+    guide_.lockSettings().turnOff();
+    auto off = guide_.picture("passcode-off", *guide_.program().mainWindow().sheetWindow());
     co_await std::move(off);
+    guide_.lockSettings().done();
 }

@@ -3,6 +3,7 @@
 #include "account/linux/AuthScreen.h"
 #include "application/linux/Program.h"
 #include "application/linux/WindowPicture.h"
+#include "lock/linux/LockSettingsScreen.h"
 #include "lock/linux/PasscodeScreen.h"
 #include "platform/Error.h"
 #include "web/linux/WebEngine.h"
@@ -38,6 +39,10 @@ TourGuide::TourGuide(std::filesystem::path folder, Program& program)
 
 AuthScreen& TourGuide::authScreen() {
     return dynamic_cast<AuthScreen&>(*program_.mainWindow().content());
+}
+
+LockSettingsView& TourGuide::lockSettings() {
+    return dynamic_cast<LockSettingsScreen&>(*program_.mainWindow().sheet()).view();
 }
 
 PasscodeScreen* TourGuide::passcodeScreen() {

@@ -10,6 +10,7 @@
 
 class AuthScreen;
 class GtkWebView;
+class LockSettingsView;
 class PasscodeScreen;
 class Program;
 
@@ -27,6 +28,8 @@ public:
     /// The screens as they stand in the window; the passcode screen in the sheet comes first, null when there
     /// is none.
     AuthScreen& authScreen();
+    /// The panel in the sheet; there has to be one.
+    LockSettingsView& lockSettings();
     PasscodeScreen* passcodeScreen();
     GtkWebView& page();
 

@@ -88,12 +88,11 @@ int run(const Options& options) {
         addStyle("native-screen.css");
         addStyle("auth-screen.css");
         addStyle("passcode-screen.css");
+        addStyle("lock-settings-screen.css");
         addStyle("window.css");
         // Another process may have become the one instance since it was looked for, or have just ended.
         if (!program)
             program = std::make_unique<Program>(options, profile, *application.get());
-        application->add_action("quit", [&application] { application->quit(); });
-        application->set_accel_for_action("app.quit", "<Control>q");
         program->openWindow(application);
         spawn(MemoryProtection::applyBesidePortals());
         if (options.tour) {

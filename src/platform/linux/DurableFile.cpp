@@ -69,6 +69,14 @@ void syncFolder(const fs::path& folder) {
         fail(errno);
 }
 
+void writeAll(const Descriptor& descriptor, std::string_view content) {
+    while (!content.empty()) {
+        const auto written =
+            require([&] { return ::write(descriptor.get(), content.data(), content.size()); });
+        content.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
 bool makeFolder(const fs::path& folder) {
     if (::mkdir(folder.c_str(), S_IRWXU) != 0) {
         if (errno == EEXIST)
@@ -93,11 +101,7 @@ public:
     }
 
     void write(std::string_view content) {
-        while (!content.empty()) {
-            const auto written =
-                require([&] { return ::write(descriptor_.get(), content.data(), content.size()); });
-            content.remove_prefix(static_cast<std::size_t>(written));
-        }
+        writeAll(descriptor_, content);
         require([&] { return ::fsync(descriptor_.get()); });
     }
     void place(const fs::path& target) {
@@ -156,6 +160,23 @@ void DurableFile::write(const fs::path& file, std::string_view content) {
     next.write(content);
     next.place(file);
     syncFolder(folderOf(file));
+}
+
+void DurableFile::append(const fs::path& file, std::string_view text) {
+    const auto isNew = !fs::exists(file);
+    const Descriptor descriptor(require(
+        [&] { return ::open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR); }));
+    const auto length = require([&] { return ::lseek(descriptor.get(), 0, SEEK_END); });
+    try {
+        writeAll(descriptor, text);
+        require([&] { return ::fdatasync(descriptor.get()); });
+    } catch (const Error&) {
+        if (::ftruncate(descriptor.get(), length) == 0)
+            ::fdatasync(descriptor.get());
+        throw;
+    }
+    if (isNew)
+        syncFolder(folderOf(file));
 }
 
 void DurableFile::remove(const fs::path& file) {

@@ -12,8 +12,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* folderName = "brisko";
-constexpr const char* userApplicationId = "app.brisko.Brisko";
 constexpr std::size_t digestLength = 16;
 constexpr int httpsPort = 443;
 
@@ -51,16 +49,18 @@ fs::path canonicalFolder(const fs::path& path) {
 } // namespace
 
 Profile Profile::ofUser() {
-    return {.config = fs::path(g_get_user_config_dir()) / folderName,
-            .data = fs::path(g_get_user_data_dir()) / folderName,
-            .cache = fs::path(g_get_user_cache_dir()) / folderName};
+    return {.config = fs::path(g_get_user_config_dir()) / userFolderName,
+            .data = fs::path(g_get_user_data_dir()) / userFolderName,
+            .cache = fs::path(g_get_user_cache_dir()) / userFolderName,
+            .state = fs::path(g_get_user_state_dir()) / userFolderName};
 }
 
 Profile Profile::under(const fs::path& folder) {
     auto root = fs::absolute(folder).lexically_normal();
     if (!root.has_filename()) // as after a trailing slash
         root = root.parent_path();
-    return {.config = root / "config", .data = root / "data", .cache = root / "cache"};
+    return {
+        .config = root / "config", .data = root / "data", .cache = root / "cache", .state = root / "state"};
 }
 
 fs::path Profile::dataOf(const Url& origin) const {

@@ -7,9 +7,14 @@
 
 /// Where the program keeps its files. Nothing is created here: whoever writes makes its folder.
 struct Profile {
+    /// Of the person's own profile.
+    static constexpr const char* userApplicationId = "app.brisko.Brisko";
+    static constexpr const char* userFolderName = "brisko";
+
     std::filesystem::path config; ///< preferences
     std::filesystem::path data;   ///< cookies, website data
     std::filesystem::path cache;
+    std::filesystem::path state; ///< pending reminders
 
     /// "brisko" in the XDG folders of the person.
     static Profile ofUser();
@@ -17,6 +22,7 @@ struct Profile {
     static Profile under(const std::filesystem::path& folder);
 
     std::filesystem::path preferencesFile() const { return config / "preferences.json"; }
+    std::filesystem::path remindersFolder() const { return state / "reminders"; }
     /// The folders of one service origin, so that one origin's session is never sent to another. They are
     /// named after its host in lower case, followed by "_" and the port where that is not the default one:
     /// "brisko.example_8443".

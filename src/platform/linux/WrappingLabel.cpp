@@ -10,12 +10,16 @@ WrappingLabel::WrappingLabel(int width) : Glib::ObjectBase("BriskoWrappingLabel"
 
 void WrappingLabel::measure_vfunc(Gtk::Orientation orientation, int forSize, int& minimum, int& natural,
                                   int& minimumBaseline, int& naturalBaseline) const {
-    // Asked for its width at a height, the toolkit's label grows as wide as it takes to fit into that height.
+    // The column has its width from elsewhere. The toolkit's label would break the text at every character to
+    // find its narrowest form, which takes seconds for a long word, and, asked for its width at a height,
+    // grow as wide as it takes to fit into that height.
+    if (orientation == Gtk::Orientation::HORIZONTAL) {
+        minimum = natural = 0;
+        minimumBaseline = naturalBaseline = -1;
+        return;
+    }
     // Asked for its height, it is told the width of the window around the column, in which it would need
     // fewer lines.
-    if (orientation == Gtk::Orientation::HORIZONTAL)
-        forSize = -1;
-    else
-        forSize = forSize < 0 ? width_ : std::min(forSize, width_);
+    forSize = forSize < 0 ? width_ : std::min(forSize, width_);
     Gtk::Label::measure_vfunc(orientation, forSize, minimum, natural, minimumBaseline, naturalBaseline);
 }

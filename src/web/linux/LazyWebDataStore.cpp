@@ -11,6 +11,11 @@ WebDataStore* LazyWebDataStore::store() {
     }
 }
 
+std::shared_ptr<void> LazyWebDataStore::observeCookies(std::function<void()> changed) {
+    auto* const real = store();
+    return real ? real->observeCookies(std::move(changed)) : nullptr;
+}
+
 Task<std::vector<Cookie>> LazyWebDataStore::allCookies() {
     auto* const real = store();
     if (!real)

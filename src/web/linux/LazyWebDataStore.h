@@ -16,6 +16,7 @@ public:
 
     explicit LazyWebDataStore(Provider provider);
 
+    std::shared_ptr<void> observeCookies(std::function<void()> changed) override;
     Task<std::vector<Cookie>> allCookies() override;
     Task<> setCookie(Cookie cookie) override;
     Task<> removeAllData() override;

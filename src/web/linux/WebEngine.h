@@ -14,21 +14,23 @@
 #include <optional>
 #include <string>
 
+/// What a menu's editing items do.
+enum class EditingCommand { undo, redo, cut, copy, paste, pasteAsPlainText, selectAll };
+
 /// A web view of the Linux desktop: a screen with a widget, and what only this platform's own code asks of
 /// it.
 ///
 /// Its web process ends with it. It may be destroyed at any time, also from within one of its callbacks.
 class GtkWebView : public WebView, public WidgetScreen {
 public:
-    /// A page has been loaded completely. Not called for a load that failed or was given up.
+    /// A page has been loaded completely, also one in place of another that could not be. Not called for a
+    /// load that failed or was given up.
     std::function<void()> onFinished;
-    /// A page could not be loaded, and the engine's own page that says so is shown instead. Not called for a
-    /// load that was given up for another one or became a download.
-    std::function<void(const Error&)> onFailed;
-
     /// Runs `body` as the body of an asynchronous function in the page ("return await …") and gives what it
     /// returns. None when it throws, returns nothing that JSON can express, or its page goes away.
     virtual Task<std::optional<Json>> evaluateForResult(std::string body) = 0;
+    /// Does it to the selection or the field that has the focus in the page; nothing where it does not apply.
+    virtual void execute(EditingCommand command) = 0;
 };
 
 /// The embedded web engine: one data store and the views over it, all on the main thread after GTK has been

@@ -5,6 +5,22 @@
 
 namespace {
 
+/// A callback for as long as it is held.
+struct CookieObserver {
+    CookieObserver(WebKitCookieManager* manager, std::function<void()> told)
+        : changed(std::move(told)),
+          connection(manager, g_signal_connect(manager, "changed", G_CALLBACK(notify), this)) {}
+
+    static void notify(WebKitCookieManager*, CookieObserver* self) {
+        // The callback may let this object go.
+        const auto tell = self->changed;
+        tell();
+    }
+
+    std::function<void()> changed;
+    SignalConnection connection;
+};
+
 void report(const char* what, GError* error) {
     if (error)
         g_warning("%s: %s", what, GErrorPtr(error)->message);
@@ -23,6 +39,11 @@ Task<> leavePages(std::shared_ptr<WebKitViews> views) {
 WebKitDataStore::WebKitDataStore(GPtr<WebKitNetworkSession> session, std::shared_ptr<WebKitViews> views)
     : session_(std::move(session)), views_(std::move(views)) {}
 
+std::shared_ptr<void> WebKitDataStore::observeCookies(std::function<void()> changed) {
+    return std::make_shared<CookieObserver>(webkit_network_session_get_cookie_manager(session_.get()),
+                                            std::move(changed));
+}
+
 Task<std::vector<Cookie>> WebKitDataStore::allCookies() {
     const auto session = session_;
     auto* const manager = webkit_network_session_get_cookie_manager(session.get());
@@ -38,6 +59,8 @@ Task<std::vector<Cookie>> WebKitDataStore::allCookies() {
         cookies.push_back(fromSoup(owned.get()));
     }
     g_list_free(list);
+    const auto now = std::chrono::system_clock::now();
+    std::erase_if(cookies, [now](const Cookie& cookie) { return cookie.expires && *cookie.expires <= now; });
     co_return cookies;
 }
 

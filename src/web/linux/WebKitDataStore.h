@@ -13,6 +13,7 @@ class WebKitDataStore : public WebDataStore {
 public:
     WebKitDataStore(GPtr<WebKitNetworkSession> session, std::shared_ptr<WebKitViews> views);
 
+    std::shared_ptr<void> observeCookies(std::function<void()> changed) override;
     Task<std::vector<Cookie>> allCookies() override;
     Task<> setCookie(Cookie cookie) override;
     /// Every view leaves its page for an empty one first: a page that stays could write again behind the

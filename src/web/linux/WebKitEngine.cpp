@@ -40,7 +40,9 @@ WebKitEngine::WebKitEngine(const Options& options)
       session_(makeSession(options)),
       trust_(std::make_shared<WebKitTrust>(session_, options.origin, options.trusted)),
       views_(std::make_shared<WebKitViews>()),
-      store_(session_, views_) {}
+      store_(session_, views_),
+      downloads_(session_.get(),
+                 [this](WebKitWebView* from, const auto& download) { received(from, download); }) {}
 
 std::unique_ptr<GtkWebView> WebKitEngine::makeView() {
     if (prepared_)
@@ -50,6 +52,16 @@ std::unique_ptr<GtkWebView> WebKitEngine::makeView() {
 
 std::unique_ptr<WebKitView> WebKitEngine::newView() const {
     return std::make_unique<WebKitView>(session_.get(), trust_, views_, makeSettings(acceleration_));
+}
+
+void WebKitEngine::received(WebKitWebView* from, const std::shared_ptr<Download>& download) {
+    for (auto* const view : *views_)
+        if (const auto receive = view->onDownload; view->shows(from) && receive) {
+            receive(download);
+            return;
+        }
+    // Its page has gone in the meantime, or nobody wants it.
+    download->cancel();
 }
 
 void WebKitEngine::prepare() {

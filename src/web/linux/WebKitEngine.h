@@ -3,6 +3,7 @@
 #include "platform/linux/GPtr.h"
 #include "web/linux/WebEngine.h"
 #include "web/linux/WebKitDataStore.h"
+#include "web/linux/WebKitDownload.h"
 #include "web/linux/WebKitTrust.h"
 #include "web/linux/WebKitView.h"
 
@@ -23,11 +24,13 @@ public:
 
 private:
     std::unique_ptr<WebKitView> newView() const;
+    void received(WebKitWebView* from, const std::shared_ptr<Download>& download);
 
     bool acceleration_;
     GPtr<WebKitNetworkSession> session_;
     std::shared_ptr<WebKitTrust> trust_;
     std::shared_ptr<WebKitViews> views_;
     WebKitDataStore store_;
+    WebKitDownloads downloads_;
     std::unique_ptr<WebKitView> prepared_; ///< the next view, made ahead of its use
 };

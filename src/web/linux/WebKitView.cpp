@@ -9,13 +9,19 @@
 namespace {
 
 constexpr const char* emptyPage = "about:blank";
-constexpr unsigned departureLimitInMilliseconds = 2000;
+constexpr std::chrono::milliseconds departureLimit(2000);
 /// How often one load is repeated by itself before what keeps it from succeeding is reported.
 constexpr int retriesOfOneLoad = 3;
 
-GPtr<WebKitWebView> makeWebView(WebKitNetworkSession* session, WebKitSettings* settings) {
-    auto* const view =
-        g_object_new(WEBKIT_TYPE_WEB_VIEW, "network-session", session, "settings", settings, nullptr);
+GPtr<WebKitWebView> makeWebView(WebKitNetworkSession* session, WebKitUserContentManager* content,
+                                WebKitSettings* settings) {
+    auto* const view = g_object_new(WEBKIT_TYPE_WEB_VIEW, "network-session", session, "user-content-manager",
+                                    content, "settings", settings, nullptr);
+    // The engine translates keys with a text view that nobody sees. Tab would go on from the page to it, and
+    // the keyboard would stay there.
+    for (auto* child = gtk_widget_get_first_child(GTK_WIDGET(view)); child;
+         child = gtk_widget_get_next_sibling(child))
+        gtk_widget_set_focusable(child, FALSE);
     return GPtr<WebKitWebView>::take(WEBKIT_WEB_VIEW(g_object_ref_sink(view)));
 }
 
@@ -24,41 +30,55 @@ std::string uriOf(WebKitNavigationAction* action) {
     return uri ? uri : "";
 }
 
-/// The load ended because something else took its place, not because anything went wrong.
-bool isGivenUp(const GError* error) {
-    return g_error_matches(error, WEBKIT_NETWORK_ERROR, WEBKIT_NETWORK_ERROR_CANCELLED) ||
-           g_error_matches(error, WEBKIT_POLICY_ERROR,
+/// A response became a download, was ignored, or had nothing to show.
+bool isTurnedAside(const GError* error) {
+    return g_error_matches(error, WEBKIT_POLICY_ERROR,
                            WEBKIT_POLICY_ERROR_FRAME_LOAD_INTERRUPTED_BY_POLICY_CHANGE);
 }
 
-bool decideResponse(WebKitPolicyDecision* decision) {
-    auto* const response = WEBKIT_RESPONSE_POLICY_DECISION(decision);
-    constexpr guint noContent = 204;
-    constexpr guint resetContent = 205;
-    const auto status =
-        webkit_uri_response_get_status_code(webkit_response_policy_decision_get_response(response));
-    if (status == noContent || status == resetContent ||
-        webkit_response_policy_decision_is_mime_type_supported(response))
-        return false;
-    webkit_policy_decision_download(decision);
-    return true;
+/// Another load took its place, or it was stopped.
+bool isGivenUp(const GError* error) {
+    return g_error_matches(error, WEBKIT_NETWORK_ERROR, WEBKIT_NETWORK_ERROR_CANCELLED);
+}
+
+const char* nameOf(EditingCommand command) {
+    switch (command) {
+    case EditingCommand::undo:
+        return WEBKIT_EDITING_COMMAND_UNDO;
+    case EditingCommand::redo:
+        return WEBKIT_EDITING_COMMAND_REDO;
+    case EditingCommand::cut:
+        return WEBKIT_EDITING_COMMAND_CUT;
+    case EditingCommand::copy:
+        return WEBKIT_EDITING_COMMAND_COPY;
+    case EditingCommand::paste:
+        return WEBKIT_EDITING_COMMAND_PASTE;
+    case EditingCommand::pasteAsPlainText:
+        return WEBKIT_EDITING_COMMAND_PASTE_AS_PLAIN_TEXT;
+    case EditingCommand::selectAll:
+        return WEBKIT_EDITING_COMMAND_SELECT_ALL;
+    }
+    return "";
 }
 
 } // namespace
 
 WebKitView::WebKitView(WebKitNetworkSession* session, std::shared_ptr<WebKitTrust> trust,
                        std::shared_ptr<WebKitViews> siblings, GPtr<WebKitSettings> settings)
-    : view_(makeWebView(session, settings.get())),
+    : view_(makeWebView(session, messages_.manager(), settings.get())),
       container_(GPtr<GtkOverlay>::take(GTK_OVERLAY(g_object_ref_sink(gtk_overlay_new())))),
+      panels_(view_.get(), *this),
       trust_(std::move(trust)),
       siblings_(std::move(siblings)) {
     gtk_overlay_set_child(container_.get(), GTK_WIDGET(view_.get()));
+    panels_.onHeldUp = [this] { endHeldUpPage(); };
     connectSignals();
     siblings_->push_back(this);
 }
 
 WebKitView::~WebKitView() {
     connections_.clear();
+    panels_.leave();
     std::erase(*siblings_, this);
     gtk_overlay_set_child(container_.get(), nullptr);
     // The engine would keep the process for a while, and the page's data in it.
@@ -84,23 +104,41 @@ void WebKitView::connectSignals() {
             }));
     connect("load-changed",
             G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent event, Self self) { self->loadChanged(event); }));
-    connect("load-failed",
-            G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent, const char* uri, const GError* error,
-                           Self self) -> gboolean { return self->loadFailed(uri, error); }));
+    connect("load-failed", G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent, const char* uri,
+                                          const GError* error, Self self) -> gboolean {
+                self->loadFailed(uri, error);
+                return TRUE; // otherwise the engine would show a page of its own
+            }));
     connect(
         "load-failed-with-tls-errors",
         G_CALLBACK(+[](WebKitWebView*, const char* uri, GTlsCertificate* certificate, GTlsCertificateFlags,
                        Self self) -> gboolean { return self->certificateRefused(uri, certificate); }));
-    connect("script-dialog", G_CALLBACK(+[](WebKitWebView*, WebKitScriptDialog* dialog,
-                                            Self self) -> gboolean { return self->answerDialog(dialog); }));
-    connect("web-process-terminated",
-            G_CALLBACK(+[](WebKitWebView*, WebKitWebProcessTerminationReason, Self self) { self->left(); }));
+    connect("notify::uri", G_CALLBACK(+[](WebKitWebView* view, GParamSpec*, Self self) {
+                self->movedTo(webkit_web_view_get_uri(view));
+            }));
+    connect("web-process-terminated", G_CALLBACK(+[](WebKitWebView*, WebKitWebProcessTerminationReason reason,
+                                                     Self self) { self->processTerminated(reason); }));
 }
 
-void WebKitView::load(const Url& url) {
+void WebKitView::load(const Url& url, std::chrono::seconds timeout) {
     left();
+    panels_.leave();
     retriesLeft_ = retriesOfOneLoad;
-    webkit_web_view_load_uri(view_.get(), url.text().c_str());
+    timeout_ = timeout;
+    address_ = url.text();
+    expectAnswer();
+    webkit_web_view_load_uri(view_.get(), address_.c_str());
+}
+
+void WebKitView::reload() {
+    panels_.leave();
+    expectAnswer();
+    webkit_web_view_reload(view_.get());
+}
+
+void WebKitView::loadAlternate(const std::string& html, const std::string& failedUrl, const Url& base) {
+    panels_.dismiss();
+    webkit_web_view_load_alternate_html(view_.get(), html.c_str(), failedUrl.c_str(), base.text().c_str());
 }
 
 void WebKitView::prepare() {
@@ -128,6 +166,10 @@ Task<std::optional<Json>> WebKitView::evaluateForResult(std::string body) {
     if (json.is_discarded())
         co_return std::nullopt;
     co_return json;
+}
+
+void WebKitView::execute(EditingCommand command) {
+    webkit_web_view_execute_editing_command(view_.get(), nameOf(command));
 }
 
 void WebKitView::setUnderPageBackground(Color color) {
@@ -170,50 +212,106 @@ void WebKitView::decideNavigation(WebKitPolicyDecision* decision, const std::str
     }
 }
 
+bool WebKitView::decideResponse(WebKitPolicyDecision* decision) {
+    constexpr guint noContent = 204;
+    constexpr guint resetContent = 205;
+    auto* const response = WEBKIT_RESPONSE_POLICY_DECISION(decision);
+    const auto status =
+        webkit_uri_response_get_status_code(webkit_response_policy_decision_get_response(response));
+    if (status == noContent || status == resetContent)
+        return false;
+    const auto ask = this->WebView::decideResponse;
+    const bool showable = webkit_response_policy_decision_is_mime_type_supported(response);
+    switch (ask ? ask(showable) : NavigationPolicy::allow) {
+    case NavigationPolicy::allow:
+        return false;
+    case NavigationPolicy::cancel:
+        webkit_policy_decision_ignore(decision);
+        break;
+    case NavigationPolicy::download:
+        webkit_policy_decision_download(decision);
+        break;
+    }
+    return true;
+}
+
 void WebKitView::requestWindow(WebKitNavigationAction* action) {
     if (const auto tell = onNewWindow)
         tell(uriOf(action));
 }
 
+void WebKitView::movedTo(const char* uri) {
+    if (uri && *uri && std::string_view(uri) != emptyPage)
+        address_ = uri;
+}
+
 void WebKitView::loadChanged(WebKitLoadEvent event) {
-    if (event == WEBKIT_LOAD_STARTED)
+    if (event == WEBKIT_LOAD_STARTED) {
         abandoned_ = false;
-    else if (event == WEBKIT_LOAD_COMMITTED)
+        expectAnswer();
+    } else if (event == WEBKIT_LOAD_COMMITTED) {
         committed();
-    else if (event == WEBKIT_LOAD_FINISHED && !std::exchange(abandoned_, false))
+    } else if (event == WEBKIT_LOAD_FINISHED && !std::exchange(abandoned_, false)) {
         finished();
+    }
 }
 
 void WebKitView::committed() {
-    const char* const uri = webkit_web_view_get_uri(view_.get());
-    // The engine's page about a failure stands under the address that could not be loaded.
-    if (failure_ && uri && failure_->uri == uri)
-        return;
-    failure_.reset();
+    answerLimit_.stop();
+    outOfTime_ = false;
+    // A panel belongs to the page that has just gone.
+    panels_.dismiss();
+    panels_.arrived();
     retriesLeft_ = retriesOfOneLoad;
+    const char* const uri = webkit_web_view_get_uri(view_.get());
     if (uri && std::string_view(uri) == emptyPage)
         left();
 }
 
 void WebKitView::finished() {
+    answerLimit_.stop();
     // The callback may end this object, and with it the callback.
-    if (const auto failure = std::exchange(failure_, std::nullopt)) {
-        if (const auto tell = onFailed)
-            tell(failure->error);
-    } else if (const auto tell = onFinished) {
+    if (const auto tell = onFinished)
         tell();
-    }
 }
 
-bool WebKitView::loadFailed(const char* uri, const GError* error) {
+void WebKitView::expectAnswer() {
+    if (timeout_ > std::chrono::seconds(0))
+        answerLimit_.start(timeout_, [this] { timedOut(); });
+}
+
+void WebKitView::timedOut() {
+    outOfTime_ = true;
+    if (webkit_web_view_get_is_web_process_responsive(view_.get())) {
+        webkit_web_view_stop_loading(view_.get()); // "load-failed" follows
+        return;
+    }
+    webkit_web_view_terminate_web_process(view_.get());
+    tellFailure(LoadFailure{address_, Error("The page does not answer.")});
+}
+
+void WebKitView::loadFailed(const char* uri, const GError* error) {
     abandoned_ = true;
-    if (isGivenUp(error))
-        return false;
+    if (isGivenUp(error) && !std::exchange(outOfTime_, false)) {
+        tellFailure(LoadFailure{uri, Error(error->message, error->code), true});
+        return;
+    }
+    answerLimit_.stop();
+    if (isTurnedAside(error)) {
+        panels_.arrived();
+        tellFailure(LoadFailure{uri, Error(error->message, error->code), true});
+        return;
+    }
     // Now and then this is all that the engine reports of a certificate that it does not trust.
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) && trust_->covers(uri) && retry(uri))
-        return true;
-    failure_ = Failure(uri, Error(error->message, error->code));
-    return false;
+        return;
+    panels_.arrived();
+    tellFailure(LoadFailure{uri, Error(error->message, error->code)});
+}
+
+void WebKitView::tellFailure(LoadFailure failure) {
+    if (const auto tell = onFailed)
+        tell(failure);
 }
 
 bool WebKitView::certificateRefused(const char* uri, GTlsCertificate* certificate) {
@@ -229,12 +327,25 @@ bool WebKitView::retry(const char* uri) {
     return true;
 }
 
-bool WebKitView::answerDialog(WebKitScriptDialog* dialog) {
-    if (departures_.empty() ||
-        webkit_script_dialog_get_dialog_type(dialog) != WEBKIT_SCRIPT_DIALOG_BEFORE_UNLOAD_CONFIRM)
-        return false;
-    webkit_script_dialog_confirm_set_confirmed(dialog, TRUE);
-    return true;
+void WebKitView::processTerminated(WebKitWebProcessTerminationReason reason) {
+    panels_.dismiss();
+    panels_.arrived();
+    answerLimit_.stop();
+    left();
+    if (reason == WEBKIT_WEB_PROCESS_TERMINATED_BY_API)
+        return;
+    // The callback may end this object, and with it the callback.
+    if (const auto tell = onProcessEnded)
+        tell(std::string(address_));
+}
+
+void WebKitView::endHeldUpPage() {
+    // Not from within the page's own question.
+    heldUp_.start(std::chrono::milliseconds(0), [this] {
+        webkit_web_view_terminate_web_process(view_.get());
+        if (departures_.empty())
+            webkit_web_view_load_uri(view_.get(), address_.c_str());
+    });
 }
 
 WebKitView::Departure WebKitView::leavePage() {
@@ -245,23 +356,16 @@ WebKitView::Departure WebKitView::leavePage() {
         return departure;
     }
     departures_.push_back(departure);
-    if (departureLimit_ == 0) {
-        const auto limit = [](gpointer self) -> gboolean {
-            auto* const view = static_cast<WebKitView*>(self)->view_.get();
-            static_cast<WebKitView*>(self)->departureLimit_ = 0;
-            // Ends the departures as well: the page is gone with its process.
-            webkit_web_view_terminate_web_process(view);
-            return G_SOURCE_REMOVE;
-        };
-        departureLimit_ = g_timeout_add(departureLimitInMilliseconds, limit, this);
-    }
+    panels_.leave();
+    if (!departureLimit_.running())
+        // Ends the departures as well: the page is gone with its process.
+        departureLimit_.start(departureLimit, [this] { webkit_web_view_terminate_web_process(view_.get()); });
     webkit_web_view_load_uri(view_.get(), emptyPage);
     return departure;
 }
 
 void WebKitView::left() {
-    if (departureLimit_ != 0)
-        g_source_remove(std::exchange(departureLimit_, 0));
+    departureLimit_.stop();
     // Whoever waits may end this object.
     for (const auto& departure : std::exchange(departures_, {}))
         departure->resolve(Done());

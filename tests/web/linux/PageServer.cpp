@@ -17,6 +17,19 @@ std::string header(SoupServerMessage* message, const char* name) {
     return value ? value : "";
 }
 
+/// Promises more than it sends, and hangs up once that has been written.
+void breakOff(SoupServerMessage* message, const PageServer::Page& page) {
+    auto* const headers = soup_server_message_get_response_headers(message);
+    soup_message_headers_set_content_type(headers, page.type.c_str(), nullptr);
+    soup_message_headers_set_content_length(headers, static_cast<goffset>(page.body.size()) * 2);
+    soup_message_body_append(soup_server_message_get_response_body(message), SOUP_MEMORY_COPY,
+                             page.body.data(), page.body.size());
+    g_signal_connect(message, "wrote-body-data", G_CALLBACK(+[](SoupServerMessage* broken, guint, gpointer) {
+                         g_socket_shutdown(soup_server_message_get_socket(broken), TRUE, TRUE, nullptr);
+                     }),
+                     nullptr);
+}
+
 } // namespace
 
 PageServer::PageServer(GTlsCertificate* certificate)
@@ -64,6 +77,13 @@ void PageServer::answer(SoupServer*, SoupServerMessage* message, const char* pat
     if (!page.location.empty())
         soup_message_headers_replace(soup_server_message_get_response_headers(message), "Location",
                                      page.location.c_str());
+    for (const auto& [name, value] : page.headers)
+        soup_message_headers_append(soup_server_message_get_response_headers(message), name.c_str(),
+                                    value.c_str());
+    if (page.breaksOff) {
+        breakOff(message, page);
+        return;
+    }
     soup_server_message_set_response(message, page.type.c_str(), SOUP_MEMORY_COPY, page.body.data(),
                                      page.body.size());
 }

@@ -18,6 +18,8 @@ public:
         std::string type = "text/html";
         unsigned status = 200;
         std::string location = {}; ///< where a redirection leads
+        std::map<std::string, std::string> headers = {};
+        bool breaksOff = false; ///< the connection goes when half of it has been sent
     };
     /// What was asked for, in its order.
     struct Request {

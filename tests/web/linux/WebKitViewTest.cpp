@@ -1,3 +1,4 @@
+#include "Browser.h"
 #include "CertificateAuthority.h"
 #include "EngineFolder.h"
 #include "EngineProcess.h"
@@ -5,7 +6,6 @@
 #include "Ticker.h"
 #include "demo/Certificate.h"
 #include "linux/MainLoop.h"
-#include "web/linux/WebEngine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,62 +24,6 @@ using testing::Not;
 namespace {
 
 namespace fs = std::filesystem;
-
-/// A view in a window, what it has reported, and the engine behind it.
-class Browser {
-public:
-    Browser(const Url& origin, const std::string& pem) {
-        const auto folder = newEngineFolder();
-        WebEngine::Options options = {.data = folder / "data",
-                                      .cache = folder / "cache",
-                                      .origin = origin,
-                                      .trusted = std::nullopt,
-                                      .acceleration = false};
-        if (!pem.empty()) {
-            options.trusted = folder / "trusted.pem";
-            std::ofstream(*options.trusted) << pem;
-        }
-        engine_ = loadWebEngine(options);
-        gtk_window_set_default_size(GTK_WINDOW(window_.get()), 640, 480);
-        makeView();
-    }
-    Browser(const Browser&) = delete;
-    Browser& operator=(const Browser&) = delete;
-    ~Browser() { gtk_window_destroy(GTK_WINDOW(window_.get())); }
-
-    void makeView() {
-        view = engine_->makeView();
-        view->onFinished = [this] { finished += 1; };
-        view->onFailed = [this](const Error& failure) { failures.emplace_back(failure.what()); };
-        gtk_window_set_child(GTK_WINDOW(window_.get()), view->widget());
-        gtk_window_present(GTK_WINDOW(window_.get()));
-        gtk_widget_child_focus(view->widget(), GTK_DIR_TAB_FORWARD);
-    }
-
-    /// Loads the page and waits for what becomes of it: true when it was shown.
-    bool shows(const Url& url) {
-        const auto before = finished;
-        const auto failuresBefore = failures.size();
-        view->load(url);
-        MainLoop::runUntil([&] { return finished > before || failures.size() > failuresBefore; });
-        return finished > before;
-    }
-    /// What the page answers to the body of an asynchronous function; null for none.
-    Json ask(const std::string& body) {
-        return MainLoop::finish(view->evaluateForResult(body)).value_or(nullptr);
-    }
-    WebDataStore& store() { return engine_->dataStore(); }
-    WebEngine& engine() { return *engine_; }
-
-private:
-    GPtr<GtkWidget> window_ = GPtr<GtkWidget>::share(gtk_window_new());
-    std::unique_ptr<WebEngine> engine_;
-
-public:
-    std::unique_ptr<GtkWebView> view;
-    int finished = 0;
-    std::vector<std::string> failures;
-};
 
 const std::string hello = "<!doctype html><title>hello</title><p>hello";
 
@@ -189,15 +133,19 @@ TEST_F(WebKitView, staysWhereItIsWhenAnAnswerIsNoPage) {
     server.pages["/nothing"] = PageServer::Page("", "text/html", 204);
     Browser browser(server.origin(), certificate.pem);
     ASSERT_TRUE(browser.shows(server.url("/")));
-    const fs::path saved = fs::path(g_get_home_dir()) / "archive.zip";
-    const Ticker ticker;
-    browser.view->load(server.url("/archive.zip"));
-    MainLoop::runUntil([&] { return fs::exists(saved) && fs::file_size(saved) == 2; });
-    browser.view->load(server.url("/nothing"));
+    const auto saved = newEngineFolder() / "archive.zip";
+    bool finished = false;
+    browser.view->onDownload = [&](const std::shared_ptr<Download>& download) {
+        download->decideDestination = [&](const std::string&) { return saved; };
+        download->onFinished = [&] { finished = true; };
+    };
+    browser.view->load(server.url("/archive.zip"), Browser::patience);
+    MainLoop::runUntil([&] { return finished; });
+    EXPECT_EQ(fs::file_size(saved), 2);
+    browser.view->load(server.url("/nothing"), Browser::patience);
     MainLoop::runUntil([&] { return server.wasAsked("/nothing"); });
     // A request of the page may be broken off by the load that comes to nothing.
     EXPECT_EQ(browser.ask("for (;;) try { await fetch('/'); return location.pathname } catch {}"), "/");
-    EXPECT_FALSE(fs::exists(saved.parent_path() / "nothing"));
     EXPECT_THAT(browser.failures, IsEmpty());
     EXPECT_EQ(browser.finished, 1);
 }
@@ -205,7 +153,7 @@ TEST_F(WebKitView, staysWhereItIsWhenAnAnswerIsNoPage) {
 TEST_F(WebKitView, reportsAnUnreachableServerOnceAndASupersededLoadNotAtAll) {
     server.silentPath = "/silent";
     Browser browser(server.origin(), certificate.pem);
-    browser.view->load(server.url("/silent"));
+    browser.view->load(server.url("/silent"), Browser::patience);
     MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
     EXPECT_TRUE(browser.shows(server.url("/")));
     EXPECT_THAT(browser.failures, IsEmpty());
@@ -320,7 +268,7 @@ TEST_F(WebKitView, mayEndAtAnyMoment) {
     server.silentPath = "/silent";
     Browser browser(server.origin(), certificate.pem);
 
-    browser.view->load(server.url("/silent"));
+    browser.view->load(server.url("/silent"), Browser::patience);
     MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
     browser.view.reset();
 
@@ -329,12 +277,12 @@ TEST_F(WebKitView, mayEndAtAnyMoment) {
         browser.view.reset();
         return NavigationPolicy::cancel;
     };
-    browser.view->load(server.url("/"));
+    browser.view->load(server.url("/"), Browser::patience);
     MainLoop::runUntil([&] { return !browser.view; });
 
     browser.makeView();
     browser.view->onFinished = [&] { browser.view.reset(); };
-    browser.view->load(server.url("/"));
+    browser.view->load(server.url("/"), Browser::patience);
     MainLoop::runUntil([&] { return !browser.view; });
 
     // A page that is still being asked answers nothing, and one that is being left is gone.

@@ -1,0 +1,56 @@
+#include "application/linux/ActivationMonitor.h"
+
+namespace {
+
+/// A window loses the keyboard before the next one gets it.
+constexpr std::chrono::milliseconds handOver(50);
+
+bool hasKeyboard() {
+    auto* const windows = gtk_window_get_toplevels();
+    for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
+        const auto window = GPtr<GtkWindow>::take(GTK_WINDOW(g_list_model_get_item(windows, i)));
+        if (gtk_window_is_active(window.get()))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+ActivationMonitor::ActivationMonitor() {
+    auto* const windows = gtk_window_get_toplevels();
+    const auto changed =
+        +[](GListModel*, guint, guint, guint, ActivationMonitor* self) { self->watchWindows(); };
+    list_ = SignalConnection(windows, g_signal_connect(windows, "items-changed", G_CALLBACK(changed), this));
+    watchWindows();
+}
+
+void ActivationMonitor::watchWindows() {
+    windows_.clear();
+    const auto changed = +[](GtkWindow*, GParamSpec*, ActivationMonitor* self) { self->windowChanged(); };
+    auto* const windows = gtk_window_get_toplevels();
+    for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
+        const auto window = GPtr<GtkWindow>::take(GTK_WINDOW(g_list_model_get_item(windows, i)));
+        windows_.emplace_back(window.get(),
+                              g_signal_connect(window.get(), "notify::is-active", G_CALLBACK(changed), this));
+    }
+    windowChanged();
+}
+
+void ActivationMonitor::windowChanged() {
+    if (hasKeyboard())
+        settle();
+    else if (active_)
+        settling_.start(handOver, [this] { settle(); });
+}
+
+void ActivationMonitor::settle() {
+    settling_.stop();
+    const auto now = hasKeyboard();
+    if (now == active_)
+        return;
+    active_ = now;
+    const auto& tell = now ? onActivated : onDeactivated;
+    if (tell)
+        tell();
+}

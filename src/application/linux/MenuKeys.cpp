@@ -1,0 +1,54 @@
+#include "application/linux/MenuKeys.h"
+
+#include "application/linux/Accelerator.h"
+#include "application/linux/EditTarget.h"
+
+#include <gtkmm/shortcutaction.h>
+#include <gtkmm/shortcutcontroller.h>
+#include <gtkmm/shortcuttrigger.h>
+
+namespace {
+
+bool alwaysWins(const MenuItem& item) {
+    if (item.target == MenuItem::Target::responderChain)
+        return !EditTarget::commandOf(item.command);
+    return item.command == MenuCommand::lockNow;
+}
+
+void attach(Gtk::Window& window, const Glib::RefPtr<Gio::ListStore<Gtk::Shortcut>>& keys,
+            Gtk::PropagationPhase phase) {
+    const auto controller = Gtk::ShortcutController::create(keys);
+    controller->set_propagation_phase(phase);
+    window.add_controller(controller);
+}
+
+} // namespace
+
+MenuKeys::MenuKeys(ActionName actionName)
+    : actionName_(std::move(actionName)),
+      first_(Gio::ListStore<Gtk::Shortcut>::create()),
+      last_(Gio::ListStore<Gtk::Shortcut>::create()) {}
+
+void MenuKeys::set(const Menus& menus) {
+    first_->remove_all();
+    last_->remove_all();
+    for (const auto& menu : menus.menus())
+        for (const auto& section : menu.sections)
+            for (const auto& item : section) {
+                const auto accelerator =
+                    item.keyEquivalent ? Accelerator::of(*item.keyEquivalent) : std::nullopt;
+                if (!accelerator || item.command == MenuCommand::terminate)
+                    continue;
+                const auto& keys = alwaysWins(item) && !accelerator->typesText() ? first_ : last_;
+                for (const auto key : accelerator->keys())
+                    keys->append(Gtk::Shortcut::create(
+                        Gtk::KeyvalTrigger::create(key,
+                                                   static_cast<Gdk::ModifierType>(accelerator->modifiers)),
+                        Gtk::NamedAction::create(actionName_(item.command))));
+            }
+}
+
+void MenuKeys::attachTo(Gtk::Window& window) {
+    attach(window, first_, Gtk::PropagationPhase::CAPTURE);
+    attach(window, last_, Gtk::PropagationPhase::BUBBLE);
+}

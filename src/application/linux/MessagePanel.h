@@ -1,0 +1,50 @@
+#pragma once
+
+#include "application/linux/OpenPanel.h"
+
+#include <gtkmm/box.h>
+#include <gtkmm/scrolledwindow.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+/// A message with "OK" or a question with "OK" and "Cancel" in a small window: the title in bold, below it
+/// the text as it stands, which scrolls when it is long and ends in "…" when nobody could read it all. Return
+/// presses the button with the keyboard, "OK" at first; Escape is "Cancel" or, for a message, closes it; the
+/// page keys scroll.
+class MessagePanel : public OpenPanel, public std::enable_shared_from_this<MessagePanel> {
+public:
+    enum class Kind { message, question };
+
+    struct Content {
+        Kind kind = Kind::message;
+        std::string title; ///< of the window too
+        std::string text;
+        std::string okLabel = "OK";
+        std::string cancelLabel = "Cancel";
+    };
+    /// How it was closed: with one of its buttons or without them.
+    enum class Answer { ok, cancel, givenUp };
+
+    /// `answered` is called once at most, when the panel is off the screen. It may let go of the panel.
+    static std::shared_ptr<MessagePanel> make(const Content& content, std::function<void(Answer)> answered);
+    ~MessagePanel() override;
+
+    void present(Gtk::Window& parent) override;
+    void hide() override;
+    void close() override;
+
+private:
+    explicit MessagePanel(std::function<void(Answer)> answered);
+
+    void build(const Content& content);
+    void addButton(Gtk::Box& row, const std::string& label, Answer answer);
+    void addKeys(Gtk::ScrolledWindow& text);
+    void answer(Answer answer);
+    /// A handler that does nothing once the panel is gone.
+    std::function<void()> answering(Answer answer);
+
+    std::function<void(Answer)> answered_;
+    std::unique_ptr<Gtk::Window> window_; ///< none once it has been answered or closed
+};

@@ -1,0 +1,37 @@
+#include "application/linux/NotificationPanel.h"
+
+#include <utility>
+
+void NotificationPanel::setPanels(GtkPanels* panels) {
+    panels_ = panels;
+    panel_.reset();
+    settle(Answer::dismissed);
+}
+
+Task<NotificationQuestion::Answer> NotificationPanel::ask() {
+    if (!panels_)
+        co_return Answer::dismissed;
+    const auto answer = std::make_shared<Completion<Answer>>();
+    waiting_ = answer;
+    MessagePanel::Content content;
+    content.kind = MessagePanel::Kind::question;
+    content.title = "“brisko” would like to send you notifications";
+    content.text =
+        "They remind you of your tasks with a message, a sound and a number on the program’s icon, "
+        "also while brisko is closed.";
+    content.okLabel = "Allow";
+    content.cancelLabel = "Don’t Allow";
+    panel_ = panels_->ask(content, [this](MessagePanel::Answer given) {
+        using Given = MessagePanel::Answer;
+        panel_.reset();
+        settle(given == Given::ok       ? Answer::allow
+               : given == Given::cancel ? Answer::dontAllow
+                                        : Answer::dismissed);
+    });
+    co_return co_await answer->settlement();
+}
+
+void NotificationPanel::settle(Answer answer) {
+    if (const auto waiting = std::exchange(waiting_, nullptr))
+        waiting->resolve(answer);
+}

@@ -1,0 +1,77 @@
+#include "lock/AppLock.h"
+
+#include <utility>
+
+std::shared_ptr<AppLock> AppLock::make(UserDefaults& defaults, OwnerAuthentication& owner, Window& window,
+                                       MainQueue& queue) {
+    // The constructor is private, so that every lock is owned the way its questions rely on.
+    return std::shared_ptr<AppLock>(new AppLock(defaults, owner, window, queue));
+}
+
+AppLock::AppLock(UserDefaults& defaults, OwnerAuthentication& owner, Window& window, MainQueue& queue)
+    : preferences_(defaults), owner_(owner), window_(window), queue_(queue) {}
+
+void AppLock::hide() {
+    active_ = false;
+    if (preferences_.enabled() && !window_.isCovered())
+        window_.cover();
+}
+
+void AppLock::challenge() {
+    active_ = true;
+    const auto answer = std::exchange(answer_, std::nullopt);
+    if (!preferences_.enabled()) {
+        window_.uncover();
+        return;
+    }
+    if (answer == true && !prompting_) {
+        window_.uncover();
+        return;
+    }
+    if (!window_.isCovered())
+        window_.cover();
+    if (prompting_ || answer)
+        return;
+    prompting_ = true;
+    spawn(unlock());
+}
+
+Task<> AppLock::unlock() {
+    const auto self = shared_from_this();
+    auto proving = prove("unlock brisko");
+    const auto proved = co_await std::move(proving);
+    prompting_ = false;
+    if (proved && active_)
+        window_.uncover();
+    else if (!proved && !active_)
+        awaitReturn(false);
+}
+
+Task<bool> AppLock::prove(std::string reason) {
+    const auto self = shared_from_this();
+    auto waiting = turns_.next();
+    const auto turn = co_await std::move(waiting);
+    auto asking = owner_.authenticate(std::move(reason));
+    const auto proved = co_await std::move(asking);
+    if (proved && !active_)
+        awaitReturn(true);
+    co_return proved;
+}
+
+void AppLock::awaitReturn(bool proved) {
+    answer_ = proved;
+    answers_ += 1;
+    queue_.after(returnTime, [weak = weak_from_this(), count = answers_] {
+        const auto self = weak.lock();
+        if (self && self->answers_ == count)
+            self->answer_.reset();
+    });
+}
+
+Task<AppLock::Biometry> AppLock::biometry() {
+    auto looking = owner_.kind();
+    const auto kind = co_await std::move(looking);
+    if (kind == OwnerAuthentication::Kind::none)
+        co_return Biometry(false, "none");
+    co_return Biometry(true, kind == OwnerAuthentication::Kind::finger ? "touchId" : "passcode");
+}

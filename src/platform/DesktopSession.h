@@ -1,0 +1,14 @@
+#pragma once
+
+#include <functional>
+
+/// The person's session on this machine: when it is locked, and when the machine goes to sleep.
+class DesktopSession {
+public:
+    virtual ~DesktopSession() = default;
+
+    /// The session has been locked. Never called for unlocking.
+    std::function<void()> onLocked;
+    /// The machine is about to sleep, and waits, for a while, until `ready` is called.
+    std::function<void(std::function<void()> ready)> onSleep;
+};

@@ -1,0 +1,173 @@
+#pragma once
+
+#include "fakes/FakeDock.h"
+#include "platform/Download.h"
+#include "platform/DownloadFolder.h"
+#include "platform/Panels.h"
+#include "platform/Task.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// A folder in memory, with the names of the files in it.
+class FakeDownloadFolder : public DownloadFolder {
+public:
+    std::optional<std::filesystem::path> folder = "/home/ada/Downloads";
+    std::set<std::filesystem::path> files;
+    std::vector<std::filesystem::path> announced;
+    std::optional<Error> missing; ///< the folder cannot be made
+    std::optional<Error> refusal; ///< nothing can be placed
+    bool hold = false;            ///< what has arrived waits for `release` before it is on the disk
+
+    std::optional<std::filesystem::path> path() override {
+        if (missing)
+            throw *missing;
+        return folder;
+    }
+    bool exists(const std::filesystem::path& file) const override { return files.contains(file); }
+    Task<> settle(std::filesystem::path) override {
+        if (!hold)
+            co_return;
+        const auto gate = std::make_shared<Completion<Done>>();
+        gate_ = gate;
+        co_await gate->settlement();
+    }
+    bool place(const std::filesystem::path& partial, const std::filesystem::path& file) override {
+        if (refusal)
+            throw *refusal;
+        if (!files.contains(partial))
+            throw Error("No such file or directory");
+        if (!files.insert(file).second)
+            return false;
+        files.erase(partial);
+        return true;
+    }
+    void discard(const std::filesystem::path& partial) override { files.erase(partial); }
+    void announce(const std::filesystem::path& file) override { announced.push_back(file); }
+
+    void release() { std::exchange(gate_, nullptr)->resolve(Done()); }
+    void release(const Error& failure) {
+        std::exchange(gate_, nullptr)->fail(std::make_exception_ptr(failure));
+    }
+    /// The names in the folder, in alphabetical order.
+    std::vector<std::string> names() const {
+        std::vector<std::string> result;
+        for (const auto& file : files)
+            result.push_back(file.filename());
+        return result;
+    }
+
+private:
+    std::shared_ptr<Completion<Done>> gate_;
+};
+
+/// A download that the test drives: `begin`, then one of `finish`, `fail` and `cancel`. It writes into the
+/// fake folder, and ends only once.
+class FakeDownload : public Download {
+public:
+    explicit FakeDownload(FakeDownloadFolder& disk) : disk_(disk) {}
+
+    std::optional<std::filesystem::path> destination;
+    bool cancelled = false;
+
+    /// Asks where to; the file is there from then on, unless the answer has cancelled the download.
+    void begin(const std::string& suggestedName) {
+        destination = decideDestination(suggestedName);
+        if (!destination)
+            cancel();
+        else if (!cancelled && !disk_.files.insert(*destination).second)
+            throw std::logic_error("there is a file already: " + destination->string());
+    }
+    void progress(double fraction) {
+        if (onProgress)
+            onProgress(fraction);
+    }
+    void finish() {
+        if (end() && onFinished)
+            onFinished();
+    }
+    void fail(const Error& error) {
+        if (end() && onFailed)
+            onFailed(error);
+    }
+    void cancel() override {
+        if (!end())
+            return;
+        cancelled = true;
+        if (onCancelled)
+            onCancelled();
+    }
+
+private:
+    bool end() { return !std::exchange(ended_, true); }
+
+    FakeDownloadFolder& disk_;
+    bool ended_ = false;
+};
+
+/// Panels that stay open until the test answers them or their handle is let go.
+class FakePanels : public Panels {
+public:
+    enum class Kind { alert, confirm, files };
+
+    struct Panel {
+        Kind kind = Kind::alert;
+        std::string title;
+        std::string message;
+        FileChoice choice;
+        std::function<void(bool ok, std::vector<std::filesystem::path> paths)> answer;
+    };
+
+    int shown = 0; ///< since the start
+
+    Handle alert(const std::string& title, const std::string& message,
+                 std::function<void()> closed) override {
+        return show({Kind::alert, title, message, {}, [closed](bool, const auto&) { closed(); }});
+    }
+    Handle confirm(const std::string& title, const std::string& message,
+                   std::function<void(bool)> answered) override {
+        return show({Kind::confirm, title, message, {}, [answered](bool ok, const auto&) { answered(ok); }});
+    }
+    Handle chooseFiles(const FileChoice& choice,
+                       std::function<void(std::vector<std::filesystem::path>)> chosen) override {
+        return show({Kind::files, "", "", choice, [chosen](bool, auto paths) { chosen(std::move(paths)); }});
+    }
+
+    /// Those on the screen, the oldest first.
+    std::vector<std::shared_ptr<const Panel>> open() const {
+        std::vector<std::shared_ptr<const Panel>> result;
+        for (const auto& entry : panels_)
+            if (auto panel = entry.lock())
+                result.push_back(std::move(panel));
+        return result;
+    }
+    /// What a person does with the one at `index` of those on the screen: "OK" or the other way out, and the
+    /// files that were chosen.
+    void answer(bool ok = true, std::vector<std::filesystem::path> paths = {}, std::size_t index = 0) {
+        std::erase_if(panels_, [](const auto& entry) { return entry.expired(); });
+        if (index >= panels_.size())
+            throw std::logic_error("no panel is open");
+        const auto panel = panels_[index].lock();
+        panels_.erase(panels_.begin() + static_cast<std::ptrdiff_t>(index));
+        panel->answer(ok, std::move(paths));
+    }
+
+private:
+    Handle show(Panel panel) {
+        shown += 1;
+        auto entry = std::make_shared<Panel>(std::move(panel));
+        panels_.push_back(entry);
+        return entry;
+    }
+
+    std::vector<std::weak_ptr<Panel>> panels_;
+};

@@ -1,0 +1,117 @@
+#pragma once
+
+#include "platform/Error.h"
+#include "reminders/agent/AgentPorts.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// The agent's files in memory, as text. They outlive the agent.
+class FakeReminderStore : public ReminderStore {
+public:
+    std::string pending;
+    std::vector<std::string> log;
+    bool full = false;
+    bool permitted = true;
+    int saved = 0;
+
+    PendingList loadPending() override { return PendingList::decode(pending).value_or(PendingList()); }
+    std::vector<DeliveryEvent> loadDeliveries() override {
+        std::vector<DeliveryEvent> events;
+        for (const auto& line : log)
+            if (const auto event = DeliveryEvent::decode(line))
+                events.push_back(*event);
+        return events;
+    }
+    void savePending(const PendingList& list) override {
+        refuseWhenFull();
+        pending = list.encode();
+        saved += 1;
+    }
+    void append(const DeliveryEvent& event) override {
+        refuseWhenFull();
+        log.push_back(event.encode());
+    }
+    void restartLog(const std::vector<DeliveryEvent>& events) override {
+        refuseWhenFull();
+        log.clear();
+        for (const auto& event : events)
+            log.push_back(event.encode());
+    }
+    bool isPermitted() const override { return permitted; }
+
+private:
+    void refuseWhenFull() const {
+        if (full)
+            throw Error("No space left on device");
+    }
+};
+
+/// A screen. With `hold` set, a notification is under way until `release`.
+class FakeNotificationServer : public NotificationServer {
+public:
+    struct Shown {
+        std::uint32_t id;
+        std::string title;
+    };
+
+    std::string running = "first"; ///< its name; empty when there is none
+    std::vector<std::string> sent; ///< the titles of all that has been sent, in order
+    std::map<std::uint32_t, std::string> onScreen;
+    bool hold = false;
+    Outcome outcome = Outcome::shown;
+    Listening listening = Listening::off;
+
+    std::string name() const override { return running; }
+    Task<bool> prepare() override { co_return !running.empty(); }
+    Task<Sent> show(NotificationRequest request, std::optional<std::uint32_t> replaced) override {
+        sent.push_back(request.title);
+        if (hold) {
+            gate_ = std::make_shared<Completion<Done>>();
+            const auto gate = gate_;
+            co_await gate->settlement();
+        }
+        if (outcome != Outcome::shown)
+            co_return Sent(outcome);
+        const auto id = replaced ? *replaced : ++last_;
+        onScreen[id] = request.title;
+        co_return Sent(outcome, id);
+    }
+    void close(std::uint32_t id) override { onScreen.erase(id); }
+    void listen(Listening wanted) override { listening = wanted; }
+
+    void release() { std::exchange(gate_, nullptr)->resolve(Done()); }
+    /// It ends, and with it what is on the screen.
+    void vanish() {
+        running.clear();
+        onScreen.clear();
+        onVanished();
+    }
+    void appear(const std::string& name) {
+        running = name;
+        onAppeared();
+    }
+
+private:
+    std::uint32_t last_ = 0;
+    std::shared_ptr<Completion<Done>> gate_;
+};
+
+class FakeAlarmClock : public AlarmClock {
+public:
+    std::optional<std::chrono::sys_seconds> moment;
+
+    void set(std::optional<std::chrono::sys_seconds> wanted) override { moment = wanted; }
+};
+
+class FakeShellLauncher : public ShellLauncher {
+public:
+    std::vector<std::string> opened; ///< "command token"
+
+    void open(std::vector<std::string> command, std::string token) override {
+        opened.push_back((command.empty() ? "" : command[0]) + " " + token);
+    }
+};

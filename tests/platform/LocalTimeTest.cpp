@@ -1,0 +1,68 @@
+#include "platform/LocalTime.h"
+
+#include "fakes/FakeNotifications.h"
+
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+using namespace std::chrono;
+
+namespace {
+
+/// New York in 2026: clocks go from 02:00 to 03:00 on March 8 and from 02:00 to 01:00 on November 1.
+FakeTimeZone newYork() {
+    FakeTimeZone zone;
+    zone.offset = -5h;
+    zone.changes = {{sys_days(2026y / March / 8) + 7h, -4h}, {sys_days(2026y / November / 1) + 6h, -5h}};
+    return zone;
+}
+
+} // namespace
+
+TEST(LocalTime, findsTheMomentsOfAMinuteAlsoWhereClocksAreSet) {
+    const auto zone = newYork();
+    const struct {
+        LocalMinute minute;
+        std::vector<sys_seconds> moments;
+    } cases[] = {
+        {{2026, 3, 8, 1, 59}, {sys_days(2026y / March / 8) + 6h + 59min}},
+        {{2026, 3, 8, 2, 30}, {sys_days(2026y / March / 8) + 7h + 30min}}, // 03:30
+        {{2026, 3, 8, 3, 0}, {sys_days(2026y / March / 8) + 7h}},
+        {{2026, 11, 1, 0, 59}, {sys_days(2026y / November / 1) + 4h + 59min}},
+        {{2026, 11, 1, 1, 30},
+         {sys_days(2026y / November / 1) + 5h + 30min, sys_days(2026y / November / 1) + 6h + 30min}},
+        {{2026, 11, 1, 2, 0}, {sys_days(2026y / November / 1) + 7h}},
+        {{2028, 2, 29, 23, 59}, {sys_days(2028y / March / 1) + 4h + 59min}},
+    };
+    for (const auto& [minute, moments] : cases) {
+        EXPECT_EQ(LocalTime::momentsOf(minute, zone), moments) << minute.hour << ":" << minute.minute;
+        EXPECT_EQ(LocalTime::minuteOf(moments.back() + 59s, zone).minute, minute.minute);
+    }
+    EXPECT_EQ(LocalTime::minuteOf(sys_days(2026y / March / 8) + 7h + 30min, zone),
+              (LocalMinute{2026, 3, 8, 3, 30}));
+}
+
+TEST(LocalTime, readsBackWhatItShowsAsFarAsTheCalendarGoes) {
+    const auto zone = newYork();
+    for (const auto& moment : {sys_seconds(0s), sys_seconds(-3600s), sys_seconds(9'404'118'120'000s),
+                               sys_seconds(9'223'372'036'854'720s), sys_seconds(253402300740s)}) {
+        const auto moments = LocalTime::momentsOf(LocalTime::minuteOf(moment, zone), zone);
+        EXPECT_EQ(moments, std::vector{moment});
+    }
+}
+
+TEST(LocalTime, knowsWhenTheNextDayBeginsAlsoOnesWithoutAMidnight) {
+    auto zone = newYork();
+    EXPECT_EQ(LocalTime::startOfTomorrow(sys_days(2026y / December / 31) + 20h, zone),
+              sys_days(2027y / January / 1) + 5h);
+    EXPECT_EQ(LocalTime::startOfTomorrow(sys_days(2026y / November / 1) + 5h, zone),
+              sys_days(2026y / November / 2) + 5h);
+    // Clocks go from 24:00 to 01:00, as they did in São Paulo.
+    zone.changes = {{sys_days(2026y / March / 8) + 5h, -4h}};
+    EXPECT_EQ(LocalTime::startOfTomorrow(sys_days(2026y / March / 7) + 20h, zone),
+              sys_days(2026y / March / 8) + 5h);
+    // They go back from 24:00 to 23:00: midnight comes an hour later.
+    zone.changes = {{sys_days(2026y / March / 8) + 5h, -6h}};
+    EXPECT_EQ(LocalTime::startOfTomorrow(sys_days(2026y / March / 7) + 20h, zone),
+              sys_days(2026y / March / 8) + 6h);
+}
