@@ -1,9 +1,7 @@
 #include "application/Menus.h"
-#include "tests/fakes/FakePlatform.h"
+#include "fakes/FakePlatform.h"
 
 #include <benchmark/benchmark.h>
-
-#include <cstdio>
 
 namespace {
 

@@ -37,6 +37,10 @@ void say(const Json& line) {
     std::cout << line.dump() << std::endl;
 }
 
+void setName(Gtk::Entry& entry, const char* name) {
+    gtk_accessible_update_property(GTK_ACCESSIBLE(entry.gobj()), GTK_ACCESSIBLE_PROPERTY_LABEL, name, -1);
+}
+
 /// A plain page: something to read, to write and to open.
 class Page {
 public:
@@ -70,7 +74,7 @@ public:
         window_.set_title("brisko");
         window_.set_default_size(820, 560);
         application_->add_window(window_);
-        passcode_.set_placeholder_text("Passcode");
+        setName(passcode_, "Passcode");
         passcode_.set_valign(Gtk::Align::CENTER);
         window_.set_child(layers_.widget());
         layers_.setContent(page_->widget());

@@ -8,7 +8,7 @@ import unittest
 
 from PIL import ImageGrab
 
-from desktop import DEADLINE, Journey, Program, press, type_text, until, xdotool
+from desktop import DEADLINE, Atspi, Journey, Program, press, type_text, until, xdotool
 
 WINDOW = os.environ["BRISKO_LOCK_WINDOW"]
 PAGE = ("Secret plan", "Note", "Menu of Secret plan", "Item of Secret plan")
@@ -101,7 +101,7 @@ class Layers(Locks):
         self.assertEqual(self.window.see("Note", "text").text[-1:], "?")
 
     def test_an_open_menu_and_panels_go_with_the_page_and_panels_return(self):
-        self.window.click("Menu of Secret plan")
+        press("Tab", "space")
         self.window.see("Item of Secret plan")
         self.window.do("lock")
         self.window.see_focus("Passcode")
@@ -245,11 +245,14 @@ class Settings(Locks):
     def test_minutes_are_typed_and_stepped_in_the_digits_of_any_script(self):
         self.open("1234")
         self.window.click("After", "text")
-        for typed, shown, stored in (("0", "0", 1), ("999", "999", 240), ("٤٢", "٤٢", 42), ("1", "1", 1)):
+        for typed, stored in (("0", 1), ("999", 240), ("٤٢", 42), ("1", 1)):
             press("ctrl+a")
-            type_text(typed)
+            if typed.isascii():
+                type_text(typed)
+            else:  # that no key of this keyboard types
+                Atspi.EditableText.set_text_contents(self.window.look("After", "text").accessible, typed)
             self.see_preference("lock.minutes", stored)
-            until(f"'{shown}'", lambda: self.window.look("After", "text").text == shown)
+            self.assertEqual(self.window.look("After", "text").text, typed)
         self.window.see("minute of no typing or clicking", "label")
         press("ctrl+a")
         type_text("soon")

@@ -135,7 +135,8 @@ class MenuJourney(Journey):
     def setUp(self):
         super().setUp()
         self.service = self.run_service()
-        self.program = self.open_program(self.service, environment=self.install_browser())
+        self.environment = self.install_browser()
+        self.program = self.open_program(self.service, environment=self.environment)
         self.menus = Menus(self.program)
         self.program.see_focus(IDENTIFIER)
 
@@ -400,7 +401,7 @@ class Window(MenuJourney):
         self.assertEqual(self.program.exit_status(), 0)
 
     def start_again(self):
-        self.program = self.menus.program = self.open_program(self.service)
+        self.program = self.menus.program = self.open_program(self.service, environment=self.environment)
         self.program.see_focus(IDENTIFIER)
 
     def test_the_size_of_the_window_is_kept(self):

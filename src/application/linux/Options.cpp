@@ -78,6 +78,14 @@ void check(const Options& options) {
 
 } // namespace
 
+Profile Options::chooseProfile() const {
+    if (profile)
+        return Profile::under(*profile);
+    if (demo)
+        return Profile::under(std::filesystem::path(g_get_user_data_dir()) / "brisko-demo");
+    return Profile::ofUser();
+}
+
 Options Options::parse(const std::vector<std::string>& arguments) {
     std::string name = "brisko";
     std::vector<std::string> copies = arguments;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Url.h"
+#include "platform/linux/Profile.h"
 
 #include <filesystem>
 #include <optional>
@@ -18,6 +19,9 @@ struct Options {
     std::optional<std::filesystem::path> profile;   ///< absolute
     std::optional<std::filesystem::path> tour;      ///< absolute
     std::vector<std::string> urls;
+
+    /// Where a program with these options keeps its files.
+    Profile chooseProfile() const;
 
     /// Reads the arguments after the program's name. Throws Error with a sentence for the terminal when they
     /// make no sense.

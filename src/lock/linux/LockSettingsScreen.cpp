@@ -180,6 +180,7 @@ void LockSettingsScreen::buildAutoLock() {
     minutes_.add_css_class("minutes");
     minutes_.set_size_request(minutesWidth, -1);
     minutes_.set_hexpand(false);
+    gtk_editable_set_max_width_chars(GTK_EDITABLE(minutes_.get_first_child()->gobj()), 1);
     minutes_.setAccessibleName(view_->minutesLabel());
     minutes_.setPurpose(Gtk::InputPurpose::DIGITS);
     minutes_.onTyped = [this](std::string_view text) {
