@@ -25,7 +25,7 @@ extern "C" void brisko_register_resource();
 /// ask for them:
 ///
 ///     ["lock"]   ["unlock"]   ["cover"]   ["uncover"]   ["drawn"]   ["replace"] the content
-///     ["alert", TITLE]   ["let-go"]   ["window", TITLE] of no concern to the lock
+///     ["alert", TITLE]   ["files"]   ["let-go"]   ["window", TITLE] of no concern to the lock
 ///     ["passcode", CODE]   ["settings", CAN SET A PASSCODE]   ["dismiss"]   ["disk", IS FULL]
 ///     ["preferences"]   ["uses"] of keyboard and pointer since the last time
 ///
@@ -115,6 +115,8 @@ private:
             replace();
         else if (what == "alert")
             alert_ = panels_.alert(request[1], "From the page", [] { say("closed"); });
+        else if (what == "files")
+            alert_ = panels_.chooseFiles({}, [](const auto& files) { say(files.size()); });
         else if (what == "let-go")
             alert_.reset();
         else if (what == "window")

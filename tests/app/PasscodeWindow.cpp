@@ -4,6 +4,7 @@
 #include "lock/linux/PasscodeScreen.h"
 #include "lock/linux/SecretServiceKeychain.h"
 #include "platform/linux/GLibMainQueue.h"
+#include "platform/linux/Graphics.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/Profile.h"
 #include "platform/linux/SystemClock.h"
@@ -62,6 +63,7 @@ int main(int, char** arguments) {
     SecretServiceKeychain keychain(profile.applicationId());
     Passcode store(keychain, platform.defaults(), clock);
 
+    Graphics::chooseRenderer(); // as the program does: software OpenGL leaves no time for anything else
     const auto application = Gtk::Application::create();
     std::unique_ptr<MainWindow> window;
     std::unique_ptr<PasscodeScreen> screen;

@@ -205,7 +205,7 @@ class Program:
     # What it is made of.
 
     def web_processes(self):
-        """The names of the web engine's processes that it has started."""
+        """The web engine's processes that it has started, by their names, of which the kernel keeps 15 letters."""
         return list(self.engine().values())
 
     def engine(self):

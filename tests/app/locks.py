@@ -128,6 +128,20 @@ class Layers(Locks):
         self.window.do("unlock")
         self.see_windows("brisko", "page", "About")
 
+    def test_a_file_dialog_leaves_the_keyboard_to_the_overlay_and_returns(self):
+        self.window.do("files")
+        dialog = until("the file dialog", lambda: self.windows() - {"brisko"} and xdotool(
+            "getactivewindow", "getwindowname").strip())
+        self.window.do("lock")
+        until("the overlay alone", lambda: dialog not in self.windows())
+        self.window.see_focus("Passcode")
+        type_text("1234")
+        self.window.see_text("Passcode", "1234")
+        self.window.do("unlock")
+        self.see_active(dialog)
+        press("Escape")
+        self.assertEqual(self.window.answer(), 0)
+
     def test_the_cover_lies_over_page_overlay_and_panels_and_shows_nothing_but_the_name(self):
         self.window.do("alert", "page")
         self.see_active("page")

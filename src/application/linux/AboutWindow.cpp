@@ -1,5 +1,7 @@
 #include "application/linux/AboutWindow.h"
 
+#include "application/linux/WindowLayers.h"
+
 #include <glibmm/main.h>
 #include <gtkmm/headerbar.h>
 #include <gtkmm/image.h>
@@ -57,6 +59,8 @@ void AboutWindow::build() {
     auto* const column = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
     fill(*column);
     window_->set_child(*column);
+    // It shows nothing of the page, so it may stay while the window is locked.
+    WindowLayers::exempt(*window_);
     addKeys();
     window_->signal_close_request().connect(
         [this] {

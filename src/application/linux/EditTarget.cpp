@@ -57,6 +57,12 @@ const char* actionOf(EditingCommand command) {
 
 EditTarget::EditTarget(MainWindow& window, GtkWidget* menuBar) : main_(window), menuBar_(menuBar) {
     g_weak_ref_init(&focus_, nullptr);
+    auto* const widget = window.window().gobj();
+    const auto moved =
+        +[](GtkWindow*, GParamSpec*, gpointer self) { static_cast<EditTarget*>(self)->focusMoved(); };
+    moving_ =
+        SignalConnection(widget, g_signal_connect(widget, "notify::focus-widget", G_CALLBACK(moved), this));
+    focusMoved();
     followSheet();
 }
 
@@ -104,21 +110,27 @@ void EditTarget::perform(EditingCommand command) {
 }
 
 void EditTarget::followSheet() {
-    auto* const sheet = main_.sheetWindow();
-    window_ = sheet ? sheet->gobj() : GTK_WINDOW(main_.window().gobj());
+    sheet_.clear();
     const auto moved =
-        +[](GtkWindow*, GParamSpec*, gpointer self) { static_cast<EditTarget*>(self)->focusMoved(); };
-    moving_ =
-        SignalConnection(window_, g_signal_connect(window_, "notify::focus-widget", G_CALLBACK(moved), this));
-    focusMoved();
+        +[](GtkWindow*, GParamSpec*, gpointer self) { static_cast<EditTarget*>(self)->keyboardMoved(); };
+    if (auto* const sheet = main_.sheetWindow())
+        for (const auto* signal : {"notify::focus-widget", "notify::visible"})
+            sheet_.emplace_back(sheet->gobj(),
+                                g_signal_connect(sheet->gobj(), signal, G_CALLBACK(moved), this));
+    keyboardMoved();
 }
 
 void EditTarget::focusMoved() {
-    auto* const focused = gtk_window_get_focus(window_);
+    auto* const focused = gtk_window_get_focus(GTK_WINDOW(main_.window().gobj()));
     if (focused && gtk_widget_is_ancestor(focused, menuBar_))
         return;
     g_weak_ref_set(&focus_, focused);
-    watchField(GTK_IS_TEXT(focused) ? GTK_TEXT(focused) : nullptr);
+    keyboardMoved();
+}
+
+void EditTarget::keyboardMoved() {
+    const auto focused = focus();
+    watchField(GTK_IS_TEXT(focused.get()) ? GTK_TEXT(focused.get()) : nullptr);
     if (onChanged)
         onChanged();
 }
@@ -139,7 +151,7 @@ void EditTarget::watchField(GtkText* field) {
 
 void EditTarget::restoreFocus() {
     const auto wanted = focus();
-    if (!wanted || wanted.get() == gtk_window_get_focus(window_))
+    if (!wanted || gtk_widget_is_focus(wanted.get()))
         return;
     // A field selects its whole text when it gets the keyboard in any other way.
     if (GTK_IS_TEXT(wanted.get()))
@@ -149,8 +161,10 @@ void EditTarget::restoreFocus() {
 }
 
 GPtr<GtkWidget> EditTarget::focus() const {
+    if (main_.hasVisibleSheet())
+        return GPtr<GtkWidget>::share(gtk_window_get_focus(main_.sheetWindow()->gobj()));
     auto widget = GPtr<GtkWidget>::take(GTK_WIDGET(g_weak_ref_get(&focus_)));
-    if (widget && gtk_widget_get_root(widget.get()) != GTK_ROOT(window_))
+    if (widget && gtk_widget_get_root(widget.get()) != GTK_ROOT(main_.window().gobj()))
         return {};
     return widget;
 }

@@ -35,13 +35,15 @@ public:
     /// gives its text away.
     bool canPerform(EditingCommand command) const;
     void perform(EditingCommand command);
-    /// Looks for the keyboard in the sheet that has come, or in the window again after one has gone.
+    /// Looks for the keyboard in the sheet that has come, while it is shown, or in the window again after one
+    /// has gone.
     void followSheet();
     /// Gives the keyboard back from the menu bar.
     void restoreFocus();
 
 private:
     void focusMoved();
+    void keyboardMoved();
     void watchField(GtkText* field);
     /// What has the keyboard, or had it before the menu bar; null when nothing has, or it has left the
     /// window.
@@ -49,8 +51,8 @@ private:
 
     MainWindow& main_;
     GtkWidget* menuBar_;
-    GtkWindow* window_ = nullptr; ///< the sheet or the main window
-    mutable GWeakRef focus_{};
+    mutable GWeakRef focus_{}; ///< in the main window
     SignalConnection moving_;
+    std::vector<SignalConnection> sheet_;   ///< to the sheet
     std::vector<SignalConnection> editing_; ///< to the field with the keyboard
 };

@@ -42,14 +42,19 @@ Panels::Handle GtkPanels::chooseFiles(const FileChoice& choice,
 
 Panels::Handle GtkPanels::open(const std::shared_ptr<OpenPanel>& panel) {
     panels_.push_back(panel);
-    if (window_.get_visible())
+    if (mayShow())
         panel->present(WindowStack::front(window_));
     return panel;
 }
 
+void GtkPanels::setBehind(bool behind) {
+    behind_ = behind;
+    follow();
+}
+
 void GtkPanels::follow() {
     auto panels = held();
-    if (window_.get_visible()) {
+    if (mayShow()) {
         for (const auto& panel : panels)
             panel->present(WindowStack::front(window_));
         return;

@@ -12,8 +12,8 @@
 /// Panels as small modal windows over the main window or, where there is one already, over the sheet that is
 /// in front of it.
 ///
-/// Nothing comes up on the desktop by itself: while the main window is closed, panels are off the screen and
-/// wait, and they come with the window.
+/// Nothing comes up on the desktop by itself: while the main window is closed or locked, panels are off the
+/// screen and wait, and they come with the window.
 class GtkPanels : public Panels {
 public:
     /// `window` is the main window; it has to outlive the panels.
@@ -33,13 +33,19 @@ public:
     [[nodiscard]] Handle ask(const MessagePanel::Content& content,
                              std::function<void(MessagePanel::Answer)> answered);
 
+    /// Something is over the main window that wants the keyboard: panels leave the screen, and come when it
+    /// has gone.
+    void setBehind(bool behind);
+
 private:
+    bool mayShow() const { return window_.get_visible() && !behind_; }
     Handle open(const std::shared_ptr<OpenPanel>& panel);
     void follow();
     /// Those that somebody still holds, the oldest first.
     std::vector<std::shared_ptr<OpenPanel>> held();
 
     Gtk::Window& window_;
+    bool behind_ = false;
     sigc::connection visibility_;
     std::vector<std::weak_ptr<OpenPanel>> panels_;
 };

@@ -40,5 +40,6 @@ bool LateKeys::isLate(GdkEvent* event) {
 }
 
 bool LateKeys::pageHasKeyboard() const {
-    return !main_.sheet() && main_.pageAround(gtk_window_get_focus(GTK_WINDOW(main_.window().gobj())));
+    return !main_.hasVisibleSheet() &&
+           main_.pageAround(gtk_window_get_focus(GTK_WINDOW(main_.window().gobj())));
 }

@@ -1,5 +1,6 @@
 #include "application/linux/MainWindow.h"
 
+#include "application/linux/WindowStack.h"
 #include "platform/Contrast.h"
 #include "platform/linux/GPtr.h"
 #include "platform/linux/WidgetScreen.h"
@@ -143,7 +144,7 @@ Window::Frame MainWindow::frame() const {
     int width = 0;
     int height = 0;
     window_.get_default_size(width, height);
-    return Frame(width, height);
+    return {width, height};
 }
 
 void MainWindow::setFrame(Frame frame) {
@@ -164,6 +165,7 @@ void MainWindow::setContent(Screen& screen) {
 void MainWindow::presentSheet(Screen& screen) {
     dismissSheet();
     sheet_ = std::make_unique<Gtk::Window>();
+    g_object_set(sheet_->gobj(), "accessible-role", GTK_ACCESSIBLE_ROLE_DIALOG, nullptr);
     sheet_->set_transient_for(window_);
     sheet_->set_modal();
     sheet_->set_decorated(false);
@@ -182,6 +184,7 @@ void MainWindow::presentSheet(Screen& screen) {
 void MainWindow::dismissSheet() {
     if (!sheet_)
         return;
+    WindowStack::close(*sheet_);
     sheet_->unset_focus();
     sheet_->unset_child();
     sheet_->set_visible(false);

@@ -48,6 +48,8 @@ public:
     /// The sheet's window and its screen while there is one; null otherwise.
     Gtk::Window* sheetWindow() { return sheet_.get(); }
     Screen* sheet() const { return sheetScreen_; }
+    /// Whether there is a sheet and the person sees it: an overlay takes it off the screen.
+    bool hasVisibleSheet() const { return sheet_ && sheet_->get_visible(); }
     /// The page in the window, when `widget` is part of it; null otherwise.
     GtkWebView* pageAround(GtkWidget* widget) const;
     /// Leaves the window empty, so that the screen in it can go.

@@ -182,7 +182,7 @@ bool MenuBar::isEnabled(const MenuItem& item) const {
     switch (item.command) {
     case MenuCommand::performClose:
         // What is in the sheet says how it ends.
-        return !main_.sheet();
+        return !main_.hasVisibleSheet();
     case MenuCommand::performZoom:
         return !window_.is_fullscreen();
     default:

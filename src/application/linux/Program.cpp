@@ -137,9 +137,12 @@ Program::Front::Front(Program& program, const Glib::RefPtr<Gtk::Application>& ap
     activation.onActivated = [this] { delegate->applicationDidBecomeActive(); };
     activation.onDeactivated = [this] { delegate->applicationDidResignActive(); };
     question.setPanels(&panels);
+    // A file dialog may be the desktop's own, in a process that the window's layers do not reach.
+    window.layers().onOverlayChanged = [this] { panels.setBehind(window.layers().hasOverlay()); };
 }
 
 Program::Front::~Front() {
+    window.layers().onOverlayChanged = nullptr;
     question.setPanels(nullptr);
     downloads->end();
     // The screens go with the delegate, out of the window.

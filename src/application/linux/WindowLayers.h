@@ -26,7 +26,7 @@
 class WindowLayers {
 public:
     /// How long `whenDrawn` waits where the display server asks for no frames.
-    static constexpr std::chrono::milliseconds longestFrame{200};
+    static constexpr std::chrono::milliseconds longestFrame{150};
 
     /// The window has to outlive the layers.
     explicit WindowLayers(Gtk::Window& window);

@@ -1,6 +1,7 @@
 #include "web/linux/WebKitView.h"
 
 #include "platform/linux/GAsync.h"
+#include "web/linux/WebKitHistory.h"
 #include "web/linux/WebKitTrust.h"
 
 #include <algorithm>
@@ -71,6 +72,7 @@ WebKitView::WebKitView(WebKitNetworkSession* session, std::shared_ptr<WebKitTrus
       trust_(std::move(trust)),
       siblings_(std::move(siblings)) {
     gtk_overlay_set_child(container_.get(), GTK_WIDGET(view_.get()));
+    WebKitHistory::listen(container_.get());
     panels_.onHeldUp = [this] { endHeldUpPage(); };
     connectSignals();
     siblings_->push_back(this);
@@ -194,6 +196,12 @@ bool WebKitView::decide(WebKitPolicyDecision* decision, WebKitPolicyDecisionType
 }
 
 void WebKitView::decideNavigation(WebKitPolicyDecision* decision, const std::string& uri) {
+    // The engine shows a file that is dropped beside what takes it, in the page's place. No page asks for
+    // one.
+    if (uri.starts_with("file:")) {
+        webkit_policy_decision_ignore(decision);
+        return;
+    }
     const auto leaving = !departures_.empty() && uri == emptyPage;
     // The callback may end this object, and with it the callback.
     const auto ask = leaving ? nullptr : decidePolicy;
