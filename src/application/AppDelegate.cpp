@@ -52,7 +52,7 @@ void AppDelegate::open(const std::vector<std::string>& urls) {
         if (!path)
             continue;
         if (showingApp_ && shell_)
-            shell_->webView().evaluate("window.location.href = " + WebShell::literal(*path));
+            shell_->go(*path);
         else
             pending_ = path;
     }

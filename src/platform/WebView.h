@@ -89,6 +89,8 @@ public:
     virtual void loadAlternate(const std::string& html, const std::string& failedUrl, const Url& base) = 0;
     /// Runs the script in the page; its result and its errors are dropped.
     virtual void evaluate(const std::string& script) = 0;
+    /// The page has asked something and does nothing, runs no script either, before it has the answer.
+    virtual bool isWaitingForAnswer() const = 0;
     /// What shows beneath the page, and while there is none.
     virtual void setUnderPageBackground(Color color) = 0;
     /// The magnification of the page; 1 is its actual size.

@@ -69,6 +69,13 @@ void WebShell::load(const std::optional<std::string>& path) {
     view_->load(path ? origin_.resolve(*path).value_or(origin_) : origin_, loadTimeout);
 }
 
+void WebShell::go(const std::string& path) {
+    if (view_->isWaitingForAnswer())
+        load(path);
+    else
+        view_->evaluate("window.location.href = " + literal(path));
+}
+
 void WebShell::run(MenuAction action) {
     const auto own = shortcuts_.find(std::string(MenuActions::rawValue(action)));
     const auto combo = own != shortcuts_.end() ? own->second : std::string(MenuActions::defaultCombo(action));

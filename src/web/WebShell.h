@@ -57,6 +57,8 @@ public:
     /// Loads a page of the service: `path` resolved against the origin, the origin itself without one or when
     /// it is not a path.
     void load(const std::optional<std::string>& path);
+    /// Sends the page that is shown to a path of the service.
+    void go(const std::string& path);
     /// Presses the page's shortcut for the action: the account's own, or the default one until that is known.
     void run(MenuAction action);
 

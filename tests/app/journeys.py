@@ -64,7 +64,7 @@ class SignIn(Journey):
         service = self.run_service()
         program = self.open_program(service)
         program.see_focus(IDENTIFIER)
-        self.assertEqual((program.web_processes(), program.maps("libwebkitgtk")), ({}, False))
+        self.assertEqual((program.web_processes(), program.maps("libwebkitgtk")), ([], False))
 
         fill(USER, "a wrong password")
         press("Return")

@@ -18,7 +18,7 @@ from web import Pages
 QUESTION = "“brisko” would like to send you notifications"
 PANEL = "Lock & Passcode"
 ALLOW_REMINDERS = 9  # keys from the top of the demo page's settings
-SIGN_OUT = 4  # keys from their end
+SIGN_OUT = 5  # keys back from there, around their end
 MINUTE = 60  # a reminder has no seconds
 
 
@@ -178,11 +178,9 @@ class Reminders(Journey):
     def due_today(self):
         return sum(reminder["at"][:3] == list(time.localtime()[:3]) for reminder in self.pending()["reminders"])
 
-    def end_agents(self):
-        """As a machine ends that is switched off."""
+    def kill_agents(self):
         for process in self.agents().values():
             os.kill(process, signal.SIGKILL)
-        until("no agent", lambda: not self.agents())
 
 
 class OwnPage(Reminders):
@@ -232,13 +230,14 @@ class OwnPage(Reminders):
         self.assertEqual(self.page.call("syncReminders", {"items": items}), {"scheduled": 2, "cleared": 0})
         self.see_badge(self.due_today())
         first = self.agents()
-        self.end_agents()
+        self.kill_agents()
         until("the agent again", lambda: set(self.agents()) == set(first) and self.agents() != first)
 
         # Nobody is there when it is due: it comes when they are back.
         program.process.kill()
         program.process.wait(DEADLINE)
-        self.end_agents()
+        self.kill_agents()
+        until("no agent", lambda: not self.agents())
         kept = self.pending()
         kept["reminders"][0]["at"] = list(time.localtime(time.time() - 10 * MINUTE)[:5])
         kept["reminders"][0]["added"] -= 20 * MINUTE

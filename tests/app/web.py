@@ -323,7 +323,7 @@ class OwnPages(WebJourney):
     def test_the_death_of_its_processes_is_survived(self):
         self.open_pages(home="<body onkeydown=say(event.key)>")
         for name, said in (("WebKitWebProces", ["home"]), ("WebKitNetworkPr", [])):
-            for process, its_name in self.program.web_processes().items():
+            for process, its_name in self.program.engine().items():
                 if its_name == name:
                     os.kill(process, signal.SIGKILL)
             if said:

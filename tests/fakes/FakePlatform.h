@@ -274,6 +274,7 @@ class FakeWebView : public WebView {
 public:
     std::vector<std::string> loaded;
     std::vector<std::string> evaluated;
+    bool waitingForAnswer = false;
     std::vector<UserScript> scripts;
     std::map<std::string, std::function<void(const Json&)>> handlers;
     std::map<std::string, std::function<Task<Json>(Json)>> replyingHandlers;
@@ -300,6 +301,7 @@ public:
         alternateBase = base.text();
     }
     void evaluate(const std::string& script) override { evaluated.push_back(script); }
+    bool isWaitingForAnswer() const override { return waitingForAnswer; }
     void setUnderPageBackground(Color color) override { underPage = color; }
     double pageZoom() const override { return zoom; }
     void setPageZoom(double value) override { zoom = value; }

@@ -59,6 +59,11 @@ void WebKitPanels::connect(const char* signal, GCallback handler) {
     connections_.emplace_back(view_, g_signal_connect(view_, signal, handler, this));
 }
 
+bool WebKitPanels::holdPage() const {
+    return std::any_of(pending_.begin(), pending_.end(),
+                       [](const PendingPtr& pending) { return pending->holdsPage; });
+}
+
 void WebKitPanels::leave() {
     leaving_ = true;
     answeredWhileLeaving_ = 0;
@@ -99,6 +104,7 @@ bool WebKitPanels::answerDialog(WebKitScriptDialog* dialog) {
 void WebKitPanels::show(WebKitScriptDialog* dialog) {
     const auto kept = share(dialog);
     const auto pending = add([kept] { close(kept, false); });
+    pending->holdsPage = true;
     const std::weak_ptr<Pending> weak = pending;
     const std::string message = webkit_script_dialog_get_message(dialog);
     const auto asks = webkit_script_dialog_get_dialog_type(dialog) == WEBKIT_SCRIPT_DIALOG_CONFIRM;

@@ -24,6 +24,8 @@ public:
     /// ended.
     std::function<void()> onHeldUp;
 
+    /// An alert or a confirm is open.
+    bool holdPage() const;
     /// Answers and closes what is open, and what the page asks until `arrived`.
     void leave();
     /// Another page is there, or the present one stays after all.
@@ -34,6 +36,7 @@ public:
 private:
     /// A panel that is open, and how it is cancelled.
     struct Pending {
+        bool holdsPage = false;
         Panels::Handle handle;
         std::function<void()> cancel;
     };

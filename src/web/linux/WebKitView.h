@@ -48,6 +48,7 @@ public:
     void evaluate(const std::string& script) override;
     Task<std::optional<Json>> evaluateForResult(std::string body) override;
     void execute(EditingCommand command) override;
+    bool isWaitingForAnswer() const override { return panels_.holdPage(); }
     void setUnderPageBackground(Color color) override;
     double pageZoom() const override { return webkit_web_view_get_zoom_level(view_.get()); }
     void setPageZoom(double zoom) override { webkit_web_view_set_zoom_level(view_.get(), zoom); }
