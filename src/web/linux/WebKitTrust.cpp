@@ -52,6 +52,19 @@ bool WebKitTrust::admit(const char* uri, GTlsCertificate* presented) {
     return true;
 }
 
+void WebKitTrust::follow(const std::shared_ptr<WebKitTrust>& trust, WebKitWebResource* resource) {
+    using Owner = std::shared_ptr<WebKitTrust>;
+    if (!trust->covers(webkit_web_resource_get_uri(resource)))
+        return;
+    g_signal_connect_data(
+        resource, "failed-with-tls-errors",
+        G_CALLBACK(+[](WebKitWebResource* failed, GTlsCertificate* certificate, GTlsCertificateFlags,
+                       Owner* owner) { (*owner)->admit(webkit_web_resource_get_uri(failed), certificate); }),
+        std::make_unique<Owner>(trust).release(),
+        [](gpointer owner, GClosure*) { std::unique_ptr<Owner>(static_cast<Owner*>(owner)).reset(); },
+        static_cast<GConnectFlags>(0));
+}
+
 bool WebKitTrust::covers(const char* uri) const {
     if (!anchors_ || !uri)
         return false;

@@ -6,6 +6,7 @@
 #include <webkit/webkit.h>
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -25,6 +26,9 @@ public:
     /// True when `presented`, because of which the load of `uri` failed, is trusted after all. The engine
     /// accepts it from then on, until its network process dies: then it has to be told again.
     bool admit(const char* uri, GTlsCertificate* presented);
+    /// Does the same for what a page requests by itself: a request that fails is not repeated, but the next
+    /// one succeeds.
+    static void follow(const std::shared_ptr<WebKitTrust>& trust, WebKitWebResource* resource);
     /// True for a URL of the host for which the file is trusted.
     bool covers(const char* uri) const;
 

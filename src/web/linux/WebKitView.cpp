@@ -4,12 +4,16 @@
 #include "web/linux/WebKitHistory.h"
 #include "web/linux/WebKitTrust.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <string_view>
 
 namespace {
 
 constexpr const char* emptyPage = "about:blank";
+/// After this the toolkit has let go of what it drew a page with.
+constexpr guint secondsUntilFree = 1;
 constexpr std::chrono::milliseconds departureLimit(2000);
 /// How often one load is repeated by itself before what keeps it from succeeding is reported.
 constexpr int retriesOfOneLoad = 3;
@@ -88,6 +92,15 @@ WebKitView::~WebKitView() {
     // A call into the page that has not been answered holds the view; closing the page answers it.
     g_object_run_dispose(G_OBJECT(view_.get()));
     left();
+    // What was needed to show the page is free now, but not yet the system's: the allocator gives back the
+    // end of its memory only, and not by itself what lies before.
+    g_timeout_add_seconds(
+        secondsUntilFree,
+        [](gpointer) -> gboolean {
+            malloc_trim(0);
+            return G_SOURCE_REMOVE;
+        },
+        nullptr);
 }
 
 void WebKitView::connect(const char* signal, GCallback handler) {
@@ -115,6 +128,10 @@ void WebKitView::connectSignals() {
         "load-failed-with-tls-errors",
         G_CALLBACK(+[](WebKitWebView*, const char* uri, GTlsCertificate* certificate, GTlsCertificateFlags,
                        Self self) -> gboolean { return self->certificateRefused(uri, certificate); }));
+    connect("resource-load-started",
+            G_CALLBACK(+[](WebKitWebView*, WebKitWebResource* resource, WebKitURIRequest*, Self self) {
+                WebKitTrust::follow(self->trust_, resource);
+            }));
     connect("notify::uri", G_CALLBACK(+[](WebKitWebView* view, GParamSpec*, Self self) {
                 self->movedTo(webkit_web_view_get_uri(view));
             }));

@@ -12,9 +12,11 @@
 
   // A value that cannot be cloned for the shell (a function, say) would leave the promise open for ever. What JSON has no
   // word for is left out; what it refuses arrives as null, and the shell says that the call is malformed.
+  // A text that was cut in the middle of an emoji is no text for the shell either, which would refuse the whole message.
+  const wellFormed = (_, value) => typeof value === "string" ? value.replace(/\p{Surrogate}/gu, "\ufffd") : value;
   const message = (name, options) => {
     try {
-      return JSON.parse(JSON.stringify({ name, options: options || {} }));
+      return JSON.parse(JSON.stringify({ name, options: options || {} }, wellFormed));
     } catch {
       return null;
     }
