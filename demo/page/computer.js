@@ -37,7 +37,11 @@ async function busily(control, hint, work) {
 
 function reminderSetting() {
   const button = el("button", { type: "button", class: "button", text: "Allow reminders", onclick: () =>
-    busily(button, hint, async () => show(await allowReminders())) });
+    busily(button, hint, async () => {
+      // A question that was put off counts as refused, but may be asked again.
+      await allowReminders();
+      show(await reminderStatus());
+    }) });
   const { node, hint } = setting(el("span", { text: "Reminders" }), button, "reminders-state");
   const show = (status) => {
     hint.textContent = reminderTexts[status];

@@ -9,6 +9,7 @@ const settleTime = 800; // ms; changes often come in rows
 let status = null; // "granted", "denied" or "prompt", as far as is known
 let told = null; // what the computer was told last
 let timer = 0;
+let dropped = false;
 
 /** The moment at which the task is due, in ms since 1970 (UTC); NaN for a task without a day or a time. */
 const dueMoment = ({ dueDate, dueTime }) => (dueDate && dueTime ? new Date(`${dueDate}T${dueTime}`).getTime() : NaN);
@@ -19,7 +20,7 @@ export const remindersOf = (tasks, now) =>
     .map((task) => ({ id: task.id, title: task.title, at: dueMoment(task), body: task.list }));
 
 async function tell() {
-  if (status !== "granted") return;
+  if (status !== "granted" || dropped) return;
   const items = remindersOf(store.tasks, Date.now());
   // The computer counts what is due today, so a new day is news even if the tasks are the same.
   const news = JSON.stringify([today(), items]);
@@ -59,10 +60,12 @@ export function followReminders() {
   look();
 }
 
-/** Takes all reminders back: nobody's tasks are to be announced after they have signed out. */
+/**
+ * Takes all reminders back: nobody's tasks are to be announced after they have signed out. The permission does not
+ * matter: what was taken while there was one may be announced when there is one again.
+ */
 export function dropReminders() {
-  if (status !== "granted") return;
-  status = null;
-  clearTimeout(timer);
+  if (!native) return;
+  dropped = true;
   native.syncReminders({ items: [] }).catch(() => {});
 }

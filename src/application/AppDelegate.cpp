@@ -200,7 +200,6 @@ void AppDelegate::tint(Color color) {
 void AppDelegate::signedOut() {
     if (!showingApp_ || endingSession_)
         return;
-    hideLock();
     endingSession_ = true;
     spawn(endSession());
 }
@@ -211,8 +210,11 @@ Task<> AppDelegate::endSession() {
     auto signingOut = with_.api.signOut();
     co_await std::move(signingOut);
     endingSession_ = false;
-    if (showingApp_ && shown == appsShown_)
-        showAuth();
+    if (!showingApp_ || shown != appsShown_)
+        co_return;
+    // Only now: the page would stand uncovered while its session is being cleared.
+    hideLock();
+    showAuth();
 }
 
 Task<> AppDelegate::checkSession() {

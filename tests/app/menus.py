@@ -13,6 +13,7 @@ from PIL import ImageGrab
 
 from desktop import Journey, press, selection, type_text, until, xdotool
 from journeys import IDENTIFIER, PANEL, USER, declines_passcode, signs_in, write_task
+from passcode import PasscodeJourney
 
 MENUS = ["brisko", "File", "Edit", "View", "Window", "Help"]
 ABOUT = "About brisko"
@@ -49,14 +50,18 @@ class Menus:
     def __init__(self, program):
         self.program = program
 
-    def open(self, menu):
-        """Opens a menu with the keyboard."""
-        xdotool("mousemove", *quiet_place())
+    def walk(self):
+        """Opens one menu after the other with the keyboard; gives the title of each that is open."""
+        xdotool("mousemove", *quiet_place())  # a pointer over the menu would take part
         press("F10")
-        for title in MENUS[:MENUS.index(menu) + 1]:
+        for title in MENUS:
             if title != MENUS[0]:
                 press("Right")
             self.program.see(title, "menu")
+            yield title
+
+    def open(self, menu):
+        next(title for title in self.walk() if title == menu)
 
     def close(self):
         press("Escape")
@@ -82,11 +87,8 @@ class Menus:
 
     def enabled(self):
         """The titles of all items that can be chosen."""
-        titles = set()
-        for menu in MENUS:
-            self.open(menu)
-            titles |= {name for name, item in self.items(menu).items() if "sensitive" in item.states}
-            self.close()
+        titles = {name for menu in self.walk() for name, item in self.items(menu).items() if "sensitive" in item.states}
+        self.close()
         return titles
 
     # The three ways.
@@ -131,26 +133,33 @@ TITLE = (0.2, 0.06, 0.35, 0.1)
 TITLE_ROW = (0.2, 0.06, 0.8, 0.1)
 
 
-class MenuJourney(Journey):
-    def setUp(self):
-        super().setUp()
-        self.service = self.run_service()
+class Choosing:
+    """A journey whose program has menus."""
+
+    def start(self):
         self.environment = self.install_browser()
         self.program = self.open_program(self.service, environment=self.environment)
         self.menus = Menus(self.program)
         self.program.see_focus(IDENTIFIER)
-
-    def sign_in(self):
-        xdotool("mousemove", *quiet_place())
-        signs_in(self.program)
-        declines_passcode(self.program)
-        write_task(self.service, self.program, "The page is there")
 
     def every_way(self, menu, item, keys=None):
         """Each way to choose the item, as a function that does it."""
         for way in (self.menus.with_mouse, self.menus.with_keyboard, self.menus.with_keys):
             if way != self.menus.with_keys or keys:
                 yield functools.partial(way, menu, item, keys)
+
+
+class MenuJourney(Choosing, Journey):
+    def setUp(self):
+        super().setUp()
+        self.service = self.run_service()
+        self.start()
+
+    def sign_in(self):
+        xdotool("mousemove", *quiet_place())
+        signs_in(self.program)
+        declines_passcode(self.program)
+        write_task(self.service, self.program, "The page is there")
 
     def picture(self, part):
         """The pixels of a part of the window."""
@@ -473,6 +482,45 @@ class NativeScreen(MenuJourney):
         self.program.click("What’s new", "link")
         self.assertEqual(self.see_browser(), f"{self.service.origin}/changelog")
         press("ctrl+w")
+        self.program.see_window()
+
+
+class Lock(Choosing, PasscodeJourney):
+    def setUp(self):
+        super().setUp()
+        self.start()
+        signs_in(self.program)
+        self.program.see("Choose a passcode for this Mac.", "label")
+        self.program.see_focus("Passcode")
+        type_text("1843")
+        self.choose(self.program, "1843")
+        write_task(self.service, self.program, "Before the lock")
+
+    def test_items_lock_the_window_and_open_the_settings_of_the_lock(self):
+        for choose in self.every_way("brisko", "Lock Now", "ctrl+super+l"):
+            self.assertIn("Lock Now", self.menus.enabled())
+            choose()
+            self.program.see("Locked. Enter your passcode to carry on.", "label")
+            self.program.see_focus("Passcode")
+            self.assertEqual(self.menus.enabled(), ALWAYS | PAGE | {"Paste", "Paste and Match Style"})
+            self.program.see_focus("Passcode")
+            # Keys that nobody here has a use for end here: they edit nothing in the page.
+            press("ctrl+x", "ctrl+z", "Return")
+            type_text("1843")
+            write_task(self.service, self.program, "After the lock")
+        for choose in self.every_way("brisko", "Lock & Passcode…"):
+            choose()
+            self.program.click("Clear", "push button")
+            self.leave_settings()
+            self.assertEqual(self.menus.labels("brisko")["Lock Now"], "")
+            self.menus.with_mouse("brisko", "Lock & Passcode…", None)
+            self.program.click("Default", "push button")
+            self.leave_settings()
+            self.assertEqual(self.menus.labels("brisko")["Lock Now"], "Ctrl+Super+L")
+
+    def leave_settings(self):
+        self.program.click("Done", "push button")
+        until("the page", lambda: not self.program.shows("Done"))
         self.program.see_window()
 
 

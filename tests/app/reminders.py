@@ -10,9 +10,10 @@ import time
 import unittest
 
 from gi.repository import Gio, GLib
+from PIL import ImageGrab
 
 from desktop import DEADLINE, Journey, Program, press, until, xdotool
-from journeys import IDENTIFIER, USER, declines_passcode, see_page, signs_in
+from journeys import IDENTIFIER, USER, declines_passcode, see_page, signs_in, write_task
 from web import Pages
 
 QUESTION = "“brisko” would like to send you notifications"
@@ -27,7 +28,7 @@ class Remote(Pages):
 
     def __init__(self, folder):
         self.scripts = []
-        self.pages_shown = 0
+        self.turn = 0
         self.news = threading.Condition()
         super().__init__(folder, home="""<script>(async () => { for (;;) {
             const script = await (await fetch('/next')).text();
@@ -38,21 +39,29 @@ class Remote(Pages):
     def handler(service):  # noqa: N805
         class Handler(super().handler()):
             def do_GET(self):
-                if self.path == "/next":
-                    self.answer(200, service.next().encode())
-                else:
+                if self.path != "/next":
                     super().do_GET()
+                    return
+                try:
+                    self.answer(200, service.next().encode())
+                except OSError:
+                    pass  # its page has gone
 
         return Handler
 
     def next(self):
         """The next script; an empty one for a page that another one has come after."""
         with self.news:
-            self.pages_shown += 1
-            turn = self.pages_shown
+            turn = self.end_turn()
+            self.news.wait_for(lambda: self.scripts or turn != self.turn or self.released.is_set())
+            return self.scripts.pop() if turn == self.turn and self.scripts else ""
+
+    def end_turn(self):
+        """The page that waits for a script gets none."""
+        with self.news:
+            self.turn += 1
             self.news.notify_all()
-            self.news.wait_for(lambda: self.scripts or turn != self.pages_shown or self.released.is_set())
-            return self.scripts.pop() if turn == self.pages_shown and self.scripts else ""
+            return self.turn
 
     def ask(self, script):
         self.said.clear()
@@ -108,6 +117,7 @@ class Reminders(Journey):
         # A desktop without polkit, whatever this machine has.
         self.environment = {"DBUS_SYSTEM_BUS_ADDRESS": "unix:path=/nonexistent"}
         self.bus = Gio.bus_get_sync(Gio.BusType.SESSION)
+        self.addCleanup(self.end_agents)
         self.badge = None
         watch = self.bus.signal_subscribe(None, "com.canonical.Unity.LauncherEntry", "Update", None, None,
                                           Gio.DBusSignalFlags.NONE, self.hear_badge)
@@ -141,7 +151,7 @@ class Reminders(Journey):
 
     def start_daemon(self):
         rules = self.folder / "dunstrc"
-        rules.write_text("[global]\nidle_threshold = 0\n[urgency_low]\ntimeout = 0\n[urgency_normal]\ntimeout = 0\n")
+        rules.write_text("[global]\nmarkup = full\n[urgency_low]\ntimeout = 0\n[urgency_normal]\ntimeout = 0\n")
         daemon = subprocess.Popen(["dunst", "-config", rules], stderr=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
         self.addCleanup(daemon.wait, DEADLINE)
         self.addCleanup(daemon.terminate)
@@ -182,6 +192,11 @@ class Reminders(Journey):
         for process in self.agents().values():
             os.kill(process, signal.SIGKILL)
 
+    def end_agents(self):
+        """While there is no program that brings them back."""
+        self.kill_agents()
+        until("no agent", lambda: not self.agents())
+
 
 class OwnPage(Reminders):
     def open_page(self):
@@ -192,7 +207,9 @@ class OwnPage(Reminders):
         return program
 
     def item(self, number, seconds, title="Tea"):
-        return {"id": number, "title": title, "at": (time.time() + seconds) * 1000, "body": "with Mary & <b>Jane</b>"}
+        """It is due at the start of the first minute after that time."""
+        minute = int(time.time() + seconds) // MINUTE + 1
+        return {"id": number, "title": title, "at": minute * MINUTE * 1000, "body": "with Mary & <b>Jane</b>"}
 
     def test_the_page_asks_the_person_and_waits_for_the_panel(self):
         program = self.open_page()
@@ -226,7 +243,7 @@ class OwnPage(Reminders):
         self.allow("profile")
         self.start_daemon()
         program = self.open_page()
-        items = [self.item(1, 2 * MINUTE), self.item(2, 90_000)]
+        items = [self.item(1, MINUTE), self.item(2, 90_000)]
         self.assertEqual(self.page.call("syncReminders", {"items": items}), {"scheduled": 2, "cleared": 0})
         self.see_badge(self.due_today())
         first = self.agents()
@@ -236,8 +253,8 @@ class OwnPage(Reminders):
         # Nobody is there when it is due: it comes when they are back.
         program.process.kill()
         program.process.wait(DEADLINE)
-        self.kill_agents()
-        until("no agent", lambda: not self.agents())
+        self.page.end_turn()
+        self.end_agents()
         kept = self.pending()
         kept["reminders"][0]["at"] = list(time.localtime(time.time() - 10 * MINUTE)[:5])
         kept["reminders"][0]["added"] -= 20 * MINUTE
@@ -250,10 +267,11 @@ class OwnPage(Reminders):
         program.see_window()
 
         # The minute comes while the program is closed.
-        self.page.call("syncReminders", {"items": [self.item(1, 15, "Cake")]})
+        self.page.call("syncReminders", {"items": [self.item(1, 10, "Cake")]})
         self.see_badge(self.due_today())
         press("ctrl+q")
         self.assertEqual(program.exit_status(), 0)
+        self.page.end_turn()
         self.see_badge(0)
         self.assertEqual(self.open_notification(2 * MINUTE)[0][0], "Cake")
         name = list(first)[0].removesuffix(".Reminders")
@@ -261,7 +279,7 @@ class OwnPage(Reminders):
         program = Reopened(pid)
         self.addCleanup(program.stop)
         program.see_window()
-        self.assertEqual(self.page.call("syncReminders", {"items": [self.item(3, 2 * MINUTE)]}),
+        self.assertEqual(self.page.call("syncReminders", {"items": [self.item(3, MINUTE)]}),
                          {"scheduled": 1, "cleared": 0})
         self.see_badge(self.due_today())
         self.page.call("syncReminders")
@@ -287,14 +305,20 @@ class DemoPage(Reminders):
                       if task["status"] != "done" and task["dueTime"] and f"{task['dueDate']}T{task['dueTime']}" > now)
 
     def settings(self, program, *keys):
+        """Opens them and presses the keys once everything is there."""
         program.see_window()
+        seen = [ImageGrab.grab().tobytes()]
         press("ctrl+comma")
+        until("the settings", lambda: ImageGrab.grab().tobytes() != seen[0])
+        until("settings that stand still",
+              lambda: seen.append(ImageGrab.grab().tobytes()) or len(seen) > 6 and len(set(seen[-5:])) == 1)
         press(*keys)
 
     def test_each_profile_has_the_reminders_of_its_own_page_until_it_signs_out(self):
         self.start_daemon()
         self.service = self.run_service()
         first = self.open_page("profile", None)
+        write_task(self.service, first, "The page is there")
         self.settings(first, *["Tab"] * ALLOW_REMINDERS, "space")
         first.see(QUESTION, "label")
         self.assertEqual(self.titles(), [])

@@ -122,6 +122,16 @@ TEST_F(WebShellTest, loadsAPageWhoseProcessDiedAgainButNotForEver) {
     EXPECT_EQ(web.loaded.size(), 5U) << "a clock set back forbids it for an hour";
 }
 
+TEST_F(WebShellTest, sendsThePageWhereverItIsAskedToAlsoWhileThatWaitsForAnAnswer) {
+    shell->go("/?new=1");
+    EXPECT_THAT(web.evaluated, ElementsAre("window.location.href = \"/?new=1\""));
+    EXPECT_TRUE(web.loaded.empty());
+    web.waitingForAnswer = true;
+    shell->go("/?new=1");
+    EXPECT_THAT(web.loaded, ElementsAre("https://brisko.example/?new=1"));
+    EXPECT_EQ(web.evaluated.size(), 1U);
+}
+
 TEST_F(WebShellTest, pressesTheAccountsOwnKeysOnceItKnowsThem) {
     const auto pressed = [&](MenuAction action) {
         shell->run(action);

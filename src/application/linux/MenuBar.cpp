@@ -79,6 +79,16 @@ MenuBar::~MenuBar() {
     main_.removeMenuBar(bar_);
 }
 
+void MenuBar::openMenu(std::size_t menu) {
+    auto* const popover = GTK_WIDGET(popoversIn(GTK_WIDGET(bar_.gobj())).at(menu));
+    gtk_widget_activate(gtk_widget_get_parent(popover));
+}
+
+void MenuBar::closeMenus() {
+    for (auto* popover : popoversIn(GTK_WIDGET(bar_.gobj())))
+        gtk_popover_popdown(popover);
+}
+
 void MenuBar::build() {
     for (const auto& menu : target_.menus().menus()) {
         const auto submenu = Gio::Menu::create();

@@ -29,8 +29,10 @@ public:
     MenuBar(const MenuBar&) = delete;
     MenuBar& operator=(const MenuBar&) = delete;
 
-    /// The widget itself.
-    Gtk::PopoverMenuBar& bar() { return bar_; }
+    /// Opens the menu of that number from the left, beginning with 0, as a click on its title does.
+    void openMenu(std::size_t menu);
+    /// Closes the menu that is open.
+    void closeMenus();
 
 private:
     /// How an item is shown.

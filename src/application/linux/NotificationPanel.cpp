@@ -8,6 +8,11 @@ void NotificationPanel::setPanels(GtkPanels* panels) {
     settle(Answer::dismissed);
 }
 
+void NotificationPanel::leavePanels(const GtkPanels& panels) {
+    if (panels_ == &panels)
+        setPanels(nullptr);
+}
+
 Task<NotificationQuestion::Answer> NotificationPanel::ask() {
     if (!panels_)
         co_return Answer::dismissed;
@@ -17,8 +22,8 @@ Task<NotificationQuestion::Answer> NotificationPanel::ask() {
     content.kind = MessagePanel::Kind::question;
     content.title = "“brisko” would like to send you notifications";
     content.text =
-        "They remind you of your tasks with a message, a sound and a number on the program’s icon, "
-        "also while brisko is closed.";
+        "They remind you of your tasks with a message and a sound, also while brisko is closed, and with a "
+        "number on the program’s icon.";
     content.okLabel = "Allow";
     content.cancelLabel = "Don’t Allow";
     panel_ = panels_->ask(content, [this](MessagePanel::Answer given) {

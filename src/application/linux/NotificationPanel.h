@@ -9,6 +9,8 @@ class NotificationPanel : public NotificationQuestion {
 public:
     /// Where it asks: null while there is no window. They have to outlive their time here.
     void setPanels(GtkPanels* panels);
+    /// No longer over these; others may have taken their place already.
+    void leavePanels(const GtkPanels& panels);
 
     /// A panel that is closed without its buttons is one that was dismissed, so that a key that was meant for
     /// something else settles nothing.

@@ -143,7 +143,7 @@ Program::Front::Front(Program& program, const Glib::RefPtr<Gtk::Application>& ap
 
 Program::Front::~Front() {
     window.layers().onOverlayChanged = nullptr;
-    question.setPanels(nullptr);
+    question.leavePanels(panels);
     downloads->end();
     // The screens go with the delegate, out of the window.
     window.removeContent();

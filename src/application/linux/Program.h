@@ -66,6 +66,7 @@ public:
     /// The embedded service; null without --demo.
     DemoService* demo() { return demo_.get(); }
     BrowserPanel& browserPanel() { return panel_; }
+    const ReminderPlace& reminderPlace() const { return center_.place(); }
 
 private:
     static LinuxPlatform::Service chooseService(const Options& options, const Profile& profile,

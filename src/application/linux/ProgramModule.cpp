@@ -1,6 +1,7 @@
 #include "application/linux/ProgramModule.h"
 
 #include "application/linux/Program.h"
+#include "application/linux/ToolkitInspector.h"
 #include "application/linux/Tour.h"
 #include "platform/linux/Graphics.h"
 #include "platform/linux/MemoryProtection.h"
@@ -55,6 +56,7 @@ int briskoRunProgram(const Options& options) {
     std::unique_ptr<Tour> tour;
     int status = EXIT_SUCCESS;
     application->signal_startup().connect([&] {
+        ToolkitInspector::forbidKeys();
         brisko_register_resource();
         addStyle("native-screen.css");
         addStyle("auth-screen.css");

@@ -2,6 +2,7 @@
 
 #include "account/linux/AuthScreen.h"
 #include "application/linux/Program.h"
+#include "application/linux/TourLocks.h"
 #include "lock/linux/PasscodeScreen.h"
 #include "platform/Error.h"
 #include "web/linux/WebEngine.h"
@@ -44,6 +45,9 @@ Task<> Tour::run(std::function<void(bool)> finished) {
         co_await std::move(fifth);
         auto sixth = webApplication();
         co_await std::move(sixth);
+        TourLocks locks(guide_);
+        auto locking = locks.run(passcode);
+        co_await std::move(locking);
         auto seventh = passcodeChange();
         co_await std::move(seventh);
         auto eighth = signOut();

@@ -28,6 +28,13 @@ void closePopovers(GtkWidget* widget) {
     }
 }
 
+/// What is selected in the window is on offer to every program, and a click of the middle button shows it.
+void withdrawSelection(GtkWidget* widget) {
+    auto* const selection = gtk_widget_get_primary_clipboard(widget);
+    if (gdk_clipboard_is_local(selection))
+        gdk_clipboard_set_content(selection, nullptr);
+}
+
 std::set<GtkWindow*> toplevels() {
     std::set<GtkWindow*> windows;
     auto* const list = gtk_window_get_toplevels();
@@ -96,6 +103,7 @@ void WindowLayers::setContent(GtkWidget* content) {
 
 void WindowLayers::showOverlay(GtkWidget* overlay) {
     removeOverlay();
+    withdrawSelection(GTK_WIDGET(window_.gobj()));
     change([&] {
         gtk_widget_set_hexpand(overlay, TRUE);
         gtk_box_append(overlay_.gobj(), overlay);

@@ -39,7 +39,8 @@ public:
 
     /// Puts `content` in place of what was there; null for nothing. It has to outlive its time there.
     void setContent(GtkWidget* content);
-    /// Lays `overlay` over the content, in place of an earlier one. It has to outlive its time there.
+    /// Lays `overlay` over the content, in place of an earlier one. It has to outlive its time there. What is
+    /// selected in the program is no longer offered to others; what was copied on purpose still is.
     void showOverlay(GtkWidget* overlay);
     void removeOverlay();
     bool hasOverlay() const { return overlayWidget_ != nullptr; }

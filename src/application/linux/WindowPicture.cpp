@@ -11,20 +11,61 @@ struct RenderNodeUnref {
     void operator()(GskRenderNode* node) const { gsk_render_node_unref(node); }
 };
 
+/// The place of the widget's corner in its surface, which is larger by shadows.
+graphene_point_t cornerIn(GtkNative* native) {
+    double x = 0;
+    double y = 0;
+    gtk_native_get_surface_transform(native, &x, &y);
+    return GRAPHENE_POINT_INIT(static_cast<float>(x), static_cast<float>(y));
+}
+
+void draw(GtkWidget* widget, GtkSnapshot* snapshot) {
+    const auto paintable = GPtr<GdkPaintable>::take(gtk_widget_paintable_new(widget));
+    gdk_paintable_snapshot(paintable.get(), snapshot, gtk_widget_get_width(widget),
+                           gtk_widget_get_height(widget));
+}
+
+/// Menus and other popovers are surfaces of their own, each at a place in that of what it belongs to.
+void drawPopovers(GtkWidget* widget, GtkNative* parent, GtkSnapshot* snapshot) {
+    for (auto* child = gtk_widget_get_first_child(widget); child;
+         child = gtk_widget_get_next_sibling(child)) {
+        if (!gtk_widget_get_mapped(child))
+            continue;
+        if (!GTK_IS_POPOVER(child)) {
+            drawPopovers(child, parent, snapshot);
+            continue;
+        }
+        auto* const popup = GDK_POPUP(gtk_native_get_surface(GTK_NATIVE(child)));
+        const auto own = cornerIn(GTK_NATIVE(child));
+        const auto parents = cornerIn(parent);
+        const auto place =
+            GRAPHENE_POINT_INIT(static_cast<float>(gdk_popup_get_position_x(popup)) + own.x - parents.x,
+                                static_cast<float>(gdk_popup_get_position_y(popup)) + own.y - parents.y);
+        gtk_snapshot_save(snapshot);
+        gtk_snapshot_translate(snapshot, &place);
+        draw(child, snapshot);
+        drawPopovers(child, GTK_NATIVE(child), snapshot);
+        gtk_snapshot_restore(snapshot);
+    }
+}
+
 } // namespace
 
 void saveWindowPicture(Gtk::Window& window, const std::filesystem::path& file) {
     auto* widget = GTK_WIDGET(window.gobj());
-    const auto paintable = GPtr<GdkPaintable>::take(gtk_widget_paintable_new(widget));
     auto* snapshot = gtk_snapshot_new();
-    gdk_paintable_snapshot(paintable.get(), snapshot, gtk_widget_get_width(widget),
-                           gtk_widget_get_height(widget));
+    // A picture has the pixels of the screen.
+    const auto scale = static_cast<float>(gtk_widget_get_scale_factor(widget));
+    gtk_snapshot_scale(snapshot, scale, scale);
+    draw(widget, snapshot);
+    drawPopovers(widget, GTK_NATIVE(widget), snapshot);
     const std::unique_ptr<GskRenderNode, RenderNodeUnref> node(gtk_snapshot_free_to_node(snapshot));
     auto* renderer = gtk_native_get_renderer(GTK_NATIVE(widget));
     if (!node || !renderer)
         throw Error("The window shows nothing yet.");
-    const graphene_rect_t area = GRAPHENE_RECT_INIT(0, 0, static_cast<float>(gtk_widget_get_width(widget)),
-                                                    static_cast<float>(gtk_widget_get_height(widget)));
+    const graphene_rect_t area =
+        GRAPHENE_RECT_INIT(0, 0, scale * static_cast<float>(gtk_widget_get_width(widget)),
+                           scale * static_cast<float>(gtk_widget_get_height(widget)));
     const auto texture = GPtr<GdkTexture>::take(gsk_renderer_render_texture(renderer, node.get(), &area));
     if (!gdk_texture_save_to_png(texture.get(), file.c_str()))
         throw Error("The picture could not be written to " + file.string() + ".");

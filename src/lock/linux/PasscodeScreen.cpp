@@ -25,6 +25,12 @@ void setClass(Gtk::Widget& widget, const char* name, bool present) {
         widget.remove_css_class(name);
 }
 
+/// A menu that opens takes the desktop's keyboard from its window and gives it back at once, but keeps the
+/// focus.
+bool isInMenu(Gtk::Widget* focus) {
+    return focus && focus->get_ancestor(GTK_TYPE_POPOVER);
+}
+
 void centre(WrappingLabel& label, const char* name) {
     label.add_css_class(name);
     label.set_justify(Gtk::Justification::CENTER);
@@ -146,7 +152,7 @@ void PasscodeScreen::watchWindow() {
             1);
         if (auto* window = dynamic_cast<Gtk::Window*>(root_.get_root()))
             activation_ = window->property_is_active().signal_changed().connect([this, window] {
-                if (window->is_active())
+                if (window->is_active() && !isInMenu(window->get_focus()))
                     view_->windowBecameKey();
             });
     });
@@ -179,6 +185,9 @@ void PasscodeScreen::render() {
 void PasscodeScreen::renderDots() {
     const auto& state = view_->state();
     code_->setText(state.code.view());
+    // The toolkit does not tell a field that is switched off that it no longer has the keyboard.
+    if (state.lockedUntil && code_->hasFocus())
+        gtk_root_set_focus(gtk_widget_get_root(GTK_WIDGET(code_->gobj())), nullptr);
     code_->set_sensitive(!state.lockedUntil);
     setClass(dotRow_, "locked-out", state.lockedUntil.has_value());
     dots_.show(static_cast<std::size_t>(view_->expected()), view_->typed());
@@ -205,6 +214,7 @@ void PasscodeScreen::moveFocus() {
     if (!state.focused || !root_.get_mapped())
         return;
     auto& field = state.step == PasscodeView::Step::password ? *password_ : *code_;
-    if (!field.hasFocus())
+    // A field that is switched off could be given the keyboard all the same.
+    if (!field.hasFocus() && field.get_sensitive())
         field.takeFocus();
 }

@@ -3,9 +3,35 @@
 #include "platform/Error.h"
 #include "platform/linux/DurableFile.h"
 
+#include <sys/stat.h>
+
+#include <utility>
+
 namespace {
 
 constexpr int indentation = 2;
+
+/// Tells one version of a file from the next: each is a file of its own, and one that is edited in place has
+/// another time. None where there is no file.
+struct Version {
+    explicit Version(const std::filesystem::path& file) {
+        struct stat status = {};
+        if (::stat(file.c_str(), &status) != 0)
+            return;
+        isThere = true;
+        device = status.st_dev;
+        inode = status.st_ino;
+        size = status.st_size;
+        changed = {status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+    }
+    bool operator==(const Version&) const = default;
+
+    bool isThere = false;
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = 0;
+    std::pair<time_t, long> changed;
+};
 
 } // namespace
 
@@ -16,9 +42,18 @@ struct JsonUserDefaults::Stored {
     bool broken = false; ///< the text is not a JSON object
 };
 
+struct JsonUserDefaults::Seen {
+    Version version;
+    Stored stored;
+};
+
+JsonUserDefaults::JsonUserDefaults(std::filesystem::path file) : file_(std::move(file)) {}
+
+JsonUserDefaults::~JsonUserDefaults() = default;
+
 Json JsonUserDefaults::value(const std::string& key) const {
     try {
-        const auto stored = read();
+        const auto& stored = look();
         const auto found = stored.values.find(key);
         return found == stored.values.end() ? Json() : *found;
     } catch (const Error&) {
@@ -28,7 +63,7 @@ Json JsonUserDefaults::value(const std::string& key) const {
 
 bool JsonUserDefaults::available() const {
     try {
-        return !read().broken;
+        return !look().broken;
     } catch (const Error&) {
         return false;
     }
@@ -73,6 +108,14 @@ JsonUserDefaults::Stored JsonUserDefaults::read() const {
     return stored;
 }
 
+/// The version is looked at first: a file that is replaced in between is read once more the next time.
+const JsonUserDefaults::Stored& JsonUserDefaults::look() const {
+    const Version version(file_);
+    if (!seen_ || !version.isThere || seen_->version != version)
+        seen_ = std::make_unique<Seen>(Seen{version, read()});
+    return seen_->stored;
+}
+
 void JsonUserDefaults::write(const Stored& stored) {
     std::string text;
     try {
@@ -85,5 +128,6 @@ void JsonUserDefaults::write(const Stored& stored) {
     DurableFile::makePrivateFolder(file_.parent_path());
     if (stored.broken)
         DurableFile::setAside(file_);
+    seen_.reset(); // the new file may have the number and, to the clock's resolution, the time of the old one
     DurableFile::write(file_, text);
 }

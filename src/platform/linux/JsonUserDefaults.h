@@ -3,16 +3,17 @@
 #include "platform/UserDefaults.h"
 
 #include <filesystem>
-#include <utility>
+#include <memory>
 
-/// User defaults in one JSON file (mode 0600), read afresh on each use and written whole, synced and renamed
-/// into place.
+/// User defaults in one JSON file (mode 0600), read again whenever it is another file than the last time and
+/// written whole, synced and renamed into place.
 ///
 /// A file that is not a JSON object is kept beside the new one when the first value is set; until then
 /// reading gives nothing. A file that cannot be read gives nothing and is never overwritten.
 class JsonUserDefaults : public UserDefaults {
 public:
-    explicit JsonUserDefaults(std::filesystem::path file) : file_(std::move(file)) {}
+    explicit JsonUserDefaults(std::filesystem::path file);
+    ~JsonUserDefaults() override;
 
     Json value(const std::string& key) const override;
     bool available() const override;
@@ -22,9 +23,12 @@ public:
 
 private:
     struct Stored;
+    struct Seen;
 
     Stored read() const;
+    const Stored& look() const;
     void write(const Stored& stored);
 
     std::filesystem::path file_;
+    mutable std::unique_ptr<Seen> seen_; ///< null until it has been read
 };

@@ -44,6 +44,8 @@ public:
     AgentNotificationCenter(const AgentNotificationCenter&) = delete;
     AgentNotificationCenter& operator=(const AgentNotificationCenter&) = delete;
 
+    const ReminderPlace& place() const { return options_.place; }
+
     /// Adds the action to the application by which the agent tells of an opened notification. The toolkit
     /// takes the token that comes with it, so that the window may take the focus. A program that is started
     /// by the agent hears nothing: it shows its window anyway.

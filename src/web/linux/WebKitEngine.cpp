@@ -8,7 +8,17 @@ namespace {
 /// The word by which the service knows a desktop shell.
 constexpr const char* applicationName = "briskomac";
 
+/// A toolkit that cannot embed the page's accessibility tree leaves it on the accessibility bus by itself,
+/// out of reach for whom it is meant and within reach of everybody else, also while the window is locked.
+void keepPagesOffTheAccessibilityBus() {
+    constexpr guint minorThatEmbeds = 14; // GTK 4.14 has GtkAtSpiSocket
+    constexpr gboolean overwrite = FALSE;
+    if (gtk_get_minor_version() < minorThatEmbeds)
+        g_setenv("WEBKIT_A11Y_BUS_ADDRESS", "", overwrite);
+}
+
 GPtr<WebKitNetworkSession> makeSession(const WebEngine::Options& options) {
+    keepPagesOffTheAccessibilityBus();
     // The engine itself would leave the folders, and the cookies in them, readable for everybody.
     DurableFile::makePrivateFolder(options.data);
     DurableFile::makePrivateFolder(options.cache);

@@ -6,26 +6,15 @@ namespace {
 
 using Step = void (*)(WebKitWebView*);
 
-struct Key {
-    guint value;
-    GdkModifierType modifiers;
-};
-
 /// What leads one step back, or one step forward.
 struct Way {
     Step step;
-    Key keys[3];
+    guint key;
     guint button; ///< the thumb's, as X11 numbers it and the toolkit everywhere
 };
 
-constexpr Way back = {
-    webkit_web_view_go_back,
-    {{GDK_KEY_Left, GDK_ALT_MASK}, {GDK_KEY_KP_Left, GDK_ALT_MASK}, {GDK_KEY_Back, GdkModifierType()}},
-    8};
-constexpr Way forward = {
-    webkit_web_view_go_forward,
-    {{GDK_KEY_Right, GDK_ALT_MASK}, {GDK_KEY_KP_Right, GDK_ALT_MASK}, {GDK_KEY_Forward, GdkModifierType()}},
-    9};
+constexpr Way back = {webkit_web_view_go_back, GDK_KEY_Back, 8};
+constexpr Way forward = {webkit_web_view_go_forward, GDK_KEY_Forward, 9};
 
 void go(GtkWidget* container, const Way& way) {
     if (auto* const view = gtk_overlay_get_child(GTK_OVERLAY(container)))
@@ -35,16 +24,14 @@ void go(GtkWidget* container, const Way& way) {
 template <const Way& way>
 void listenFor(GtkWidget* container) {
     auto* const shortcuts = gtk_shortcut_controller_new();
-    for (const auto& key : way.keys) {
-        const auto pressed = [](GtkWidget* widget, GVariant*, gpointer) -> gboolean {
-            go(widget, way);
-            return TRUE;
-        };
-        gtk_shortcut_controller_add_shortcut(
-            GTK_SHORTCUT_CONTROLLER(shortcuts),
-            gtk_shortcut_new(gtk_keyval_trigger_new(key.value, key.modifiers),
-                             gtk_callback_action_new(pressed, nullptr, nullptr)));
-    }
+    const auto pressed = [](GtkWidget* widget, GVariant*, gpointer) -> gboolean {
+        go(widget, way);
+        return TRUE;
+    };
+    gtk_shortcut_controller_add_shortcut(
+        GTK_SHORTCUT_CONTROLLER(shortcuts),
+        gtk_shortcut_new(gtk_keyval_trigger_new(way.key, GdkModifierType()),
+                         gtk_callback_action_new(pressed, nullptr, nullptr)));
     gtk_widget_add_controller(container, shortcuts);
 
     auto* const click = gtk_gesture_click_new();

@@ -112,6 +112,13 @@ TEST_F(WebKitView, loadsOnlyWhatThePolicyAllows) {
     EXPECT_THAT(asked, ElementsAre(server.url("/").text(), server.url("/refused").text(),
                                    server.url("/allowed").text()));
     EXPECT_FALSE(server.wasAsked("/refused"));
+
+    // As a file does that is dropped on the page.
+    const auto file = newEngineFolder() / "dropped.html";
+    std::ofstream(file) << "<title>dropped</title>";
+    browser.view->load(*Url::parse("file://" + file.string()), Browser::patience);
+    EXPECT_TRUE(browser.shows(server.url("/")));
+    EXPECT_THAT(asked, testing::Each(testing::StartsWith("https:")));
 }
 
 TEST_F(WebKitView, reportsEachRequestForAWindowOnceAndOpensNone) {
@@ -244,9 +251,12 @@ TEST_F(WebKitView, trustsTheSameCertificateOnceTheNetworkProcessHasDied) {
     const auto processes = EngineProcess::named(EngineProcess::network);
     ASSERT_EQ(processes.size(), 1);
     kill(*processes.begin(), SIGKILL);
+    EXPECT_EQ(browser.ask("for (;;) try { return (await fetch('/')).status } catch {}"), 200);
+    EXPECT_NE(EngineProcess::named(EngineProcess::network), processes);
+
+    kill(*EngineProcess::named(EngineProcess::network).begin(), SIGKILL);
     // A load may still meet the process that is dying.
     EXPECT_TRUE(browser.shows(server.url("/")) || browser.shows(server.url("/")));
-    EXPECT_NE(EngineProcess::named(EngineProcess::network), processes);
 }
 
 TEST_F(WebKitView, takesItsWebProcessAlong) {

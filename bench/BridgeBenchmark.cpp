@@ -1,0 +1,116 @@
+#include "fakes/FakeProgram.h"
+#include "linux/MainLoop.h"
+#include "platform/linux/GPtr.h"
+#include "platform/linux/JsonUserDefaults.h"
+#include "platform/linux/TemporaryFolder.h"
+#include "web/Bridge.h"
+#include "web/Scripts.h"
+#include "web/linux/WebEngine.h"
+
+#include <webkit/webkit.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+// What a page's call of the shell costs beside what the engine takes for a message and a constant reply: both
+// from one page, block by block in turn.
+
+namespace {
+
+constexpr double limit = 1.15;
+constexpr int blocks = 15;
+constexpr auto callsOfABlock = "200";
+constexpr auto constant = R"({"hasPasscode":true,"digits":6,"autoLock":true,"minutes":5})";
+
+gboolean replyConstant(WebKitUserContentManager*, JSCValue* message, WebKitScriptMessageReply* reply,
+                       gpointer) {
+    const auto value =
+        GPtr<JSCValue>::take(jsc_value_new_from_json(jsc_value_get_context(message), constant));
+    webkit_script_message_reply_return_value(reply, value.get());
+    return TRUE;
+}
+
+/// The engine's own view, in the view of the program; null when it is not there.
+WebKitWebView* engineViewIn(GtkWidget* widget) {
+    if (WEBKIT_IS_WEB_VIEW(widget))
+        return WEBKIT_WEB_VIEW(widget);
+    WebKitWebView* found = nullptr;
+    for (auto* child = gtk_widget_get_first_child(widget); child && !found;
+         child = gtk_widget_get_next_sibling(child))
+        found = engineViewIn(child);
+    return found;
+}
+
+void addBareHandler(WebKitWebView* view) {
+    auto* const manager = webkit_web_view_get_user_content_manager(view);
+    g_signal_connect(manager, "script-message-with-reply-received::bare", G_CALLBACK(replyConstant), nullptr);
+    webkit_user_content_manager_register_script_message_handler_with_reply(manager, "bare", nullptr);
+}
+
+/// Milliseconds of one call, in the page's own time.
+double measure(GtkWebView& view, const std::string& call) {
+    const auto body = "const start = performance.now(); for (let i = 0; i < " + std::string(callsOfABlock) +
+                      "; i += 1) await " + call + "; return (performance.now() - start) / " + callsOfABlock;
+    return MainLoop::finish(view.evaluateForResult(body)).value().get<double>();
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values.at(values.size() / 2);
+}
+
+} // namespace
+
+int main() {
+    if (!gtk_init_check()) {
+        std::fputs("bridge-benchmark: there is no display\n", stderr);
+        return EXIT_FAILURE;
+    }
+    const TemporaryFolder folder("bridge-benchmark");
+    FakeProgram program;
+    JsonUserDefaults defaults(folder.path() / "preferences.json");
+    Passcode passcode(program.keychain, defaults, program.clock);
+    MainLoop::finish(passcode.set(SecretText("184312"), "ada", SecretText("secret")));
+    Remembered remembered(defaults);
+    const Bridge bridge(
+        {program.notifications, program.reminders, *program.appLock, passcode, remembered, defaults});
+
+    const auto engine = loadWebEngine({.data = folder.path() / "data",
+                                       .cache = folder.path() / "cache",
+                                       .origin = Url::parse("https://localhost").value(),
+                                       .trusted = std::nullopt,
+                                       .acceleration = false});
+    auto* const window = gtk_window_new();
+    const auto view = engine->makeView();
+    view->addUserScript({std::string(Scripts::page()), UserScript::Time::documentStart});
+    view->addReplyingMessageHandler(Bridge::handlerName,
+                                    [&](Json body) { return bridge.call(std::move(body)); });
+    auto* const webView = engineViewIn(view->widget());
+    addBareHandler(webView);
+    gtk_window_set_child(GTK_WINDOW(window), view->widget());
+    gtk_window_present(GTK_WINDOW(window));
+    bool isLoaded = false;
+    view->onFinished = [&] { isLoaded = true; };
+    webkit_web_view_load_html(webView, "<!doctype html><body>", nullptr);
+    MainLoop::runUntil([&] { return isLoaded; });
+
+    const std::pair<std::string, std::string> calls(
+        "webkit.messageHandlers.bare.postMessage({name: 'lockSummary', options: {}})",
+        "BriskoNative.lockSummary()");
+    std::vector<double> bare;
+    std::vector<double> ours;
+    for (int block = 0; block <= blocks; ++block) {
+        bare.push_back(measure(*view, calls.first));
+        ours.push_back(measure(*view, calls.second));
+        if (block == 0) { // the engine is still warming up
+            bare.clear();
+            ours.clear();
+        }
+    }
+    const auto ratio = median(ours) / median(bare);
+    std::printf("  bare engine %.3f ms, lockSummary %.3f ms, ratio %.2f (limit %.2f)%s\n", median(bare),
+                median(ours), ratio, limit, ratio > limit ? "  TOO MUCH" : "");
+    gtk_window_destroy(GTK_WINDOW(window));
+    return ratio <= limit ? EXIT_SUCCESS : EXIT_FAILURE;
+}
