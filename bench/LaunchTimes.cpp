@@ -20,8 +20,9 @@ constexpr const char* usage =
     "COMMAND…\n"
     "\n"
     "Starts two programs in turn and tells how long each takes until its colour (RRGGBB) is on the screen, "
-    "as the ratio\n"
-    "of the second to the first. With --memory-limit also the memory of all their processes.\n";
+    "and the ratio\n"
+    "of the second to the first, which is the median of all rounds. With --memory-limit also the memory of "
+    "all their processes.\n";
 constexpr int usageError = 2;
 constexpr auto patience = 30s;
 constexpr auto betweenLooks = 1ms;
@@ -145,8 +146,11 @@ void print(const Plan& plan, std::vector<double> Subject::*figures, const char* 
         std::printf("  %-28s %8.1f %-4s (%.1f to %.1f)\n", subject.name.c_str(), median(values), unit, *least,
                     *most);
     }
-    std::printf("  %-28s %8.3f", "ratio",
-                median(plan.subjects[1].*figures) / median(plan.subjects[0].*figures));
+    // What disturbs a round, disturbs both.
+    std::vector<double> ratios;
+    for (std::size_t round = 0; round < (plan.subjects[0].*figures).size(); ++round)
+        ratios.push_back((plan.subjects[1].*figures)[round] / (plan.subjects[0].*figures)[round]);
+    std::printf("  %-28s %8.3f", "ratio of a round", median(ratios));
     if (limit > 0)
         std::printf("      (at most %.2f)", limit);
     std::puts("");

@@ -27,18 +27,35 @@ constexpr auto patience = 5s;
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-/// The parent of a process and its state letter; none when it has gone.
-std::optional<std::pair<pid_t, char>> parentOf(pid_t pid) {
+/// What the kernel tells of a process (proc_pid_stat(5)) from its state letter on; empty when it has gone.
+std::istringstream statusOf(pid_t pid) {
     std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
     std::string text;
-    if (!std::getline(file, text))
-        return std::nullopt;
+    std::getline(file, text);
     // The program's name stands in parentheses and may hold anything.
-    std::istringstream rest(text.substr(text.rfind(')') + 1));
+    return std::istringstream(text.substr(text.rfind(')') + 1));
+}
+
+/// The parent of a process and its state letter; none when it has gone.
+std::optional<std::pair<pid_t, char>> parentOf(pid_t pid) {
+    auto rest = statusOf(pid);
     char state = 0;
     pid_t parent = 0;
-    rest >> state >> parent;
+    if (!(rest >> state >> parent))
+        return std::nullopt;
     return std::pair(parent, state);
+}
+
+/// In ticks of the system's clock; zero for a process that has gone.
+long processorTimeOf(pid_t pid) {
+    constexpr int fieldsBefore = 11; // from the state letter to the time in user mode
+    auto rest = statusOf(pid);
+    std::string skipped;
+    for (int field = 0; field < fieldsBefore; ++field)
+        rest >> skipped;
+    long user = 0;
+    long system = 0;
+    return rest >> user >> system ? user + system : 0;
 }
 
 /// The living descendants of this process.
@@ -125,6 +142,13 @@ std::string ProcessTree::output() const {
     const auto count = pread(output_, text.data(), text.size(), 0);
     text.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
     return text;
+}
+
+std::chrono::milliseconds ProcessTree::processorTime() const {
+    long ticks = 0;
+    for (const auto pid : descendants())
+        ticks += processorTimeOf(pid);
+    return std::chrono::milliseconds(std::chrono::seconds(ticks)) / sysconf(_SC_CLK_TCK);
 }
 
 long ProcessTree::proportionalSetSize() const {

@@ -27,6 +27,8 @@ public:
     bool hasEnded();
     /// What it has written to its standard output and error so far.
     std::string output() const;
+    /// The processor time that all its living processes have used so far.
+    std::chrono::milliseconds processorTime() const;
     /// The proportional set size of all its processes in KiB (proc(5), smaps_rollup). Throws
     /// std::runtime_error when one of them cannot be read.
     long proportionalSetSize() const;

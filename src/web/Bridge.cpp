@@ -68,8 +68,9 @@ Json lockSummary(const Surroundings& with) {
 Task<Json> openLockSettings(Surroundings with, Bridge::ShowLockSettings show, Json options) {
     // The panel lets a passcode be set only for a username that is known.
     const auto username = options.value("username", Json());
-    if (username.is_string() && username != "" && with.remembered.username().empty())
-        with.remembered.setUsername(username.get<std::string>());
+    const auto given = username.is_string() ? username.get<std::string>() : std::string();
+    if (!given.empty() && with.remembered.username().empty())
+        with.remembered.setUsername(given);
     const auto done = std::make_shared<Completion<Done>>();
     const std::function<void()> finish = [done] { done->resolve(Done()); };
     if (!show || !show(finish))
@@ -81,9 +82,10 @@ Task<Json> openLockSettings(Surroundings with, Bridge::ShowLockSettings show, Js
 } // namespace
 
 Task<Json> Bridge::answer(Surroundings with, ShowLockSettings show, Json body) {
-    const auto name = body.is_object() ? body.value("name", Json()) : Json();
-    if (!name.is_string())
+    const auto said = body.is_object() ? body.value("name", Json()) : Json();
+    if (!said.is_string())
         throw Error("brisko: malformed call");
+    const auto& name = said.get_ref<const std::string&>();
     auto options = body.value("options", Json());
     if (!options.is_object())
         options = Json::object();
@@ -105,6 +107,6 @@ Task<Json> Bridge::answer(Surroundings with, ShowLockSettings show, Json body) {
     else if (name == "openLockSettings")
         call = openLockSettings(with, std::move(show), std::move(options));
     else
-        throw Error("brisko: no such call " + name.get<std::string>());
+        throw Error("brisko: no such call " + name);
     co_return co_await std::move(*call);
 }

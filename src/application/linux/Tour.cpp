@@ -1,8 +1,11 @@
 #include "application/linux/Tour.h"
 
 #include "account/linux/AuthScreen.h"
+#include "application/WindowFrame.h"
 #include "application/linux/Program.h"
 #include "application/linux/TourLocks.h"
+#include "application/linux/TourReminders.h"
+#include "application/linux/TourWeb.h"
 #include "lock/linux/PasscodeScreen.h"
 #include "platform/Error.h"
 #include "web/linux/WebEngine.h"
@@ -10,9 +13,6 @@
 #include <cstdio>
 
 namespace {
-
-constexpr int minimumWidth = 820;
-constexpr int minimumHeight = 560;
 
 /// The account that the embedded service starts with.
 constexpr auto seededUser = "ada";
@@ -43,7 +43,8 @@ Task<> Tour::run(std::function<void(bool)> finished) {
         co_await std::move(fourth);
         auto fifth = passcodeOffer();
         co_await std::move(fifth);
-        auto sixth = webApplication();
+        TourWeb web(guide_);
+        auto sixth = web.run();
         co_await std::move(sixth);
         TourLocks locks(guide_);
         auto locking = locks.run(passcode);
@@ -58,6 +59,9 @@ Task<> Tour::run(std::function<void(bool)> finished) {
         co_await std::move(tenth);
         auto eleventh = passcodeOff();
         co_await std::move(eleventh);
+        TourReminders reminders(guide_);
+        auto last = reminders.run();
+        co_await std::move(last);
         std::printf("%d pictures in %s\n", guide_.pictures(), guide_.folder().c_str());
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "brisko: the tour ended early: %s\n", failure.what());
@@ -108,7 +112,7 @@ Task<> Tour::signUpMode() {
     co_await std::move(filled);
 
     const auto size = guide_.program().mainWindow().frame();
-    guide_.program().mainWindow().setFrame(Window::Frame(minimumWidth, minimumHeight));
+    guide_.program().mainWindow().setFrame(WindowFrame::minimum);
     spawn(view.go());
     auto refused = guide_.until("the refusal of a taken name",
                                 [&view] { return view.state().error && !view.state().busy; });
@@ -178,43 +182,6 @@ Task<> Tour::passcodeOffer() {
     auto stored = guide_.until("the end of the passcode sheet",
                                [this] { return !guide_.program().mainWindow().sheetWindow(); });
     co_await std::move(stored);
-}
-
-Task<> Tour::webApplication() {
-    auto list = guide_.untilInPage("the task list", "document.querySelector('.task') !== null");
-    co_await std::move(list);
-    auto listPicture = guide_.picture("tasks");
-    co_await std::move(listPicture);
-
-    auto toBoard = guide_.pressInPage("v", true);
-    co_await std::move(toBoard);
-    auto board = guide_.untilInPage("the kanban", "document.querySelector('.board .card') !== null");
-    co_await std::move(board);
-    auto boardPicture = guide_.picture("kanban");
-    co_await std::move(boardPicture);
-
-    const std::pair<const char*, const char*> dialogs[] = {
-        {"n", "new-task"}, {"k", "search-all-tasks"}, {",", "settings"}};
-    for (const auto& [key, name] : dialogs) {
-        auto pressing = guide_.pressInPage(key, false);
-        co_await std::move(pressing);
-        auto opening = guide_.untilInPage(name, "document.querySelector('dialog[open]') !== null");
-        co_await std::move(opening);
-        auto dialogPicture = guide_.picture(name);
-        co_await std::move(dialogPicture);
-        if (std::string(name) == "settings")
-            break;
-        auto closing =
-            guide_.untilInPage("a closed dialog", "(document.querySelector('dialog[open]')?.close(), "
-                                                  "document.querySelector('dialog[open]') === null)");
-        co_await std::move(closing);
-    }
-    auto light = guide_.clickInPage(".theme[data-theme=light] input");
-    co_await std::move(light);
-    auto themed = guide_.untilInPage("the light theme", "document.documentElement.dataset.theme === 'light'");
-    co_await std::move(themed);
-    auto lightPicture = guide_.picture("settings-light");
-    co_await std::move(lightPicture);
 }
 
 Task<> Tour::passcodeChange() {

@@ -23,7 +23,6 @@ private:
     Task<> resetMode();
     Task<> googlePanel();
     Task<> passcodeOffer();
-    Task<> webApplication();
     Task<> passcodeChange();
     Task<> signOut();
     Task<> passcodeUnlock();

@@ -11,18 +11,27 @@ struct RenderNodeUnref {
     void operator()(GskRenderNode* node) const { gsk_render_node_unref(node); }
 };
 
+/// What the widget draws, in its own coordinates, which begin inside its border and padding.
+graphene_rect_t boundsOf(GtkWidget* widget) {
+    graphene_rect_t bounds;
+    if (!gtk_widget_compute_bounds(widget, widget, &bounds))
+        throw Error("The window shows nothing yet.");
+    return bounds;
+}
+
 /// The place of the widget's corner in its surface, which is larger by shadows.
 graphene_point_t cornerIn(GtkNative* native) {
     double x = 0;
     double y = 0;
     gtk_native_get_surface_transform(native, &x, &y);
-    return GRAPHENE_POINT_INIT(static_cast<float>(x), static_cast<float>(y));
+    const auto origin = boundsOf(GTK_WIDGET(native)).origin;
+    return GRAPHENE_POINT_INIT(static_cast<float>(x) + origin.x, static_cast<float>(y) + origin.y);
 }
 
 void draw(GtkWidget* widget, GtkSnapshot* snapshot) {
     const auto paintable = GPtr<GdkPaintable>::take(gtk_widget_paintable_new(widget));
-    gdk_paintable_snapshot(paintable.get(), snapshot, gtk_widget_get_width(widget),
-                           gtk_widget_get_height(widget));
+    const auto size = boundsOf(widget).size;
+    gdk_paintable_snapshot(paintable.get(), snapshot, size.width, size.height);
 }
 
 /// Menus and other popovers are surfaces of their own, each at a place in that of what it belongs to.
@@ -63,9 +72,8 @@ void saveWindowPicture(Gtk::Window& window, const std::filesystem::path& file) {
     auto* renderer = gtk_native_get_renderer(GTK_NATIVE(widget));
     if (!node || !renderer)
         throw Error("The window shows nothing yet.");
-    const graphene_rect_t area =
-        GRAPHENE_RECT_INIT(0, 0, scale * static_cast<float>(gtk_widget_get_width(widget)),
-                           scale * static_cast<float>(gtk_widget_get_height(widget)));
+    const auto size = boundsOf(widget).size;
+    const graphene_rect_t area = GRAPHENE_RECT_INIT(0, 0, scale * size.width, scale * size.height);
     const auto texture = GPtr<GdkTexture>::take(gsk_renderer_render_texture(renderer, node.get(), &area));
     if (!gdk_texture_save_to_png(texture.get(), file.c_str()))
         throw Error("The picture could not be written to " + file.string() + ".");

@@ -10,7 +10,9 @@ Json toJson(JSCValue* value) {
     if (!text)
         return nullptr;
     auto json = parseJson(text.get());
-    return json.is_discarded() ? Json() : json;
+    if (json.is_discarded())
+        json = nullptr;
+    return json;
 }
 
 struct ReplyUnref {

@@ -10,13 +10,17 @@
 (() => {
   if (window.BriskoNative) return;
 
+  const wellFormed = (_, value) => typeof value === "string" ? value.replace(/\p{Surrogate}/gu, "\ufffd") : value;
+
   // A value that cannot be cloned for the shell (a function, say) would leave the promise open for ever. What JSON has no
   // word for is left out; what it refuses arrives as null, and the shell says that the call is malformed.
-  // A text that was cut in the middle of an emoji is no text for the shell either, which would refuse the whole message.
-  const wellFormed = (_, value) => typeof value === "string" ? value.replace(/\p{Surrogate}/gu, "\ufffd") : value;
   const message = (name, options) => {
+    const plain = { name, options: options || {} };
     try {
-      return JSON.parse(JSON.stringify({ name, options: options || {} }, wellFormed));
+      const text = JSON.stringify(plain);
+      // Half of a character, where a text has been cut in the middle of an emoji, is written as an escape, which the shell
+      // would refuse with all the rest.
+      return JSON.parse(text.includes("\\ud") ? JSON.stringify(plain, wellFormed) : text);
     } catch {
       return null;
     }

@@ -15,7 +15,7 @@ namespace {
 class WebKitBridge : public testing::Test {
 protected:
     WebKitBridge() {
-        server.pages["/"] = PageServer::Page("<!doctype html><body>");
+        server.pages["/"].body = "<!doctype html><body>";
         auto& view = *browser->view;
         view.addUserScript({std::string(Scripts::page()), UserScript::Time::documentStart});
         view.addReplyingMessageHandler(Bridge::handlerName,
