@@ -168,6 +168,20 @@ TEST_F(PageScripts, looksAgainOnceTheFirstPaintIsOver) {
     EXPECT_EQ(colours().back(), "rgb(9, 9, 9)");
 }
 
+TEST_F(PageScripts, postsNothingWhileNothingChanges) {
+    server.pages["/"] = PageServer::Page("<body style='background: rgb(1, 2, 3)'><script>window.looks = [];"
+                                         "window.setTimeout = (look) => looks.push(look)</script>");
+    auto& used = open();
+    awaitColours(1);
+    const auto before = posted.size();
+    EXPECT_EQ(used.ask("for (const look of looks) look();"
+                       "for (let i = 0; i < 100; i += 1) {"
+                       "  document.body.dataset.count = i; await new Promise(requestAnimationFrame) }"
+                       "return looks.length"),
+              2);
+    EXPECT_EQ(posted.size(), before);
+}
+
 TEST_F(PageScripts, reportsTheAccountsBindingsWhenTheServiceHasSome) {
     struct Case {
         PageServer::Page settings;
