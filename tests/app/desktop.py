@@ -367,7 +367,8 @@ class Journey(unittest.TestCase):
         until("the window manager", lambda: xdotool("get_desktop"))
 
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
+        # The engine's processes outlive the program for a moment, in which they may still write.
+        folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
         self.programs = []

@@ -2,6 +2,7 @@
 
 #include "platform/linux/GAsync.h"
 #include "web/linux/WebKitHistory.h"
+#include "web/linux/WebKitPageMenu.h"
 #include "web/linux/WebKitTrust.h"
 
 #include <malloc.h>
@@ -23,10 +24,12 @@ GPtr<WebKitWebView> makeWebView(WebKitNetworkSession* session, WebKitUserContent
     auto* const view = g_object_new(WEBKIT_TYPE_WEB_VIEW, "network-session", session, "user-content-manager",
                                     content, "settings", settings, nullptr);
     // The engine translates keys with a text view that nobody sees. Tab would go on from the page to it, and
-    // the keyboard would stay there.
+    // the keyboard would stay there; the menu key would open its menu.
     for (auto* child = gtk_widget_get_first_child(GTK_WIDGET(view)); child;
-         child = gtk_widget_get_next_sibling(child))
+         child = gtk_widget_get_next_sibling(child)) {
         gtk_widget_set_focusable(child, FALSE);
+        gtk_widget_action_set_enabled(child, "menu.popup", FALSE);
+    }
     return GPtr<WebKitWebView>::take(WEBKIT_WEB_VIEW(g_object_ref_sink(view)));
 }
 
@@ -116,6 +119,11 @@ void WebKitView::connectSignals() {
             G_CALLBACK(+[](WebKitWebView*, WebKitNavigationAction* action, Self self) -> GtkWidget* {
                 self->requestWindow(action);
                 return nullptr;
+            }));
+    connect("context-menu",
+            G_CALLBACK(+[](WebKitWebView*, WebKitContextMenu* menu, WebKitHitTestResult*, Self) -> gboolean {
+                WebKitPageMenu::adapt(menu);
+                return FALSE;
             }));
     connect("load-changed",
             G_CALLBACK(+[](WebKitWebView*, WebKitLoadEvent event, Self self) { self->loadChanged(event); }));
