@@ -109,6 +109,17 @@ class WebJourney(Journey):
         """Waits for a window or a panel of that title to have the keyboard."""
         until(f"'{title}' in front", lambda: xdotool("getactivewindow", "getwindowname").strip() == title)
 
+    def choose(self, item):
+        """An item of the menu that is about to open, with the keyboard."""
+
+        def focused():
+            return next((e.name for e in self.program.elements() if e.role == "menu item" and "focused" in e.states), None)
+
+        while (name := until("an item with the keyboard", focused)) != item:
+            press("Down")
+            until(f"the item after '{name}'", lambda: focused() not in (None, name))
+        press("Return")
+
     # The window's pixels.
 
     def window(self):
@@ -244,7 +255,7 @@ class OwnPages(WebJourney):
         self.open_pages(home=f"""<title>{'A long title ' * 500}</title>
             {link} id=other href='https://other.example/x?y#z'>1</a> {link} id=window target=_blank href=/inside>2</a>
             {link} id=script href='javascript:open("/inside", "", "width=200"), close()'>3</a>
-            {link} id=inside href=/inside>4</a><script>onpageshow = (e) => e.persisted && say('home')</script>""",
+            {link} id=inside href=/inside style='position: fixed; inset: 100px'>4</a><script>onpageshow = (e) => e.persisted && say('home')</script>""",
                         inside="<script>onpageshow = (e) => e.persisted && say('inside')</script>")
         inside = self.service.origin + "/inside"
         visited = []
@@ -256,6 +267,9 @@ class OwnPages(WebJourney):
             self.see_visited(*visited)
         press("Tab")
         self.service.see("inside")
+        xdotool("mousemove", *map(str, self.point(590, 400)), "click", "3")
+        self.choose("Open Link in Browser")
+        self.see_visited(*visited, inside)
         press("Return")
         self.service.see("inside")
         for keys, page in (("XF86Back", "home"), ("XF86Forward", "inside")):
