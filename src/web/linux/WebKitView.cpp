@@ -140,6 +140,10 @@ void WebKitView::connectSignals() {
             G_CALLBACK(+[](WebKitWebView*, WebKitWebResource* resource, WebKitURIRequest*, Self self) {
                 WebKitTrust::follow(self->trust_, resource);
             }));
+    connect("notify::is-loading", G_CALLBACK(+[](WebKitWebView* view, GParamSpec*, Self self) {
+                if (!webkit_web_view_is_loading(view))
+                    self->atRest();
+            }));
     connect("notify::uri", G_CALLBACK(+[](WebKitWebView* view, GParamSpec*, Self self) {
                 self->movedTo(webkit_web_view_get_uri(view));
             }));
@@ -278,6 +282,13 @@ void WebKitView::movedTo(const char* uri) {
         address_ = uri;
 }
 
+/// Also the end of a load that the policy has refused, of which the engine tells nothing else: the page that
+/// was to be left stays.
+void WebKitView::atRest() {
+    answerLimit_.stop();
+    panels_.arrived();
+}
+
 void WebKitView::loadChanged(WebKitLoadEvent event) {
     if (event == WEBKIT_LOAD_STARTED) {
         abandoned_ = false;
@@ -302,7 +313,6 @@ void WebKitView::committed() {
 }
 
 void WebKitView::finished() {
-    answerLimit_.stop();
     // The callback may end this object, and with it the callback.
     if (const auto tell = onFinished)
         tell();
@@ -331,14 +341,12 @@ void WebKitView::loadFailed(const char* uri, const GError* error) {
     }
     answerLimit_.stop();
     if (isTurnedAside(error)) {
-        panels_.arrived();
         tellFailure(LoadFailure{uri, Error(error->message, error->code), true});
         return;
     }
     // Now and then this is all that the engine reports of a certificate that it does not trust.
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) && trust_->covers(uri) && retry(uri))
         return;
-    panels_.arrived();
     tellFailure(LoadFailure{uri, Error(error->message, error->code)});
 }
 

@@ -74,6 +74,7 @@ private:
     bool decideResponse(WebKitPolicyDecision* decision);
     void requestWindow(WebKitNavigationAction* action);
     void movedTo(const char* uri);
+    void atRest();
     void loadChanged(WebKitLoadEvent event);
     void committed();
     void finished();

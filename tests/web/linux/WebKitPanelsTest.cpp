@@ -113,6 +113,22 @@ TEST_F(WebKitPanels, closesWhatIsOpenWhenThePageGoesAway) {
     EXPECT_FALSE(isOpen());
 }
 
+TEST_F(WebKitPanels, goesOnShowingThePanelsOfAPageThatStaysBecauseTheLoadWasRefused) {
+    bool refused = false;
+    browser->view->decidePolicy = [&](const NavigationAction& action) {
+        refused = refused || action.url.ends_with("/refused");
+        return refused ? NavigationPolicy::cancel : NavigationPolicy::allow;
+    };
+    browser->view->load(server.url("/refused"), Browser::patience);
+    MainLoop::runUntil([&] { return refused; });
+    browser->ask("return 1");
+    const auto answered = start("return confirm('Sure?')");
+    MainLoop::runUntil([&] { return isOpen() || answered->ended(); });
+    ASSERT_TRUE(isOpen()) << "answered as if the page were still being left";
+    panels.answer();
+    EXPECT_EQ(MainLoop::finish(answered), Json(true));
+}
+
 TEST_F(WebKitPanels, leavesAPageThatNeverStopsAsking) {
     ASSERT_TRUE(browser->shows(server.url("/")));
     start("for (;;) alert('again')");
