@@ -31,6 +31,7 @@ void AppDelegate::applicationDidBecomeActive() {
 
 void AppDelegate::applicationDidFinishLaunching() {
     with_.notifications.onOpen = weakly(&AppDelegate::comeForward);
+    with_.menus.onChanged = weakly(&AppDelegate::menusChanged);
     darken();
     watchForIdleness();
     watchDesktop();
@@ -56,7 +57,7 @@ void AppDelegate::open(const std::vector<std::string>& urls) {
         else
             pending_ = path;
     }
-    with_.window.present();
+    comeForward();
 }
 
 Task<> AppDelegate::chooseFirstScreen() {
@@ -102,11 +103,8 @@ void AppDelegate::showApp() {
             self->tint(color);
     };
     shell->onShortcuts = [weak = weak_from_this()](const Shortcuts& shortcuts) {
-        const auto self = weak.lock();
-        if (!self)
-            return;
-        self->with_.menus.adopt(shortcuts);
-        self->menusChanged();
+        if (const auto self = weak.lock())
+            self->with_.menus.adopt(shortcuts);
     };
     shell->onSignedOut = weakly(&AppDelegate::signedOut);
     shell->bridge().showLockSettings = [weak = weak_from_this()](std::function<void()> done) {
@@ -294,7 +292,7 @@ void AppDelegate::openPage(const char* path) {
     with_.workspace.open(with_.api.origin().appendingPath(path));
 }
 
-void AppDelegate::menusChanged() const {
+void AppDelegate::menusChanged() {
     if (onMenusChanged)
         onMenusChanged();
 }

@@ -138,7 +138,7 @@ private:
     void performInPage(MenuCommand command);
     void showAbout();
     void openPage(const char* path);
-    void menusChanged() const;
+    void menusChanged();
     /// A callback that does nothing once the delegate has gone.
     std::function<void()> weakly(void (AppDelegate::*action)());
 

@@ -116,11 +116,8 @@ void AppDelegate::presentLockSettings(std::shared_ptr<Ending> then) {
         end->end();
     };
     const auto shortcutChanged = [weak = weak_from_this()] {
-        const auto self = weak.lock();
-        if (!self)
-            return;
-        self->with_.menus.applyLockShortcut();
-        self->menusChanged();
+        if (const auto self = weak.lock())
+            self->with_.menus.applyLockShortcut();
     };
     auto view = LockSettingsView::make(!with_.remembered.username().empty(), std::move(callbacks),
                                        with_.passcode, with_.defaults, shortcutChanged);

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "lock/LockPreferences.h"
-#include "lock/Turns.h"
 #include "platform/MainQueue.h"
 #include "platform/OwnerAuthentication.h"
 #include "platform/Task.h"
+#include "platform/Turns.h"
 #include "platform/UserDefaults.h"
 #include "platform/Window.h"
 

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "lock/PasscodeRecord.h"
-#include "lock/Turns.h"
 #include "platform/Clock.h"
 #include "platform/Error.h"
 #include "platform/Keychain.h"
 #include "platform/SecretText.h"
 #include "platform/Task.h"
+#include "platform/Turns.h"
 #include "platform/UserDefaults.h"
 
 #include <chrono>

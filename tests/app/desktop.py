@@ -229,6 +229,31 @@ class Program:
         return library in pathlib.Path(f"/proc/{self.process.pid}/maps").read_text()
 
 
+class TestWindow(Program):
+    """A small program of the tests, which takes requests on its standard input and answers on its output."""
+
+    def __init__(self, program, folder):
+        self.errors = open(folder / "errors", "w+")
+        self.process = subprocess.Popen([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self.errors,
+                                        text=True)
+
+    def do(self, *request):
+        self.process.stdin.write(json.dumps(request) + "\n")
+        self.process.stdin.flush()
+
+    def answer(self):
+        return json.loads(self.process.stdout.readline())
+
+    def ask(self, *request):
+        self.do(*request)
+        return self.answer()
+
+    def stop(self):
+        self.process.stdin.close()
+        self.process.stdout.close()
+        self.process.wait(DEADLINE)
+
+
 def children(accessible):
     return [child for i in range(accessible.get_child_count()) if (child := accessible.get_child_at_index(i))]
 
@@ -407,6 +432,14 @@ class Journey(unittest.TestCase):
     def see_browser(self):
         """Waits for the browser; returns the addresses that it was sent to."""
         return until("the browser", lambda: self.visited.exists() and self.visited.read_text().strip())
+
+    def open_test_window(self, program):
+        """Starts a small program of the tests and waits for its window."""
+        window = TestWindow(program, self.folder)
+        self.programs.append(window)
+        self.addCleanup(window.errors.close)
+        window.see_window()
+        return window
 
     def tearDown(self):
         for program in self.programs:

@@ -1,51 +1,22 @@
 """The layers over the main window and the lock settings panel: what a person at the keyboard, with the pointer and with
 assistive technology finds, and what stays out of reach."""
 
-import json
 import os
 import subprocess
 import unittest
 
 from PIL import ImageGrab
 
-from desktop import DEADLINE, Atspi, Journey, Program, press, type_text, until, xdotool
+from desktop import Atspi, Journey, press, type_text, until, xdotool
 
 WINDOW = os.environ["BRISKO_LOCK_WINDOW"]
 PAGE = ("Secret plan", "Note", "Menu of Secret plan", "Item of Secret plan")
 
 
-class LockWindow(Program):
-    """A window with a page, and what the test lays over it."""
-
-    def __init__(self, folder):
-        self.errors = open(folder / "errors", "w+")
-        self.process = subprocess.Popen([WINDOW], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self.errors,
-                                        text=True)
-
-    def do(self, *request):
-        self.process.stdin.write(json.dumps(request) + "\n")
-        self.process.stdin.flush()
-
-    def answer(self):
-        return json.loads(self.process.stdout.readline())
-
-    def ask(self, *request):
-        self.do(*request)
-        return self.answer()
-
-    def stop(self):
-        self.process.stdin.close()
-        self.process.stdout.close()
-        self.process.wait(DEADLINE)
-
-
 class Locks(Journey):
     def setUp(self):
         super().setUp()
-        self.window = LockWindow(self.folder)
-        self.programs.append(self.window)
-        self.addCleanup(self.window.errors.close)
-        self.window.see_window()
+        self.window = self.open_test_window(WINDOW)
 
     def see_active(self, title):
         until(f"the window '{title}'", lambda: xdotool("getactivewindow", "getwindowname").strip() == title)

@@ -1,43 +1,18 @@
 """The panels over the main window: real keys and clicks, and what a person and assistive technology find."""
 
-import json
 import os
 import subprocess
 import unittest
 
-from desktop import DEADLINE, Journey, Program, press, until, xdotool
+from desktop import Journey, press, until, xdotool
 
 WINDOW = os.environ["BRISKO_PANEL_WINDOW"]
-
-
-class PanelWindow(Program):
-    """An empty main window, and panels over it as the test asks for them."""
-
-    def __init__(self, folder):
-        self.errors = open(folder / "errors", "w+")
-        self.process = subprocess.Popen([WINDOW], stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=self.errors,
-                                        text=True)
-
-    def do(self, *request):
-        self.process.stdin.write(json.dumps(request) + "\n")
-        self.process.stdin.flush()
-
-    def answer(self):
-        return json.loads(self.process.stdout.readline())
-
-    def stop(self):
-        self.process.stdin.close()
-        self.process.stdout.close()
-        self.process.wait(DEADLINE)
 
 
 class Panels(Journey):
     def setUp(self):
         super().setUp()
-        self.window = PanelWindow(self.folder)
-        self.programs.append(self.window)
-        self.addCleanup(self.window.errors.close)
-        self.window.see_window()
+        self.window = self.open_test_window(WINDOW)
 
     def see_panel(self, title):
         """Waits for the panel to have the keyboard."""

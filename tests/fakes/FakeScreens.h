@@ -20,16 +20,17 @@ public:
     int destroyedInWindow = 0; ///< a window draws what it was given, so this must not happen
 
     std::unique_ptr<Screen> authScreen(std::shared_ptr<AuthView> view) override {
-        auth = view.get();
-        return std::make_unique<AuthScreen>(*this, std::move(view));
+        auto screen = std::make_unique<NativeScreen<AuthView>>(*this, view, auth);
+        view->appeared();
+        return screen;
     }
     std::unique_ptr<Screen> passcodeScreen(std::shared_ptr<PasscodeView> view) override {
-        passcode = view.get();
-        return std::make_unique<PasscodeScreen>(*this, std::move(view));
+        auto screen = std::make_unique<NativeScreen<PasscodeView>>(*this, view, passcode);
+        view->appeared();
+        return screen;
     }
     std::unique_ptr<Screen> lockSettingsScreen(std::shared_ptr<LockSettingsView> view) override {
-        lockSettings = view.get();
-        return std::make_unique<LockSettingsScreen>(*this, std::move(view));
+        return std::make_unique<NativeScreen<LockSettingsView>>(*this, std::move(view), lockSettings);
     }
     std::unique_ptr<WebView> webView() override {
         auto view = std::make_unique<Web>(*this);
@@ -60,52 +61,22 @@ private:
         const Screen& screen_;
     };
 
-    class AuthScreen : public Screen {
+    /// A screen over a view, which is at hand as `latest` until it goes or another one comes.
+    template <class View>
+    class NativeScreen : public Screen {
     public:
-        AuthScreen(FakeScreens& screens, std::shared_ptr<AuthView> view)
-            : screens_(screens), view_(std::move(view)), life_(screens, *this) {
-            view_->appeared();
+        NativeScreen(FakeScreens& screens, std::shared_ptr<View> view, View*& latest)
+            : view_(std::move(view)), latest_(latest), life_(screens, *this) {
+            latest_ = view_.get();
         }
-        ~AuthScreen() override {
-            if (screens_.auth == view_.get())
-                screens_.auth = nullptr;
+        ~NativeScreen() override {
+            if (latest_ == view_.get())
+                latest_ = nullptr;
         }
 
     private:
-        FakeScreens& screens_;
-        std::shared_ptr<AuthView> view_;
-        Life life_;
-    };
-
-    class PasscodeScreen : public Screen {
-    public:
-        PasscodeScreen(FakeScreens& screens, std::shared_ptr<PasscodeView> view)
-            : screens_(screens), view_(std::move(view)), life_(screens, *this) {
-            view_->appeared();
-        }
-        ~PasscodeScreen() override {
-            if (screens_.passcode == view_.get())
-                screens_.passcode = nullptr;
-        }
-
-    private:
-        FakeScreens& screens_;
-        std::shared_ptr<PasscodeView> view_;
-        Life life_;
-    };
-
-    class LockSettingsScreen : public Screen {
-    public:
-        LockSettingsScreen(FakeScreens& screens, std::shared_ptr<LockSettingsView> view)
-            : screens_(screens), view_(std::move(view)), life_(screens, *this) {}
-        ~LockSettingsScreen() override {
-            if (screens_.lockSettings == view_.get())
-                screens_.lockSettings = nullptr;
-        }
-
-    private:
-        FakeScreens& screens_;
-        std::shared_ptr<LockSettingsView> view_;
+        std::shared_ptr<View> view_;
+        View*& latest_;
         Life life_;
     };
 

@@ -2,6 +2,7 @@
 
 #include "account/linux/DurableCookieJar.h"
 #include "account/linux/SoupExchange.h"
+#include "platform/Counted.h"
 #include "platform/Error.h"
 #include "platform/SecretText.h"
 
@@ -84,17 +85,6 @@ GPtr<GTlsDatabase> trustOnly(const std::filesystem::path& file) {
         throw Error("There is no certificate in " + path.string() + ".");
     return database;
 }
-
-class Counted {
-public:
-    explicit Counted(int& count) : count_(count) { count_ += 1; }
-    Counted(const Counted&) = delete;
-    Counted& operator=(const Counted&) = delete;
-    ~Counted() { count_ -= 1; }
-
-private:
-    int& count_;
-};
 
 /// Puts the cookies of a reply on disk before anybody hears of the reply, or of its failure.
 class CookiesKept {

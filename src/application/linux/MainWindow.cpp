@@ -152,14 +152,8 @@ void MainWindow::setFrame(Frame frame) {
 }
 
 void MainWindow::setContent(Screen& screen) {
-    auto* widget = widgetOf(screen);
-    // The toolkit takes the focus from what leaves the window only with the next frame, when it may be gone.
-    window_.unset_focus();
-    layers_.setContent(widget);
+    layers_.setContent(widgetOf(screen));
     content_ = &screen;
-    // A screen that does not choose for itself, a page for one, has the keyboard as a whole.
-    if (!window_.get_focus())
-        gtk_widget_child_focus(widget, GTK_DIR_TAB_FORWARD);
 }
 
 void MainWindow::presentSheet(Screen& screen) {
@@ -203,7 +197,6 @@ GtkWebView* MainWindow::pageAround(GtkWidget* widget) const {
 
 void MainWindow::removeContent() {
     dismissSheet();
-    window_.unset_focus();
     layers_.removeOverlay();
     layers_.setContent(nullptr);
     content_ = nullptr;

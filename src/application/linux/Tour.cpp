@@ -209,15 +209,8 @@ Task<> Tour::passcodeChange() {
 }
 
 Task<> Tour::signOut() {
-    auto leaving =
-        guide_.untilInPage("the sign-out button",
-                           "[...document.querySelectorAll('dialog[open] button')]"
-                           ".filter((b) => b.textContent === 'Sign out').map((b) => b.click()).length === 1");
+    auto leaving = guide_.signOutInPage();
     co_await std::move(leaving);
-    auto back = guide_.until("the sign-in screen again", [this] {
-        return dynamic_cast<AuthScreen*>(guide_.program().mainWindow().content());
-    });
-    co_await std::move(back);
     auto remembered = guide_.picture("signed-out");
     co_await std::move(remembered);
 }
@@ -250,9 +243,7 @@ Task<> Tour::passcodeUnlock() {
 Task<> Tour::passcodeLockOut() {
     auto leaving = guide_.untilInPage("the end of the session", "(location.href = '/login', true)");
     co_await std::move(leaving);
-    auto back = guide_.until("the sign-in screen again", [this] {
-        return dynamic_cast<AuthScreen*>(guide_.program().mainWindow().content()) != nullptr;
-    });
+    auto back = guide_.untilSignIn();
     co_await std::move(back);
     guide_.program().startOver();
     auto appearing =
@@ -268,9 +259,7 @@ Task<> Tour::passcodeLockOut() {
     auto lockedOut = guide_.picture("locked-out");
     co_await std::move(lockedOut);
     view.buttons().front().press();
-    auto over = guide_.until("the sign-in screen", [this] {
-        return dynamic_cast<AuthScreen*>(guide_.program().mainWindow().content()) != nullptr;
-    });
+    auto over = guide_.untilSignIn();
     co_await std::move(over);
 }
 

@@ -85,6 +85,23 @@ Task<> TourGuide::drawn() {
     co_await std::move(settling);
 }
 
+Task<> TourGuide::signOutInPage() {
+    auto leaving =
+        untilInPage("the sign-out button",
+                    "[...document.querySelectorAll('dialog[open] button')]"
+                    ".filter((b) => b.textContent === 'Sign out').map((b) => b.click()).length === 1");
+    co_await std::move(leaving);
+    auto back = untilSignIn();
+    co_await std::move(back);
+}
+
+Task<> TourGuide::untilSignIn() {
+    auto back = until("the sign-in screen", [this] {
+        return dynamic_cast<AuthScreen*>(program_.mainWindow().content()) != nullptr;
+    });
+    co_await std::move(back);
+}
+
 Task<> TourGuide::picture(std::string name) {
     return picture(std::move(name), program_.mainWindow().window());
 }

@@ -37,6 +37,10 @@ public:
     Task<> until(std::string what, std::function<bool()> condition);
     /// The same for a script's value in the page.
     Task<> untilInPage(std::string what, std::string script);
+    /// Presses "Sign out" in the dialog that is open in the page.
+    Task<> signOutInPage();
+    /// Comes back once the sign-in screen has the window.
+    Task<> untilSignIn();
     /// Saves a picture of the main window, or of another one that stays until it is taken.
     Task<> picture(std::string name);
     Task<> picture(std::string name, Gtk::Window& window);

@@ -1,6 +1,5 @@
 #include "application/linux/TourReminders.h"
 
-#include "account/linux/AuthScreen.h"
 #include "application/linux/Program.h"
 #include "platform/Error.h"
 #include "platform/linux/DurableFile.h"
@@ -117,15 +116,8 @@ Task<> TourReminders::reminder() {
 }
 
 Task<> TourReminders::signOut() {
-    auto leaving =
-        guide_.untilInPage("the sign-out button",
-                           "[...document.querySelectorAll('dialog[open] button')]"
-                           ".filter((b) => b.textContent === 'Sign out').map((b) => b.click()).length === 1");
+    auto leaving = guide_.signOutInPage();
     co_await std::move(leaving);
-    auto back = guide_.until("the sign-in screen again", [this] {
-        return dynamic_cast<AuthScreen*>(guide_.program().mainWindow().content()) != nullptr;
-    });
-    co_await std::move(back);
     const auto pending = guide_.program().reminderPlace().pendingFile();
     auto dropped = guide_.until("no reminders", [&pending] { return !std::filesystem::exists(pending); });
     co_await std::move(dropped);

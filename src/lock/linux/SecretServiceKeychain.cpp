@@ -1,6 +1,7 @@
 #include "lock/linux/SecretServiceKeychain.h"
 
 #include "lock/linux/SecretServiceSession.h"
+#include "platform/Counted.h"
 #include "platform/linux/GAsync.h"
 
 #include <algorithm>
@@ -43,17 +44,6 @@ struct SecretValueUnref {
     void operator()(SecretValue* value) const { secret_value_unref(value); }
 };
 using Value = std::unique_ptr<SecretValue, SecretValueUnref>;
-
-class Counted {
-public:
-    explicit Counted(int& count) : count_(count) { count_ += 1; }
-    Counted(const Counted&) = delete;
-    Counted& operator=(const Counted&) = delete;
-    ~Counted() { count_ -= 1; }
-
-private:
-    int& count_;
-};
 
 /// Throws Unavailable when there is an error; takes it over.
 void check(const Session& session, GError* error) {

@@ -1,5 +1,6 @@
 #include "reminders/linux/AgentNotificationCenter.h"
 
+#include "platform/Counted.h"
 #include "platform/Error.h"
 #include "platform/linux/DBus.h"
 #include "platform/linux/DurableFile.h"
@@ -18,17 +19,6 @@ namespace {
 
 constexpr auto notificationService = "org.freedesktop.Notifications";
 constexpr int callsBeforeGivingUp = 3; // none there, then one that ends, then one that stays
-
-class Counted {
-public:
-    explicit Counted(int& count) : count_(count) { count_ += 1; }
-    Counted(const Counted&) = delete;
-    Counted& operator=(const Counted&) = delete;
-    ~Counted() { count_ -= 1; }
-
-private:
-    int& count_;
-};
 
 /// A file in memory alone, for the other end of the bus; null when there is no memory.
 GPtr<GUnixFDList> fileOf(const std::string& text) {

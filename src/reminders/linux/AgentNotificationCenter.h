@@ -1,8 +1,8 @@
 #pragma once
 
-#include "lock/Turns.h"
 #include "platform/NotificationCenter.h"
 #include "platform/NotificationQuestion.h"
+#include "platform/Turns.h"
 #include "platform/linux/GPtr.h"
 #include "reminders/linux/AgentProcess.h"
 #include "reminders/linux/PermissionFile.h"
