@@ -110,7 +110,7 @@ class WebJourney(Journey):
         until(f"'{title}' in front", lambda: xdotool("getactivewindow", "getwindowname").strip() == title)
 
     def choose(self, item):
-        """An item of the menu that is about to open, with the keyboard."""
+        """An item of the menu that is about to open, with the keyboard, which the page then has back."""
 
         def focused():
             return next((e.name for e in self.program.elements() if e.role == "menu item" and "focused" in e.states), None)
@@ -119,6 +119,7 @@ class WebJourney(Journey):
             press("Down")
             until(f"the item after '{name}'", lambda: focused() not in (None, name))
         press("Return")
+        self.see_gone(item)
 
     # The window's pixels.
 
