@@ -1,8 +1,6 @@
 """Signs in and out ten times and more and tells what that leaves behind at the sign-in screen: the processes, and the memory
 that is theirs alone, as the ratio of the medians of the last rounds and the first. Run by bench/run."""
 
-import json
-import os
 import pathlib
 import statistics
 import sys
@@ -12,38 +10,12 @@ import unittest
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" / "app"))
 from desktop import Journey, press, type_text, until  # noqa: E402
 from journeys import IDENTIFIER, USER, PASSWORD, declines_passcode, fill, see_page  # noqa: E402
+from processes import mebibytes, tree  # noqa: E402
 
 ROUNDS = 10
 AVERAGED = 3  # the network process keeps a few megabytes more or less
 LIMIT = 1.05
 SETTLING = 2  # seconds, in which the toolkit frees what it drew with
-
-
-def tree(root):
-    """The ids of a process and of all that it has started."""
-    parents = {}
-    for folder in pathlib.Path("/proc").glob("[0-9]*"):
-        try:
-            fields = (folder / "stat").read_text().rsplit(")", 1)[1].split()
-        except OSError:
-            continue
-        if fields[0] != "Z":
-            parents[int(folder.name)] = int(fields[1])
-    found = {root}
-    while more := {process for process, parent in parents.items() if parent in found} - found:
-        found |= more
-    return found
-
-
-def mebibytes(processes):
-    total = 0
-    for process in processes:
-        try:
-            lines = pathlib.Path(f"/proc/{process}/smaps_rollup").read_text().splitlines()
-        except OSError:
-            continue
-        total += sum(int(line.split()[1]) for line in lines if line.startswith("Private_Dirty:"))
-    return total / 1024
 
 
 class Rounds(Journey):
@@ -58,9 +30,7 @@ class Rounds(Journey):
             declines_passcode(program)
             see_page(program)
             until("the page", lambda: len(service.sessions()) == 1)
-            jar = next((self.folder / "profile").glob("data/origins/*/cookies.json"))
-            cookie = json.loads(jar.read_text())["cookies"][0]
-            service.post("/api/auth/logout", cookie=f"{cookie['name']}={cookie['value']}")
+            service.post("/api/auth/logout", cookie=self.cookie())
             program.again("brisko://today")
             program.see_focus("Password")
             # The page's process ends a little after the page.

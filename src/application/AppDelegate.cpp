@@ -68,6 +68,9 @@ Task<> AppDelegate::chooseFirstScreen() {
         auto handingOver = with_.api.handOverSession();
         co_await std::move(handingOver);
         showApp();
+        // Started by another than the person, while that one is away.
+        if (with_.desktop.isLocked())
+            lockByItself();
     }
     // Waits for the keyring only where a passcode was being set when the program ended.
     auto reconciling = with_.passcode.reconcile();

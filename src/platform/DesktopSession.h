@@ -7,7 +7,10 @@ class DesktopSession {
 public:
     virtual ~DesktopSession() = default;
 
-    /// The session has been locked. Never called for unlocking.
+    /// Whether the session is known to be locked now.
+    virtual bool isLocked() const = 0;
+
+    /// The session has been locked, or is found locked. Never called for unlocking.
     std::function<void()> onLocked;
     /// The machine is about to sleep, and waits, for a while, until `ready` is called.
     std::function<void(std::function<void()> ready)> onSleep;

@@ -309,12 +309,17 @@ class DemoService:
         except urllib.error.HTTPError as redirection:
             return redirection
 
-    def change_settings(self, settings, cookie):
-        """As the page does it."""
+    def send(self, method, path, content, cookie):
+        """A request with JSON, as the page makes it."""
         headers = {"Cookie": cookie, "Content-Type": "application/json"}
-        request = urllib.request.Request(self.origin + "/api/settings", json.dumps(settings).encode(), headers,
-                                         method="PATCH")
+        request = urllib.request.Request(self.origin + path, json.dumps(content).encode(), headers, method=method)
         self.opener().open(request, timeout=DEADLINE).close()
+
+    def change_settings(self, settings, cookie):
+        self.send("PATCH", "/api/settings", settings, cookie)
+
+    def import_tasks(self, titles, cookie):
+        self.send("POST", "/api/tasks/import", {"tasks": [{"title": title} for title in titles]}, cookie)
 
     def opener(self):
         class Staying(urllib.request.HTTPRedirectHandler):
@@ -412,6 +417,11 @@ class Journey(unittest.TestCase):
         self.programs.append(program)
         program.see_window()
         return program
+
+    def cookie(self):
+        """That of the session which the program keeps."""
+        jar = json.loads(next((self.folder / "profile").glob("data/origins/*/cookies.json")).read_text())
+        return "{name}={value}".format(**jar["cookies"][0])
 
     def install_browser(self):
         """Makes the desktop open web addresses with a program that notes them, for the test to play the browser. Returns

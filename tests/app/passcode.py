@@ -1,14 +1,11 @@
 """Journeys of the passcode: the real program, and its passcode screen by itself in each mode, over a real keyring."""
 
-import json
 import os
 import subprocess
 import unittest
 
 from desktop import DEADLINE, Journey, Program, press, type_text, until
 from journeys import PASSWORD, signs_in, write_task
-
-WINDOW = os.environ["BRISKO_PASSCODE_WINDOW"]
 
 
 class PasscodeWindow(Program):
@@ -18,7 +15,8 @@ class PasscodeWindow(Program):
         self.profile = profile
         self.errors = open(os.devnull, "r+")
         origin, certificate = service.arguments[1], service.arguments[3]
-        self.process = subprocess.Popen([WINDOW, mode, profile, origin, certificate], stdout=subprocess.PIPE, text=True)
+        self.process = subprocess.Popen([os.environ["BRISKO_PASSCODE_WINDOW"], mode, profile, origin, certificate],
+                                        stdout=subprocess.PIPE, text=True)
 
     def ends_with(self):
         """The callback that ends the screen."""
@@ -66,9 +64,7 @@ class InTheProgram(PasscodeJourney):
         write_task(self.service, program, "Behind a passcode")
 
         # While the session goes on nobody is asked; once it has ended, the next start asks for the passcode.
-        jar = next((self.folder / "profile").glob("data/origins/*/cookies.json"))
-        token = json.loads(jar.read_text())["cookies"][0]
-        self.service.post("/api/auth/logout", cookie=f"{token['name']}={token['value']}")
+        self.service.post("/api/auth/logout", cookie=self.cookie())
         program.again("brisko://today")
         program.see_focus("Password")
         press("ctrl+q")

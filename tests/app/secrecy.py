@@ -8,6 +8,7 @@ from PIL import ImageGrab
 
 from desktop import DEADLINE, Atspi, press, selection, type_text, until, xdotool
 from journeys import IDENTIFIER, USER, declines_passcode, see_page, signs_in, write_task
+from logind import Login
 from menus import ABOUT, Menus, geometry, windows
 from passcode import PasscodeJourney
 from web import Pages
@@ -22,7 +23,9 @@ PAGE = (590, 400)  # a place in the middle of the window, from its corner
 
 class Locked(PasscodeJourney):
     def sign_in(self, service):
-        self.program = self.open_program(service)
+        self.login = Login()
+        self.addCleanup(self.login.stop)
+        self.program = self.open_program(service, environment=self.login.environment)
         self.main = xdotool("getactivewindow").strip()
         self.menus = Menus(self.program)
         signs_in(self.program)
@@ -142,6 +145,27 @@ class DemoPage(Locked):
         until("the window closed", lambda: not self.program.window_shown())
         self.lock_with_the_desktop()
         self.program.again("brisko://new")
+        self.program.see_window()
+        self.see_locked()
+
+    def test_the_machine_sleeps_only_once_the_lock_is_on_the_screen(self):
+        def sleep(look=lambda: None):
+            until("something to wait for", self.login.held)
+            self.login.prepare_for_sleep(True)
+            self.assertTrue(self.login.is_released())
+            look()
+            self.login.prepare_for_sleep(False)
+            until("the next time", self.login.held)
+
+        until("the page", lambda: len(self.ground()) > 1)
+        sleep(lambda: self.assertEqual(len(self.ground()), 1))
+        self.see_locked()
+        sleep()  # while it is locked
+        self.unlock()
+        press("ctrl+w")
+        until("the window closed", lambda: not self.program.window_shown())
+        sleep()
+        self.program.again()
         self.program.see_window()
         self.see_locked()
 

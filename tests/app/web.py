@@ -175,10 +175,6 @@ class DemoPage(WebJourney):
         right, up = place
         xdotool("mousemove", *map(str, self.point(590 + right, up)), "click", "1")
 
-    def cookie(self):
-        jar = json.loads(next((self.folder / "profile").glob("data/origins/*/cookies.json")).read_text())
-        return "{name}={value}".format(**jar["cookies"][0])
-
     def test_tasks_are_saved_twice_and_come_in_from_files(self):
         self.open_settings()
 

@@ -54,6 +54,33 @@ TEST_F(AppDelegateTest, locksByItselfOnlyWhereThatIsSwitchedOnAndThereIsSomethin
     window.dismissSheet();
 }
 
+TEST_F(AppDelegateTest, isLockedFromTheStartInASessionThatIs) {
+    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
+    desktop.locked = true;
+    launchSignedIn();
+    EXPECT_TRUE(window.overlay);
+    screens.passcode->edit(SecretText("1234"));
+    EXPECT_FALSE(window.overlay);
+    signOut();
+    signIn();
+    EXPECT_FALSE(window.overlay) << "for who has just signed in";
+}
+
+TEST_F(AppDelegateTest, staysLockedWhenThePasscodeIsGoneButForTheSignIn) {
+    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
+    launchSignedIn();
+    delegate->perform(MenuCommand::lockNow);
+    spawn(passcode.clear());
+    screens.passcode->edit(SecretText("1234"));
+    EXPECT_TRUE(window.overlay);
+    EXPECT_TRUE(screens.passcode->state().error);
+    for (const auto& button : screens.passcode->buttons())
+        if (button.shown)
+            button.press();
+    EXPECT_FALSE(window.overlay);
+    EXPECT_TRUE(showsAuth());
+}
+
 TEST_F(AppDelegateTest, locksBeforeTheMachineSleepsAndLetsItOnceTheLockIsDrawn) {
     spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
     launchSignedIn();

@@ -69,8 +69,10 @@ private:
 
 class FakeDesktopSession : public DesktopSession {
 public:
+    bool locked = false;
     int delayed = 0; ///< how often the machine went to sleep before it was told that it may
 
+    bool isLocked() const override { return locked; }
     void lock() {
         if (onLocked)
             onLocked();

@@ -16,15 +16,25 @@ constexpr auto login = "org.freedesktop.login1";
 constexpr auto managerPath = "/org/freedesktop/login1";
 constexpr auto manager = "org.freedesktop.login1.Manager";
 constexpr auto session = "org.freedesktop.login1.Session";
+constexpr auto properties = "org.freedesktop.DBus.Properties";
+/// The session that the caller's process belongs to.
+constexpr auto ownSession = "/org/freedesktop/login1/session/auto";
 
-constexpr const char* screenSavers[] = {"org.freedesktop.ScreenSaver", "org.gnome.ScreenSaver",
-                                        "org.cinnamon.ScreenSaver", "org.mate.ScreenSaver"};
+struct ScreenSaver {
+    const char* name; ///< of the interface too
+    const char* path;
+};
+constexpr ScreenSaver screenSavers[] = {{"org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver"},
+                                        {"org.gnome.ScreenSaver", "/org/gnome/ScreenSaver"},
+                                        {"org.cinnamon.ScreenSaver", "/org/cinnamon/ScreenSaver"},
+                                        {"org.mate.ScreenSaver", "/org/mate/ScreenSaver"}};
 
 constexpr std::chrono::seconds patience{5};
 
-bool isTrue(GVariant* arguments) {
-    if (!g_variant_is_of_type(arguments, G_VARIANT_TYPE("(b)")))
-        return false;
+/// None where it is anything but one truth value.
+std::optional<bool> truth(GVariant* arguments) {
+    if (!arguments || !g_variant_is_of_type(arguments, G_VARIANT_TYPE("(b)")))
+        return std::nullopt;
     gboolean value = FALSE;
     g_variant_get(arguments, "(b)", &value);
     return value != FALSE;
@@ -64,14 +74,14 @@ File inhibitorIn(const DBus::Reply& reply) {
 bool isOwn(const DBus::Reply& reply) {
     if (!reply.value || !g_variant_is_of_type(reply.value.get(), G_VARIANT_TYPE("(a{sv})")))
         return true;
-    const GVariantPtr properties(g_variant_get_child_value(reply.value.get(), 0));
+    const GVariantPtr known(g_variant_get_child_value(reply.value.get(), 0));
     guint32 user = 0;
     const char* id = nullptr;
     const char* path = nullptr;
     const auto* own = std::getenv("XDG_SESSION_ID");
-    if (own && g_variant_lookup(properties.get(), "Id", "&s", &id) && std::string(id) == own)
+    if (own && g_variant_lookup(known.get(), "Id", "&s", &id) && std::string(id) == own)
         return true;
-    return !g_variant_lookup(properties.get(), "User", "(u&o)", &user, &path) || user == getuid();
+    return !g_variant_lookup(known.get(), "User", "(u&o)", &user, &path) || user == getuid();
 }
 
 } // namespace
@@ -88,12 +98,11 @@ public:
         const auto bus = GPtr<GDBusConnection>::take(g_bus_get_finish(result.get(), nullptr));
         if (!bus || !self->owner_)
             co_return;
-        for (const auto* saver : screenSavers)
-            self->listen(bus, {nullptr, nullptr, saver, "ActiveChanged"},
-                         [](Link& link, const char*, GVariant* arguments) {
-                             if (isTrue(arguments))
-                                 link.lock();
-                         });
+        for (const auto& saver : screenSavers) {
+            self->listen(bus, {nullptr, nullptr, saver.name, "ActiveChanged"},
+                         [](Link& link, const char*, GVariant* arguments) { link.hear(truth(arguments)); });
+            spawn(ask(self, bus, saver));
+        }
     }
 
     static Task<> listenToLogin(std::shared_ptr<Link> self, SystemBus* system) {
@@ -105,7 +114,7 @@ public:
                      [](Link& link, const char* path, GVariant*) { link.lockIfOwn(path); });
         self->listen(self->bus_, {login, managerPath, manager, "PrepareForSleep"},
                      [](Link& link, const char*, GVariant* arguments) {
-                         if (isTrue(arguments))
+                         if (truth(arguments).value_or(false))
                              link.sleep();
                          else
                              link.wake();
@@ -118,7 +127,10 @@ public:
         };
         self->watch_ = g_bus_watch_name_on_connection(self->bus_.get(), login, G_BUS_NAME_WATCHER_FLAGS_NONE,
                                                       appeared, vanished, self.get(), nullptr);
+        spawn(askLogin(self));
     }
+
+    bool isLocked() const { return locked_; }
 
     /// Nothing is told to the owner from now on.
     void end() {
@@ -139,6 +151,34 @@ private:
             }));
     }
 
+    /// A screen saver's word, now or from before.
+    void hear(std::optional<bool> active) {
+        locked_ = active.value_or(locked_);
+        if (active.value_or(false))
+            lock();
+    }
+    static Task<> ask(std::shared_ptr<Link> self, GPtr<GDBusConnection> bus, ScreenSaver saver) {
+        const DBus::Method getActive{saver.name, saver.path, saver.name, "GetActive",
+                                     G_DBUS_CALL_FLAGS_NO_AUTO_START};
+        auto asking = DBus::call(std::move(bus), getActive, {}, patience);
+        const auto reply = co_await std::move(asking);
+        // Only one that is active has anything to say here.
+        if (truth(reply.value.get()).value_or(false))
+            self->hear(true);
+    }
+    static Task<> askLogin(std::shared_ptr<Link> self) {
+        const DBus::Method get{login, ownSession, properties, "Get", G_DBUS_CALL_FLAGS_NO_AUTO_START};
+        auto asking =
+            DBus::call(self->bus_, get, DBus::own(g_variant_new("(ss)", session, "LockedHint")), patience);
+        const auto reply = co_await std::move(asking);
+        if (!reply.value || !g_variant_is_of_type(reply.value.get(), G_VARIANT_TYPE("(v)")))
+            co_return;
+        const GVariantPtr boxed(g_variant_get_child_value(reply.value.get(), 0));
+        const GVariantPtr hint(g_variant_get_variant(boxed.get()));
+        if (g_variant_is_of_type(hint.get(), G_VARIANT_TYPE_BOOLEAN) && g_variant_get_boolean(hint.get()))
+            self->hear(true);
+    }
+
     void lock() {
         if (owner_ && owner_->onLocked)
             owner_->onLocked();
@@ -150,7 +190,7 @@ private:
             spawn(findOwner(shared_from_this(), path));
     }
     static Task<> findOwner(std::shared_ptr<Link> self, std::string path) {
-        const DBus::Method getAll{login, path.c_str(), "org.freedesktop.DBus.Properties", "GetAll"};
+        const DBus::Method getAll{login, path.c_str(), properties, "GetAll"};
         auto asking = DBus::call(self->bus_, getAll, DBus::own(g_variant_new("(s)", session)), patience);
         const auto reply = co_await std::move(asking);
         self->asking_.erase(path);
@@ -198,6 +238,7 @@ private:
     guint watch_ = 0;
     File inhibitor_;
     bool inhibiting_ = false;
+    bool locked_ = false; ///< as the last word about it was
     bool asleep_ = false; ///< or about to be
     unsigned sleeps_ = 0;
     std::set<std::string> asking_; ///< the sessions whose owner is being looked up
@@ -208,6 +249,10 @@ LogindSession::LogindSession(SystemBus& bus) : bus_(bus) {}
 LogindSession::~LogindSession() {
     if (link_)
         link_->end();
+}
+
+bool LogindSession::isLocked() const {
+    return link_ && link_->isLocked();
 }
 
 void LogindSession::start() {

@@ -11,8 +11,8 @@ Task<DBus::Reply> DBus::call(GPtr<GDBusConnection> bus, Method method, GVariantP
     const auto timeout = patience ? static_cast<int>(patience->count()) : std::numeric_limits<int>::max();
     GAsync calling;
     g_dbus_connection_call_with_unix_fd_list(bus.get(), method.destination, method.path, method.interface,
-                                             method.name, parameters.get(), nullptr, G_DBUS_CALL_FLAGS_NONE,
-                                             timeout, nullptr, cancellable.get(), GAsync::ready, &calling);
+                                             method.name, parameters.get(), nullptr, method.flags, timeout,
+                                             nullptr, cancellable.get(), GAsync::ready, &calling);
     const auto result = co_await calling.settlement();
     GUnixFDList* files = nullptr;
     GError* error = nullptr;

@@ -18,6 +18,8 @@ struct Method {
     const char* path;
     const char* interface;
     const char* name;
+    /// G_DBUS_CALL_FLAGS_NO_AUTO_START keeps the bus from starting the service.
+    GDBusCallFlags flags = G_DBUS_CALL_FLAGS_NONE;
 };
 
 /// One of `value` and `error` is there.

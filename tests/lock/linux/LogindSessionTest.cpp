@@ -30,7 +30,7 @@ void emit(GDBusConnection* bus, const char* path, const char* interface, const c
 }
 
 /// logind as far as it is asked: sessions of several people, and inhibitors that are held as long as their
-/// other end is open.
+/// other end is open. And a screen saver.
 class Login {
 public:
     explicit Login(const char* address) : bus_(connectTo(address)) {
@@ -38,14 +38,19 @@ public:
             <method name="Inhibit"><arg type="s" direction="in"/><arg type="s" direction="in"/>
             <arg type="s" direction="in"/><arg type="s" direction="in"/><arg type="h" direction="out"/></method>
             </interface></node>)xml");
+        serve("/org/freedesktop/login1/session/auto", R"xml(<node>
+            <interface name="org.freedesktop.login1.Session">
+            <property name="LockedHint" type="b" access="read"/></interface></node>)xml");
+        serve("/org/gnome/ScreenSaver", R"xml(<node><interface name="org.gnome.ScreenSaver">
+            <method name="GetActive"><arg type="b" direction="out"/></method></interface></node>)xml");
         for (const auto& [path, user] : users_)
             serve(path.c_str(), R"xml(<node><interface name="org.freedesktop.login1.Session">
                 <property name="Id" type="s" access="read"/><property name="User" type="(uo)" access="read"/>
                 </interface></node>)xml");
-        const GVariantPtr owned(
-            g_dbus_connection_call_sync(bus_.get(), "org.freedesktop.DBus", "/", "org.freedesktop.DBus",
-                                        "RequestName", g_variant_new("(su)", "org.freedesktop.login1", 0),
-                                        nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+        for (const auto* name : {"org.freedesktop.login1", "org.gnome.ScreenSaver"})
+            const GVariantPtr owned(g_dbus_connection_call_sync(
+                bus_.get(), "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "RequestName",
+                g_variant_new("(su)", name, 0), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
     }
     Login(const Login&) = delete;
     Login& operator=(const Login&) = delete;
@@ -57,6 +62,9 @@ public:
 
     std::string inhibited; ///< what, by whom and how, the latest
     int asked = 0;         ///< questions about sessions
+    bool hint = false;     ///< what it says of the session's being locked
+    bool active = false;   ///< what the screen saver says of itself
+    int told = 0;          ///< how often either was asked
 
     GDBusConnection* bus() const { return bus_.get(); }
     static std::string own() { return "/org/freedesktop/login1/session/own"; }
@@ -91,6 +99,11 @@ private:
     static void called(GDBusConnection*, const char*, const char*, const char*, const char*,
                        GVariant* arguments, GDBusMethodInvocation* call, gpointer data) {
         auto& self = *static_cast<Login*>(data);
+        if (std::string(g_dbus_method_invocation_get_method_name(call)) == "GetActive") {
+            self.told += 1;
+            g_dbus_method_invocation_return_value(call, g_variant_new("(b)", self.active));
+            return;
+        }
         const char *what = nullptr, *who = nullptr, *mode = nullptr;
         g_variant_get(arguments, "(&s&ss&s)", &what, &who, nullptr, &mode);
         self.inhibited = std::string(what) + " " + who + " " + mode;
@@ -106,6 +119,10 @@ private:
         auto& self = *static_cast<Login*>(data);
         if (std::string(name) == "Id")
             return g_variant_new_string(path == own() ? "c1" : "c2");
+        if (std::string(name) == "LockedHint") {
+            self.told += 1;
+            return g_variant_new_boolean(self.hint);
+        }
         self.asked += 1;
         return g_variant_new("(uo)", self.users_.at(path), "/org/freedesktop/login1/user/x");
     }
@@ -203,6 +220,28 @@ TEST_F(LogindSessionTest, locksWhenAScreenSaverDoesButNotWhenItEnds) {
     screenSaver("org.example.Other", g_variant_new("(b)", TRUE));
     hearDesktop();
     EXPECT_EQ(locked, 2);
+}
+
+TEST_F(LogindSessionTest, findsOutWhetherTheSessionWasLockedBefore) {
+    login = std::make_unique<Login>(address());
+    const std::pair<bool, bool> words[] = {{false, false}, {true, false}, {false, true}};
+    for (const auto& [active, hint] : words) {
+        login->active = active;
+        login->hint = hint;
+        login->told = locked = 0;
+        start();
+        MainLoop::runUntil([this] { return login->told == 2; });
+        hearLogin();
+        hearDesktop();
+        EXPECT_EQ(locked, active || hint ? 1 : 0);
+        EXPECT_EQ(session->isLocked(), active || hint);
+        screenSaver("org.gnome.ScreenSaver", g_variant_new("(b)", FALSE));
+        hearDesktop();
+        EXPECT_FALSE(session->isLocked());
+        screenSaver("org.gnome.ScreenSaver", g_variant_new("(b)", TRUE));
+        hearDesktop();
+        EXPECT_TRUE(session->isLocked());
+    }
 }
 
 TEST_F(LogindSessionTest, locksWithThisPersonsSessionsAndNobodyElses) {

@@ -1,0 +1,125 @@
+#include "linux/MainLoop.h"
+#include "lock/linux/GtkEventMonitor.h"
+#include "platform/linux/GPtr.h"
+#include "platform/linux/SystemClock.h"
+
+#include <X11/Xlib.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+#include <vector>
+
+namespace {
+
+constexpr int movesPerSecond = 1000; // what the fastest mice report
+constexpr int rounds = 101;
+constexpr double limit = 0.1; // ms of processor time a second
+
+struct UnrefEvent {
+    void operator()(GdkEvent* event) const { gdk_event_unref(event); }
+};
+using EventPtr = std::unique_ptr<GdkEvent, UnrefEvent>;
+
+/// A window of the toolkit's lower half, where the idle watch listens. Nobody else does, so that its share of
+/// the time stands out.
+class BareWindow {
+public:
+    BareWindow()
+        : surface_(GPtr<GdkSurface>::take(gdk_surface_new_toplevel(gdk_display_get_default()))),
+          signal_(g_signal_lookup("event", GDK_TYPE_SURFACE)) {
+        auto* const layout = gdk_toplevel_layout_new();
+        gdk_toplevel_present(GDK_TOPLEVEL(surface_.get()), layout);
+        gdk_toplevel_layout_unref(layout);
+    }
+    BareWindow(const BareWindow&) = delete;
+    BareWindow& operator=(const BareWindow&) = delete;
+    ~BareWindow() { gdk_surface_destroy(surface_.get()); }
+
+    /// What the display server tells of a pointer that moves: events at two places.
+    std::vector<EventPtr> takeMoves() {
+        std::vector<EventPtr> moves;
+        const auto handler = g_signal_connect(
+            surface_.get(), "event", G_CALLBACK(+[](GdkSurface*, GdkEvent* event, gpointer data) {
+                if (gdk_event_get_event_type(event) == GDK_MOTION_NOTIFY)
+                    static_cast<std::vector<EventPtr>*>(data)->emplace_back(gdk_event_ref(event));
+                return TRUE;
+            }),
+            &moves);
+        auto* const display = XOpenDisplay(nullptr);
+        for (auto i = 0; moves.size() < 2; ++i) {
+            const auto before = moves.size();
+            const auto mapped = [&] { return gdk_surface_get_mapped(surface_.get()) != FALSE; };
+            MainLoop::runUntil(mapped);
+            XWarpPointer(display, None, DefaultRootWindow(display), 0, 0, 0, 0, 60 + i % 2 * 20, 60);
+            XFlush(display);
+            auto waiting = true;
+            const auto look = g_timeout_add(
+                50, [](gpointer flag) -> gboolean { return *static_cast<bool*>(flag) = false; }, &waiting);
+            MainLoop::runUntil([&] { return !waiting || moves.size() > before; });
+            if (waiting)
+                g_source_remove(look);
+        }
+        XCloseDisplay(display);
+        g_signal_handler_disconnect(surface_.get(), handler);
+        return moves;
+    }
+
+    /// The time that the moves of a second take to be told, in ms.
+    double second(const std::vector<EventPtr>& moves) {
+        const auto start = std::chrono::steady_clock::now();
+        for (auto i = 0; i < movesPerSecond; ++i) {
+            gboolean handled = FALSE;
+            g_signal_emit(surface_.get(), signal_, 0, moves[static_cast<std::size_t>(i) % 2].get(), &handled);
+        }
+        return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    }
+
+private:
+    GPtr<GdkSurface> surface_;
+    guint signal_;
+};
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+void run() {
+    BareWindow window;
+    const auto moves = window.takeMoves();
+    const SystemClock clock;
+    // As the program does it.
+    const auto lastUse = std::make_shared<Clock::time_point>();
+    std::vector<double> bare;
+    std::vector<double> watched;
+    for (auto round = 0; round < rounds; ++round) {
+        bare.push_back(window.second(moves));
+        GtkEventMonitor monitor;
+        const auto watch = monitor.observeInput([&clock, weak = std::weak_ptr(lastUse)] {
+            if (const auto use = weak.lock())
+                *use = clock.now();
+        });
+        watched.push_back(window.second(moves));
+    }
+    if (*lastUse == Clock::time_point())
+        throw std::runtime_error("the watch has seen nothing");
+    std::printf("  %d moves a second %13.3f ms/s (at most %.1f)\n", movesPerSecond,
+                median(watched) - median(bare), limit);
+}
+
+} // namespace
+
+/// Tells what the idle watch costs while the mouse moves.
+int main() {
+    gtk_init();
+    try {
+        run();
+        return EXIT_SUCCESS;
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "idle-watch-benchmark: %s\n", failure.what());
+        return EXIT_FAILURE;
+    }
+}

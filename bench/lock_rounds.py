@@ -1,0 +1,65 @@
+"""Locks and unlocks the program over a page of 300 tasks, with the key and before the machine sleeps, and tells how soon
+nothing of the page is on the screen, and what the rounds leave behind. Run by bench/run; ROUNDS says how many."""
+
+import os
+import pathlib
+import statistics
+import subprocess
+import sys
+import time
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" / "app"))
+from desktop import press, until  # noqa: E402
+from processes import mebibytes, tree  # noqa: E402
+from secrecy import DemoPage  # noqa: E402
+
+ROUNDS = int(os.environ.get("ROUNDS", "20"))
+TASKS = 300
+FRAME = 1000 / 60  # milliseconds
+PAGE, CANVAS = "6d60f2", "0f1115"  # a button of the page, and the ground of the lock screen
+LOCK = ("Control_L", "Super_L", "l")
+AVERAGED = 5
+MEMORY_LIMIT = 1.05
+RELEASE_LIMIT = 200  # milliseconds
+
+
+def tell(what, times, limit):
+    print(f"  {what:32} {statistics.median(times):7.1f} ms, slowest {max(times):7.1f} ms   (at most {limit:.1f})")
+
+
+class Rounds(DemoPage):
+    def setUp(self):
+        super().setUp()
+        self.service.import_tasks([f"Task {number}" for number in range(TASKS)], cookie=self.cookie())
+        press("ctrl+r")
+
+    def lock_with_the_key(self):
+        return float(subprocess.run([os.environ["BRISKO_KEY_TO_PIXEL"], PAGE, CANVAS, *LOCK], check=True,
+                                    stdout=subprocess.PIPE, text=True).stdout)
+
+    def lock_before_sleep(self):
+        until("the inhibitor", self.login.held)
+        start = time.monotonic()
+        self.login.prepare_for_sleep(True)
+        self.assertTrue(self.login.is_released())
+        taken = time.monotonic() - start
+        self.login.prepare_for_sleep(False)
+        return taken * 1000
+
+    def test_rounds(self):
+        locks, sleeps, memory = [], [], []
+        for number in range(ROUNDS):
+            for times, lock in ((locks, self.lock_with_the_key), (sleeps, self.lock_before_sleep)):
+                times.append(until("the page", lock))
+                self.unlock()
+            if number < AVERAGED or number >= ROUNDS - AVERAGED:
+                memory.append(mebibytes(tree(self.program.process.pid)))
+        tell("key to locked frame", locks, 2 * FRAME)
+        tell("PrepareForSleep to release", sleeps, RELEASE_LIMIT)
+        print(f"  memory, last rounds to first {statistics.median(memory[-AVERAGED:]) / statistics.median(memory[:AVERAGED]):10.3f}"
+              f"   (at most {MEMORY_LIMIT})")
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1] + ["Rounds"], verbosity=0)
