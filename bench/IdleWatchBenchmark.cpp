@@ -23,13 +23,14 @@ struct UnrefEvent {
 };
 using EventPtr = std::unique_ptr<GdkEvent, UnrefEvent>;
 
-/// A window of the toolkit's lower half, where the idle watch listens. Nobody else does, so that its share of
-/// the time stands out.
+/// A window of the toolkit's lower half, where the idle watch listens. Whoever else does has next to nothing
+/// to do, so that the watch's share of the time stands out.
 class BareWindow {
 public:
     BareWindow()
         : surface_(GPtr<GdkSurface>::take(gdk_surface_new_toplevel(gdk_display_get_default()))),
           signal_(g_signal_lookup("event", GDK_TYPE_SURFACE)) {
+        g_signal_connect(surface_.get(), "event", G_CALLBACK(delivered), this);
         auto* const layout = gdk_toplevel_layout_new();
         gdk_toplevel_present(GDK_TOPLEVEL(surface_.get()), layout);
         gdk_toplevel_layout_unref(layout);
@@ -39,32 +40,24 @@ public:
     ~BareWindow() { gdk_surface_destroy(surface_.get()); }
 
     /// What the display server tells of a pointer that moves: events at two places.
-    std::vector<EventPtr> takeMoves() {
-        std::vector<EventPtr> moves;
-        const auto handler = g_signal_connect(
-            surface_.get(), "event", G_CALLBACK(+[](GdkSurface*, GdkEvent* event, gpointer data) {
-                if (gdk_event_get_event_type(event) == GDK_MOTION_NOTIFY)
-                    static_cast<std::vector<EventPtr>*>(data)->emplace_back(gdk_event_ref(event));
-                return TRUE;
-            }),
-            &moves);
+    const std::vector<EventPtr>& takeMoves() {
         auto* const display = XOpenDisplay(nullptr);
-        for (auto i = 0; moves.size() < 2; ++i) {
-            const auto before = moves.size();
-            const auto mapped = [&] { return gdk_surface_get_mapped(surface_.get()) != FALSE; };
-            MainLoop::runUntil(mapped);
-            XWarpPointer(display, None, DefaultRootWindow(display), 0, 0, 0, 0, 60 + i % 2 * 20, 60);
+        auto x = 0;
+        const auto move = [&] {
+            x = x == left ? left + step : left;
+            XWarpPointer(display, None, DefaultRootWindow(display), 0, 0, 0, 0, x, left);
             XFlush(display);
-            auto waiting = true;
-            const auto look = g_timeout_add(
-                50, [](gpointer flag) -> gboolean { return *static_cast<bool*>(flag) = false; }, &waiting);
-            MainLoop::runUntil([&] { return !waiting || moves.size() > before; });
-            if (waiting)
-                g_source_remove(look);
-        }
+        };
+        MainLoop::runUntil([this] { return gdk_surface_get_mapped(surface_.get()) != FALSE; });
+        move();
+        // The first one is that the pointer enters.
+        MainLoop::runUntil([&] {
+            if (moves_.size() < 2)
+                move();
+            return moves_.size() >= 2;
+        });
         XCloseDisplay(display);
-        g_signal_handler_disconnect(surface_.get(), handler);
-        return moves;
+        return moves_;
     }
 
     /// The time that the moves of a second take to be told, in ms.
@@ -78,8 +71,19 @@ public:
     }
 
 private:
+    static constexpr int left = 60;
+    static constexpr int step = 20;
+
+    static gboolean delivered(GdkSurface*, GdkEvent* event, gpointer window) {
+        auto& moves = static_cast<BareWindow*>(window)->moves_;
+        if (moves.size() < 2 && gdk_event_get_event_type(event) == GDK_MOTION_NOTIFY)
+            moves.emplace_back(gdk_event_ref(event));
+        return TRUE;
+    }
+
     GPtr<GdkSurface> surface_;
     guint signal_;
+    std::vector<EventPtr> moves_;
 };
 
 double median(std::vector<double> values) {
@@ -89,7 +93,7 @@ double median(std::vector<double> values) {
 
 void run() {
     BareWindow window;
-    const auto moves = window.takeMoves();
+    const auto& moves = window.takeMoves();
     const SystemClock clock;
     // As the program does it.
     const auto lastUse = std::make_shared<Clock::time_point>();

@@ -47,12 +47,12 @@ private:
     Display* display_;
 };
 
-double measure(ScreenPixels::Color before, ScreenPixels::Color after, const std::vector<std::string>& names) {
+double measure(ScreenPixels::Color color, const std::vector<std::string>& names) {
     const ScreenPixels screen;
     const Keyboard keyboard;
-    const auto place = screen.find(before);
-    if (!place)
-        throw std::runtime_error("nothing on the screen has the first colour");
+    const auto place = screen.find(color);
+    if (!place || !screen.shows(*place, color))
+        throw std::runtime_error("nothing on the screen has the colour");
     std::vector<KeyCode> keys;
     for (const auto& name : names)
         keys.push_back(keyboard.find(name));
@@ -60,38 +60,34 @@ double measure(ScreenPixels::Color before, ScreenPixels::Color after, const std:
         keyboard.set(*key, True);
     const auto start = Clock::now();
     keyboard.set(keys.back(), True);
-    auto seen = false;
-    while (!seen && Clock::now() - start < patience) {
+    auto gone = false;
+    while (!gone && Clock::now() - start < patience) {
         std::this_thread::sleep_for(glance);
-        seen = screen.shows(*place, after);
+        gone = !screen.shows(*place, color);
     }
     const auto end = Clock::now();
     for (auto key = keys.rbegin(); key != keys.rend(); ++key)
         keyboard.set(*key, False);
-    if (!seen)
-        throw std::runtime_error("the second colour does not come");
+    if (!gone)
+        throw std::runtime_error("the colour stays");
     return std::chrono::duration<double, std::milli>(end - start).count();
-}
-
-ScreenPixels::Color colorFrom(const char* text) {
-    return static_cast<ScreenPixels::Color>(std::stoul(text, nullptr, 16));
 }
 
 } // namespace
 
-/// Prints the milliseconds from a key's press to the change that it makes on the screen.
+/// Prints the milliseconds from a key's press until what it takes away is off the screen.
 int main(int count, char** arguments) {
-    if (count < 4) {
-        std::fputs("usage: key-to-pixel BEFORE AFTER KEY…\n\n"
-                   "Looks for the colour BEFORE (RRGGBB), presses the keys, all but the last to hold them, "
-                   "and waits "
-                   "for\nthe colour AFTER in its place. Keys are named as in X11 (Control_L, l).\n",
-                   stderr);
+    if (count < 3) {
+        std::fputs(
+            "usage: key-to-pixel COLOUR KEY…\n\n"
+            "Looks for the colour (RRGGBB), presses the keys, all but the last to hold them, and waits for "
+            "it to go.\nKeys are named as in X11 (Control_L, l).\n",
+            stderr);
         return usageError;
     }
     try {
-        std::printf("%.2f\n", measure(colorFrom(arguments[1]), colorFrom(arguments[2]),
-                                      {arguments + 3, arguments + count}));
+        const auto color = static_cast<ScreenPixels::Color>(std::stoul(arguments[1], nullptr, 16));
+        std::printf("%.2f\n", measure(color, {arguments + 2, arguments + count}));
         return EXIT_SUCCESS;
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "key-to-pixel: %s\n", failure.what());

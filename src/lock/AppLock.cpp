@@ -2,6 +2,21 @@
 
 #include <utility>
 
+namespace {
+
+const char* nameOf(OwnerAuthentication::Kind kind) {
+    switch (kind) {
+    case OwnerAuthentication::Kind::finger:
+        return "touchId";
+    case OwnerAuthentication::Kind::password:
+        return "passcode";
+    default:
+        return "none";
+    }
+}
+
+} // namespace
+
 std::shared_ptr<AppLock> AppLock::make(UserDefaults& defaults, OwnerAuthentication& owner, Window& window,
                                        MainQueue& queue) {
     // The constructor is private, so that every lock is owned the way its questions rely on.
@@ -71,7 +86,8 @@ void AppLock::awaitReturn(bool proved) {
 Task<AppLock::Biometry> AppLock::biometry() {
     auto looking = owner_.kind();
     const auto kind = co_await std::move(looking);
-    if (kind == OwnerAuthentication::Kind::none)
-        co_return Biometry(false, "none");
-    co_return Biometry(true, kind == OwnerAuthentication::Kind::finger ? "touchId" : "passcode");
+    Biometry biometry;
+    biometry.available = kind != OwnerAuthentication::Kind::none;
+    biometry.kind = nameOf(kind);
+    co_return biometry;
 }

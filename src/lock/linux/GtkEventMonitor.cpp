@@ -76,8 +76,9 @@ bool GtkEventMonitor::isUse(GdkEvent& event) {
 }
 
 void GtkEventMonitor::tell() const {
-    // An observer may begin or end another's time.
-    for (const auto& entry : std::vector(observers_))
-        if (const auto observer = entry.lock())
+    // An observer may begin or end another's time. This runs with every move of the mouse, so nothing is
+    // copied.
+    for (std::size_t i = 0; i < observers_.size(); ++i)
+        if (const auto observer = observers_[i].lock())
             (*observer)();
 }
