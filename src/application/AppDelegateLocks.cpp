@@ -110,7 +110,7 @@ void AppDelegate::presentLockSettings(std::shared_ptr<Ending> then) {
         self->changePasscode(length, std::move(next));
     };
     callbacks.onDone = [weak = weak_from_this(), then] {
-        const auto end = then;
+        const auto end = then; // NOLINT(performance-unnecessary-copy-initialization): the sheet takes `then`
         if (const auto self = weak.lock())
             self->dismissSheet();
         end->end();

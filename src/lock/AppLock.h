@@ -26,8 +26,6 @@ public:
     struct Biometry {
         bool available = false;
         std::string kind; ///< "touchId", "passcode" or "none"
-
-        bool operator==(const Biometry&) const = default;
     };
 
     /// How long after an answer an activation may still be the one that the closing question brings.

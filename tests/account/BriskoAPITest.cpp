@@ -2,55 +2,11 @@
 
 #include "fakes/FakeAccount.h"
 #include "platform/Base64.h"
+#include "platform/Outcome.h"
 
 #include <gtest/gtest.h>
 
 namespace {
-
-/// How an operation ended.
-template <class T>
-struct Outcome {
-    std::optional<T> value;
-    std::exception_ptr failure;
-
-    /// The sentence of a Failure; "" when there is none.
-    std::string message() const {
-        try {
-            if (failure)
-                std::rethrow_exception(failure);
-        } catch (const BriskoAPI::Failure& refused) {
-            return refused.message();
-        } catch (const std::exception& other) {
-            return std::string("not a Failure: ") + other.what();
-        }
-        return "";
-    }
-};
-
-template <class T>
-Task<> watch(Task<T> task, std::shared_ptr<Outcome<T>> outcome) {
-    try {
-        outcome->value = co_await std::move(task);
-    } catch (...) {
-        outcome->failure = std::current_exception();
-    }
-}
-
-Task<Done> ended(Task<> task) {
-    co_await std::move(task);
-    co_return Done();
-}
-
-template <class T>
-std::shared_ptr<Outcome<T>> begin(Task<T> task) {
-    auto outcome = std::make_shared<Outcome<T>>();
-    spawn(watch(std::move(task), outcome));
-    return outcome;
-}
-
-std::shared_ptr<Outcome<Done>> begin(Task<> task) {
-    return begin(ended(std::move(task)));
-}
 
 using Cookies = std::vector<Cookie>;
 
@@ -95,31 +51,21 @@ TEST_F(BriskoAPITest, postsJsonToTheServiceAndNothingElse) {
 }
 
 TEST_F(BriskoAPITest, turnsARefusalIntoASentence) {
-    struct Case {
-        std::optional<int> status;
-        std::string body, message; ///< the message is empty for success
-    };
-    for (const auto& row :
-         std::vector<Case>{{204, "", ""},
-                           {200, R"([{"error":"no"}])", ""},
-                           {200, "<html>", ""},
-                           {200, R"({"error":"unread"})", ""},
-                           {299, "{", ""},
-                           {199, "", "Something went wrong (199)."},
-                           {300, "", "Something went wrong (300)."},
-                           {401, R"({"error":" No, \u00e9. "})", " No, \xC3\xA9. "},
-                           {500, R"({"error":500})", "Something went wrong (500)."},
-                           {500, R"({"Error":"x"})", "Something went wrong (500)."},
-                           {502, "<html>", "Something went wrong (502)."},
-                           {503, R"([{"error":"x"}])", "Something went wrong (503)."},
-                           {400, "{\"error\":\"\xFF\"}", "Something went wrong (400)."},
-                           {400, R"({"error":"x"} y)", "Something went wrong (400)."},
-                           {std::nullopt, R"({"error":"x"})", "No response from brisko."}}) {
+    const auto refusal = [this](std::optional<int> status, const std::string& body) {
         const auto outcome = begin(api.signIn("ann", SecretText("secret")));
-        account.http.answer(row.status, row.body);
-        EXPECT_EQ(outcome->message(), row.message) << row.body;
-        EXPECT_EQ(outcome->value.has_value(), row.message.empty()) << row.body;
-    }
+        account.http.answer(status, body);
+        EXPECT_EQ(outcome->value.has_value(), outcome->message().empty()) << body;
+        return outcome->message();
+    };
+    for (const auto* unread : {"", R"([{"error":"no"}])", "<html>", R"({"error":"unread"})", "{"})
+        EXPECT_EQ(refusal(200, unread) + refusal(299, unread), "") << unread;
+    EXPECT_EQ(refusal(401, R"({"error":" No, \u00e9. "})"), " No, \xC3\xA9. ");
+    EXPECT_EQ(refusal(std::nullopt, R"({"error":"x"})"), "No response from brisko.");
+    for (const auto* sayingNothing : {"", R"({"error":500})", R"({"Error":"x"})", "<html>",
+                                      R"([{"error":"x"}])", "{\"error\":\"\xFF\"}", R"({"error":"x"} y)"})
+        EXPECT_EQ(refusal(500, sayingNothing), "Something went wrong (500).") << sayingNothing;
+    EXPECT_EQ(refusal(199, ""), "Something went wrong (199).");
+    EXPECT_EQ(refusal(300, ""), "Something went wrong (300).");
 }
 
 TEST_F(BriskoAPITest, passesOnTheErrorOfATransportOrAnEncoderUnchanged) {
@@ -136,43 +82,38 @@ TEST_F(BriskoAPITest, passesOnTheErrorOfATransportOrAnEncoderUnchanged) {
 }
 
 TEST_F(BriskoAPITest, alwaysHasANoticeForARequestedReset) {
-    const std::string usual = "If that address has an account, a reset link is on its way.";
-    for (const auto& [body, notice] : std::vector<std::pair<std::string, std::string>>{
-             {R"({"message":"Sent."})", "Sent."}, {R"({"message":5})", usual}, {"[]", usual}}) {
+    for (const auto* body : {R"({"message":5})", "[]", ""}) {
         const auto outcome = begin(api.requestReset("a@b"));
         account.http.answer(200, body);
-        EXPECT_EQ(outcome->value, notice) << body;
+        EXPECT_EQ(outcome->value, "If that address has an account, a reset link is on its way.") << body;
     }
 }
 
 TEST_F(BriskoAPITest, takesAChallengeWhateverTheStatusAndRefusesAnUnusableOne) {
-    struct Case {
-        std::optional<int> status;
-        std::string body;
-        std::optional<std::string> image;
-    };
-    for (const auto& row : std::vector<Case>{
-             {200, R"({"token":"t1","image":"data:image/png;base64,AP8="})", std::string("\0\xFF", 2)},
-             {500, R"({"token":"t1","image":",QUJD"})", "ABC"},
-             {std::nullopt, R"({"token":"t1","image":"x,"})", ""},
-             {200, R"({"token":"t1","image":"QUJD"})", std::nullopt},
-             {200, R"({"token":"t1","image":"x,y,QUJD"})", std::nullopt},
-             {200, R"({"token":"t1","image":"x,QUJ\nD"})", std::nullopt},
-             {200, R"({"token":"t1","image":5})", std::nullopt},
-             {200, R"({"token":1,"image":"x,QUJD"})", std::nullopt},
-             {200, R"([{"token":"t1","image":"x,QUJD"}])", std::nullopt},
-             {200, "<html>", std::nullopt}}) {
+    const auto load = [this](std::optional<int> status, const std::string& body) {
         const auto outcome = begin(api.captcha());
         const auto& request = account.http.sent.back();
         EXPECT_EQ(request.method + " " + request.url.text(), "GET https://brisko.example/api/auth/captcha");
         EXPECT_EQ(request.cachePolicy, HttpRequest::CachePolicy::reloadIgnoringLocalData);
         EXPECT_TRUE(request.headers.empty() && request.body.empty());
-        account.http.answer(row.status, row.body);
-        ASSERT_EQ(outcome->value.has_value(), row.image.has_value()) << row.body;
-        EXPECT_EQ(outcome->message(), row.image ? "" : "Could not load the verification image.") << row.body;
-        EXPECT_TRUE(!row.image || (outcome->value->token == "t1" && outcome->value->image == row.image))
-            << row.body;
+        account.http.answer(status, body);
+        return outcome;
+    };
+    const std::tuple<std::optional<int>, const char*, std::string> usable[] = {
+        {200, R"({"token":"t1","image":"data:image/png;base64,AP8="})", std::string("\0\xFF", 2)},
+        {500, R"({"token":"t1","image":",QUJD"})", "ABC"},
+        {std::nullopt, R"({"token":"t1","image":"x,"})", ""}};
+    for (const auto& [status, body, image] : usable) {
+        const auto outcome = load(status, body);
+        ASSERT_TRUE(outcome->value) << body;
+        EXPECT_EQ(outcome->value->token, "t1");
+        EXPECT_EQ(outcome->value->image, image);
     }
+    for (const auto* unusable :
+         {R"({"token":"t1","image":"QUJD"})", R"({"token":"t1","image":"x,y,QUJD"})",
+          R"({"token":"t1","image":"x,QUJ\nD"})", R"({"token":"t1","image":5})",
+          R"({"token":1,"image":"x,QUJD"})", R"([{"token":"t1","image":"x,QUJD"}])", "<html>"})
+        EXPECT_EQ(load(200, unusable)->message(), "Could not load the verification image.") << unusable;
 }
 
 TEST(Base64, isReadWithoutLeniency) {
@@ -184,34 +125,29 @@ TEST(Base64, isReadWithoutLeniency) {
 }
 
 TEST_F(BriskoAPITest, exchangesTheFirstCodeThatTheBrowserBringsBack) {
-    struct Case {
-        std::string answer;
-        std::optional<std::string> code;
-    };
-    for (const auto& row : std::vector<Case>{{"brisko://auth?code=abc&code=def", "abc"},
-                                             {"brisko://auth?state=1&code=a%2Fb+c%3D", "a/b+c="},
-                                             {"brisko:?code=1", "1"},
-                                             {"brisko://auth?code=", ""},
-                                             {"brisko://auth?&code=1#f", "1"},
-                                             {"brisko://auth?code", std::nullopt},
-                                             {"brisko://auth?code&code=abc", std::nullopt},
-                                             {"brisko://auth?error=denied", std::nullopt},
-                                             {"brisko://auth?Code=abc", std::nullopt},
-                                             {"brisko://auth#code=abc", std::nullopt},
-                                             {"brisko://a b?code=abc", std::nullopt},
-                                             {"", std::nullopt}}) {
+    const std::pair<std::string, std::optional<std::string>> cases[] = {
+        {"brisko://auth?code=abc&code=def", "abc"},
+        {"brisko://auth?state=1&code=a%2Fb+c%3D", "a/b+c="},
+        {"brisko:?code=1", "1"},
+        {"brisko://auth?code=", ""},
+        {"brisko://auth?&code=1#f", "1"},
+        {"brisko://auth?code&code=abc", std::nullopt},
+        {"brisko://auth?Code=abc", std::nullopt},
+        {"brisko://auth#code=abc", std::nullopt},
+        {"brisko://a b?code=abc", std::nullopt},
+        {"", std::nullopt}};
+    for (const auto& [answer, code] : cases) {
         FakeAccount other;
         const auto outcome = begin(other.api.signInWithGoogle());
-        ASSERT_EQ(other.browser.started.size(), 1U);
-        EXPECT_EQ(other.browser.started[0], "brisko https://brisko.example/api/auth/google?native=1");
-        other.browser.answer.resolve(row.answer);
-        ASSERT_EQ(other.http.sent.size(), row.code ? 1U : 0U) << row.answer;
-        if (row.code) {
+        EXPECT_EQ(other.browser.started.at(0), "brisko https://brisko.example/api/auth/google?native=1");
+        other.browser.answer.resolve(answer);
+        ASSERT_EQ(other.http.sent.size(), code ? 1U : 0U) << answer;
+        if (code) {
             EXPECT_EQ(other.http.sent[0].url.path(), "/api/auth/native");
-            EXPECT_EQ(other.http.sent[0].body, Json({{"code", *row.code}}).dump());
+            EXPECT_EQ(other.http.sent[0].body, Json({{"code", *code}}).dump());
             other.http.answer(403, R"({"error":"No such account."})");
         }
-        EXPECT_EQ(outcome->message(), row.code ? "No such account." : "Google did not send anything back.");
+        EXPECT_EQ(outcome->message(), code ? "No such account." : "Google did not send anything back.");
     }
 }
 

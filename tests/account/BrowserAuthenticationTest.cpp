@@ -1,6 +1,7 @@
 #include "account/BrowserAuthentication.h"
 
 #include "fakes/FakePlatform.h"
+#include "platform/Outcome.h"
 #include "web/OpenedUrl.h"
 
 #include <gtest/gtest.h>
@@ -19,36 +20,15 @@ public:
     void hide() override { shown = false; }
 };
 
-/// How one sign-in ended.
-struct Outcome {
-    bool over = false;
-    std::optional<std::string> url;
-    std::string error;
-    int code = 0;
-};
-
-Task<> signIn(BrowserAuthentication* browser, std::shared_ptr<Outcome> outcome) {
-    try {
-        auto waiting =
-            browser->authenticate(*Url::parse("https://brisko.example/api/auth/google?native=1"), "brisko");
-        outcome->url = co_await std::move(waiting);
-    } catch (const Error& failure) {
-        outcome->error = failure.what();
-        outcome->code = failure.code();
-    }
-    outcome->over = true;
-}
-
 struct BrowserAuthenticationTest : testing::Test {
     FakeWorkspace workspace;
     FakePanel panel;
     BrowserAuthentication browser{
         workspace, panel, [](const std::string& url) { return OpenedUrl::servicePath(url).has_value(); }};
 
-    std::shared_ptr<Outcome> start() {
-        const auto outcome = std::make_shared<Outcome>();
-        spawn(signIn(&browser, outcome));
-        return outcome;
+    auto start() {
+        return begin(
+            browser.authenticate(*Url::parse("https://brisko.example/api/auth/google?native=1"), "brisko"));
     }
 };
 
@@ -60,10 +40,10 @@ TEST_F(BrowserAuthenticationTest, opensTheBrowserBehindAPanelAndHandsOutTheFirst
     EXPECT_EQ(workspace.opened,
               std::vector<std::string>({"https://brisko.example/api/auth/google?native=1"}));
     EXPECT_TRUE(panel.shown);
-    EXPECT_FALSE(outcome->over);
+    EXPECT_FALSE(outcome->over());
 
     EXPECT_TRUE(browser.take("brisko://auth?code=1"));
-    EXPECT_EQ(outcome->url, "brisko://auth?code=1");
+    EXPECT_EQ(outcome->value, "brisko://auth?code=1");
     EXPECT_FALSE(panel.shown);
     EXPECT_FALSE(browser.take("brisko://auth?code=1"));
 }
@@ -73,17 +53,22 @@ TEST_F(BrowserAuthenticationTest, leavesTheUrlsThatOpenAPageAndForeignSchemesToO
     for (const auto* url :
          {"brisko://new", "brisko://today", "brisko://search", "https://auth?code=1", "brisko", ""})
         EXPECT_FALSE(browser.take(url)) << url;
-    EXPECT_FALSE(outcome->over);
+    EXPECT_FALSE(outcome->over());
     // A provider may well answer without a host, or with a scheme in capitals.
     EXPECT_TRUE(browser.take("BRISKO:code"));
-    EXPECT_EQ(outcome->url, "BRISKO:code");
+    EXPECT_EQ(outcome->value, "BRISKO:code");
 }
 
 TEST_F(BrowserAuthenticationTest, isTheCancelledLoginErrorWhenThePersonGivesUpAndIgnoresALateAnswer) {
     const auto outcome = start();
     const auto cancel = panel.onCancel;
     cancel();
-    EXPECT_EQ(outcome->code, WebAuthenticationError::cancelledLogin);
+    ASSERT_TRUE(outcome->failure);
+    try {
+        std::rethrow_exception(outcome->failure);
+    } catch (const WebAuthenticationError& failure) {
+        EXPECT_EQ(failure.code(), WebAuthenticationError::cancelledLogin);
+    }
     EXPECT_FALSE(panel.shown);
     cancel();
     EXPECT_FALSE(browser.take("brisko://auth?code=1"));
@@ -92,17 +77,15 @@ TEST_F(BrowserAuthenticationTest, isTheCancelledLoginErrorWhenThePersonGivesUpAn
 TEST_F(BrowserAuthenticationTest, saysWhyNoBrowserOpens) {
     workspace.failure = Error("No application is registered as handling this file");
     const auto outcome = start();
-    EXPECT_EQ(outcome->error, "No application is registered as handling this file");
-    EXPECT_EQ(outcome->code, 0);
+    EXPECT_EQ(outcome->message(), "No application is registered as handling this file");
     EXPECT_FALSE(panel.shown);
 }
 
 TEST_F(BrowserAuthenticationTest, aSecondSignInEndsTheFirstWithoutAnAnswerAndKeepsItsOwnPanel) {
     const auto first = start();
     const auto second = start();
-    EXPECT_TRUE(first->over);
-    EXPECT_FALSE(first->url);
+    EXPECT_TRUE(first->value && !*first->value);
     EXPECT_TRUE(panel.shown);
     EXPECT_TRUE(browser.take("brisko://auth?code=2"));
-    EXPECT_EQ(second->url, "brisko://auth?code=2");
+    EXPECT_EQ(second->value, "brisko://auth?code=2");
 }

@@ -48,6 +48,7 @@ protected:
                                                                {"1.2.3", "2026-11-23"}});
 
     void TearDown() override {
+        account.webData.open();
         EXPECT_EQ(screens.destroyedInWindow, 0);
         EXPECT_EQ(window.size, (Window::Frame{1180, 800})) << "a screen changed the window's size";
     }
@@ -63,6 +64,17 @@ protected:
         account.webData.cookies = account.jar.cookies;
         delegate->applicationDidFinishLaunching();
         ASSERT_TRUE(showsApp());
+    }
+    void setPasscode() { spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret"))); }
+    void launchWithPasscode() {
+        setPasscode();
+        launchSignedIn();
+    }
+    /// Leaves the passcode screen by its only button.
+    void leavePasscode() {
+        for (const auto& button : screens.passcode->buttons())
+            if (button.shown)
+                button.press();
     }
     void signIn() {
         screens.auth->type(AuthView::Field::identifier, "ann");

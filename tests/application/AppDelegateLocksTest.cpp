@@ -3,8 +3,7 @@
 using namespace std::chrono_literals;
 
 TEST_F(AppDelegateTest, locksOnceTheWindowHasBeenLeftAloneForLongEnough) {
-    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
-    launchSignedIn();
+    launchWithPasscode();
     const auto pass = [&](std::chrono::seconds time) {
         clock.time += time;
         queue.advance(time);
@@ -45,7 +44,7 @@ TEST_F(AppDelegateTest, locksByItselfOnlyWhereThatIsSwitchedOnAndThereIsSomethin
     EXPECT_TRUE(desktop.sleep()) << "the machine waits for a lock that does not come";
     signIn();
     EXPECT_FALSE(locks());
-    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
+    setPasscode();
     EXPECT_TRUE(locks());
     account.defaults.set("brisko.lock.auto", false);
     EXPECT_FALSE(locks());
@@ -55,7 +54,7 @@ TEST_F(AppDelegateTest, locksByItselfOnlyWhereThatIsSwitchedOnAndThereIsSomethin
 }
 
 TEST_F(AppDelegateTest, isLockedFromTheStartInASessionThatIs) {
-    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
+    setPasscode();
     desktop.locked = true;
     launchSignedIn();
     EXPECT_TRUE(window.overlay);
@@ -67,23 +66,19 @@ TEST_F(AppDelegateTest, isLockedFromTheStartInASessionThatIs) {
 }
 
 TEST_F(AppDelegateTest, staysLockedWhenThePasscodeIsGoneButForTheSignIn) {
-    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
-    launchSignedIn();
+    launchWithPasscode();
     delegate->perform(MenuCommand::lockNow);
     spawn(passcode.clear());
     screens.passcode->edit(SecretText("1234"));
     EXPECT_TRUE(window.overlay);
     EXPECT_TRUE(screens.passcode->state().error);
-    for (const auto& button : screens.passcode->buttons())
-        if (button.shown)
-            button.press();
+    leavePasscode();
     EXPECT_FALSE(window.overlay);
     EXPECT_TRUE(showsAuth());
 }
 
 TEST_F(AppDelegateTest, locksBeforeTheMachineSleepsAndLetsItOnceTheLockIsDrawn) {
-    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
-    launchSignedIn();
+    launchWithPasscode();
     EXPECT_FALSE(desktop.sleep());
     EXPECT_TRUE(window.overlay);
     for (const auto& drawn : std::exchange(window.drawing, {}))
@@ -96,22 +91,13 @@ TEST_F(AppDelegateTest, locksBeforeTheMachineSleepsAndLetsItOnceTheLockIsDrawn) 
 }
 
 TEST_F(AppDelegateTest, takesTheLockAwayWhereverTheWindowGoesFromThePage) {
-    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
-    const std::function<void()> ways[] = {
-        [this] { signOut(); },
-        [this] {
-            account.webData.cookies.clear();
-            delegate->applicationDidBecomeActive();
-        },
-        [this] {
-            for (const auto& button : screens.passcode->buttons())
-                if (button.shown && button.label != "Unlock")
-                    button.press();
-        },
-    };
+    const std::function<void()> ways[] = {[this] { signOut(); }, [this] { leavePasscode(); },
+                                          [this] {
+                                              account.webData.cookies.clear();
+                                              delegate->applicationDidBecomeActive();
+                                          }};
     for (const auto& leave : ways) {
-        spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
-        launchSignedIn();
+        launchWithPasscode();
         delegate->perform(MenuCommand::lockNow);
         ASSERT_TRUE(window.overlay);
         EXPECT_FALSE(delegate->validate(menus.item(MenuCommand::lockNow)));
@@ -165,8 +151,7 @@ TEST_F(AppDelegateTest, goesBetweenTheLockSettingsAndThePasscodeAndTellsOnceThat
 }
 
 TEST_F(AppDelegateTest, appliesANewLockShortcutToTheMenuAtOnce) {
-    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
-    launchSignedIn();
+    launchWithPasscode();
     int told = 0;
     delegate->perform(MenuCommand::openLockSettings);
     delegate->onMenusChanged = [&told] { told += 1; };

@@ -4,40 +4,28 @@
 
 using namespace std::chrono_literals;
 
-TEST_F(AppDelegateTest, startsWithTheSignInScreenInADarkWindow) {
-    delegate->applicationDidFinishLaunching();
-    EXPECT_TRUE(showsAuth());
-    EXPECT_EQ(window.appearance, Window::Appearance::dark);
-    EXPECT_EQ(window.background, Chrome::canvas);
-    EXPECT_EQ(window.presented, 1);
-    EXPECT_EQ(account.webData.started, 0) << "the engine is started for nothing";
-}
-
-TEST_F(AppDelegateTest, startsWithTheWebApplicationOnceALiveSessionIsHandedOver) {
+TEST_F(AppDelegateTest, startsWithThePageThatIsOpenedWhileALiveSessionIsBeingHandedOver) {
     account.jar.cookies = {FakeAccount::session()};
     account.webData.cookies = {FakeAccount::session(".brisko.example")};
     account.webData.hold = true;
     delegate->applicationDidFinishLaunching();
     EXPECT_EQ(window.presented, 1) << "the window waits for the session";
     EXPECT_EQ(window.background, Chrome::canvas);
+    delegate->open({"brisko://new"});
     account.webData.release();
     EXPECT_EQ(screens.made, 0);
     account.webData.release();
     EXPECT_EQ(account.webData.log, Texts({"list", "set brisko_session"}));
     ASSERT_TRUE(showsApp());
-    EXPECT_EQ(screens.web->loaded, Texts({"https://brisko.example"}));
-}
-
-TEST_F(AppDelegateTest, startsWithTheSignInScreenWhenTheWebViewLostTheSession) {
-    account.jar.cookies = {FakeAccount::session()};
-    delegate->applicationDidFinishLaunching();
-    EXPECT_TRUE(showsAuth());
-    EXPECT_TRUE(account.jar.cookies.empty());
-    EXPECT_EQ(account.webData.log, Texts({"list", "clear"}));
+    EXPECT_EQ(screens.web->loaded, Texts({"https://brisko.example/?new=1"}));
 }
 
 TEST_F(AppDelegateTest, goesFromSignInToTheWebApplicationAndBackAsOftenAsNeeded) {
     delegate->applicationDidFinishLaunching();
+    EXPECT_TRUE(showsAuth());
+    EXPECT_EQ(window.appearance, Window::Appearance::dark);
+    EXPECT_EQ(window.background, Chrome::canvas);
+    EXPECT_EQ(account.webData.started, 0) << "the engine is started for nothing";
     for (int round = 0; round < 2; ++round) {
         signIn();
         ASSERT_TRUE(showsApp());
@@ -118,6 +106,7 @@ TEST_F(AppDelegateTest, followsThePagesColourWhileItShowsThePage) {
         report(*screens.web, grey);
         EXPECT_EQ(window.appearance, appearance) << grey;
         EXPECT_EQ(window.background.red, std::stod(grey) / 255);
+        EXPECT_EQ(screens.web->underPage, window.background);
     }
     report(*screens.web, "255");
     signOut();
@@ -176,13 +165,6 @@ TEST_F(AppDelegateTest, helpsAndSaysWhatItIsWhateverScreenIsShown) {
     EXPECT_EQ(window.presented, 1);
 }
 
-TEST_F(AppDelegateTest, comesForwardWhenANotificationIsOpened) {
-    delegate->applicationDidFinishLaunching();
-    program.center.onResponse();
-    queue.advance(0ms);
-    EXPECT_EQ(window.presented, 2);
-}
-
 TEST_F(AppDelegateTest, keepsTheLastOpenedPageForTheNextTimeTheWebApplicationIsShown) {
     delegate->open({"brisko://new"});
     EXPECT_EQ(window.presented, 1);
@@ -193,17 +175,6 @@ TEST_F(AppDelegateTest, keepsTheLastOpenedPageForTheNextTimeTheWebApplicationIsS
     signOut();
     signIn();
     EXPECT_EQ(screens.web->loaded, Texts({"https://brisko.example"})) << "opened a second time";
-}
-
-TEST_F(AppDelegateTest, opensAPageWhileTheSessionIsStillBeingLookedFor) {
-    account.jar.cookies = {FakeAccount::session()};
-    account.webData.cookies = account.jar.cookies;
-    account.webData.hold = true;
-    delegate->applicationDidFinishLaunching();
-    delegate->open({"brisko://new"});
-    account.webData.release();
-    account.webData.release();
-    EXPECT_EQ(screens.web->loaded, Texts({"https://brisko.example/?new=1"}));
 }
 
 TEST_F(AppDelegateTest, opensPagesByScriptWhileTheWebApplicationIsShown) {
@@ -223,7 +194,9 @@ TEST_F(AppDelegateTest, bringsItsWindowForwardWhateverIsOpened) {
     delegate->applicationShouldHandleReopen();
     delegate->open({});
     delegate->open({"brisko://other", "%"});
-    EXPECT_EQ(window.presented, 4);
+    program.center.onResponse();
+    queue.advance(0ms);
+    EXPECT_EQ(window.presented, 5);
     EXPECT_TRUE(showsApp());
     EXPECT_TRUE(screens.web->evaluated.empty());
 }
@@ -243,6 +216,13 @@ TEST_F(AppDelegateTest, hearsNothingOfASignInThatEndsAfterItHasGone) {
 
 TEST_F(AppDelegateTest, offersAPasscodeForThePasswordThatWasTypedAndOnlyWhereThereIsNone) {
     delegate->applicationDidFinishLaunching();
+    spawn(screens.auth->googleSignIn());
+    account.browser.answer.resolve("brisko://auth?code=1");
+    account.acceptSignIn();
+    ASSERT_TRUE(showsApp());
+    EXPECT_FALSE(window.sheet) << "there is no password to seal";
+
+    signOut();
     signIn();
     ASSERT_TRUE(showsApp());
     ASSERT_TRUE(window.sheet);
@@ -260,17 +240,8 @@ TEST_F(AppDelegateTest, offersAPasscodeForThePasswordThatWasTypedAndOnlyWhereThe
     EXPECT_FALSE(window.sheet) << "offered although there is one";
 }
 
-TEST_F(AppDelegateTest, offersNoPasscodeAfterAGoogleSignIn) {
-    delegate->applicationDidFinishLaunching();
-    spawn(screens.auth->googleSignIn());
-    account.browser.answer.resolve("brisko://auth?code=1");
-    account.acceptSignIn();
-    EXPECT_TRUE(showsApp());
-    EXPECT_FALSE(window.sheet);
-}
-
 TEST_F(AppDelegateTest, asksForThePasscodeOnceTheSessionIsOverAndTakesThePasswordInstead) {
-    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
+    setPasscode();
     for (const auto unlocks : {true, false}) {
         delegate->applicationDidFinishLaunching();
         ASSERT_TRUE(screens.passcode);
@@ -283,7 +254,7 @@ TEST_F(AppDelegateTest, asksForThePasscodeOnceTheSessionIsOverAndTakesThePasswor
             EXPECT_FALSE(window.sheet);
             signOut();
         } else {
-            screens.passcode->buttons().front().press();
+            leavePasscode();
             EXPECT_TRUE(showsAuth());
             EXPECT_FALSE(passcode.shape());
         }
@@ -291,8 +262,7 @@ TEST_F(AppDelegateTest, asksForThePasscodeOnceTheSessionIsOverAndTakesThePasswor
 }
 
 TEST_F(AppDelegateTest, showsTheApplicationAtOnceWhileTheSessionLivesAndDropsARecordThatNothingIsKnownOf) {
-    spawn(passcode.set(SecretText("1234"), "ann", SecretText("secret")));
-    launchSignedIn();
+    launchWithPasscode();
     EXPECT_TRUE(keychain.item);
     account.defaults.unreadable = true;
     delegate->applicationDidFinishLaunching();

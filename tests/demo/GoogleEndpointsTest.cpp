@@ -50,12 +50,6 @@ TEST_F(GoogleEndpoints, consentLeadsBackToTheProgramWithACodeThatSignsInOnce) {
     EXPECT_EQ(exchange("").status, 400u);
 }
 
-TEST_F(GoogleEndpoints, everyConsentIsForTheSameAccount) {
-    const std::string cookie = exchange(code()).cookie();
-    client().post("/api/tasks", {{"title", "Find the moth"}}, cookie);
-    EXPECT_EQ(client().get("/api/tasks", exchange(code()).cookie()).json().at("tasks").size(), 1u);
-}
-
 TEST_F(GoogleEndpoints, codesAndConsentsExpire) {
     const std::string nonce = askConsent("/api/auth/google?native=1");
     const std::string late = code();

@@ -19,16 +19,12 @@ protected:
 };
 
 TEST_F(TaskEndpoints, nothingIsReadOrWrittenWithoutASession) {
-    for (const auto& [method, path] : {std::pair("GET", "/api/settings"),
-                                       {"PATCH", "/api/settings"},
-                                       {"GET", "/api/tasks"},
-                                       {"POST", "/api/tasks"},
-                                       {"GET", "/api/tasks/1"},
-                                       {"PATCH", "/api/tasks/1"},
-                                       {"DELETE", "/api/tasks/1"},
-                                       {"POST", "/api/tasks/import"},
-                                       {"POST", "/api/tasks/delete"},
-                                       {"GET", "/api/tasks/export.csv"}})
+    const std::pair<const char*, const char*> requests[] = {
+        {"GET", "/api/settings"},        {"PATCH", "/api/settings"},    {"GET", "/api/tasks"},
+        {"POST", "/api/tasks"},          {"GET", "/api/tasks/1"},       {"PATCH", "/api/tasks/1"},
+        {"DELETE", "/api/tasks/1"},      {"POST", "/api/tasks/import"}, {"POST", "/api/tasks/delete"},
+        {"GET", "/api/tasks/export.csv"}};
+    for (const auto& [method, path] : requests)
         for (const char* cookie : {"", "brisko_session=", "brisko_session=made-up"}) {
             const Response response = client().send(method, path, R"({"title": "x"})", cookie);
             EXPECT_EQ(response.status, 401u) << method << path;
@@ -127,25 +123,19 @@ TEST_F(TaskEndpoints, addressesThatAreNoTaskAreNotFound) {
 }
 
 TEST_F(TaskEndpoints, settingsOfferTheBindingsUnderTheNamesThatTheMenusUse) {
-    EXPECT_EQ(client().get("/api/settings", ada_).json().at("shortcuts"), Json({{"newTask", "mod+n"},
-                                                                                {"spotlight", "mod+k"},
-                                                                                {"search", "mod+f"},
-                                                                                {"toggleView", "mod+shift+v"},
-                                                                                {"openSettings", "mod+,"}}));
-    const Json changed =
-        client()
-            .patch("/api/settings",
-                   {{"theme", "sand"},
-                    {"view", "board"},
-                    {"shortcuts", {{"newTask", "alt+enter"}, {"search", ""}, {"unknown", "mod+u"}}}},
-                   ada_)
-            .json();
+    Json shortcuts = {{"newTask", "mod+n"},
+                      {"spotlight", "mod+k"},
+                      {"search", "mod+f"},
+                      {"toggleView", "mod+shift+v"},
+                      {"openSettings", "mod+,"}};
+    EXPECT_EQ(client().get("/api/settings", ada_).json().at("shortcuts"), shortcuts);
+    const Json wanted = {{"newTask", "alt+enter"}, {"search", ""}, {"unknown", "mod+u"}};
+    const Json fields = {{"theme", "sand"}, {"view", "board"}, {"shortcuts", wanted}};
+    const Json changed = client().patch("/api/settings", fields, ada_).json();
+    shortcuts["newTask"] = "alt+enter";
+    shortcuts["search"] = "";
     EXPECT_EQ(changed.at("theme"), "sand");
-    EXPECT_EQ(changed.at("shortcuts"), Json({{"newTask", "alt+enter"},
-                                             {"spotlight", "mod+k"},
-                                             {"search", ""},
-                                             {"toggleView", "mod+shift+v"},
-                                             {"openSettings", "mod+,"}}));
+    EXPECT_EQ(changed.at("shortcuts"), shortcuts);
     EXPECT_EQ(client().get("/api/settings", ada_).json(), changed);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "fakes/FakeDock.h"
+#include "fakes/Gate.h"
 #include "platform/Download.h"
 #include "platform/DownloadFolder.h"
 #include "platform/Panels.h"
@@ -18,15 +19,15 @@
 #include <utility>
 #include <vector>
 
-/// A folder in memory, with the names of the files in it.
-class FakeDownloadFolder : public DownloadFolder {
+/// A folder in memory, with the names of the files in it. What has arrived may be held up before it is on the
+/// disk.
+class FakeDownloadFolder : public DownloadFolder, public Gate {
 public:
     std::optional<std::filesystem::path> folder = "/home/ada/Downloads";
     std::set<std::filesystem::path> files;
     std::vector<std::filesystem::path> announced;
     std::optional<Error> missing; ///< the folder cannot be made
     std::optional<Error> refusal; ///< nothing can be placed
-    bool hold = false;            ///< what has arrived waits for `release` before it is on the disk
 
     std::optional<std::filesystem::path> path() override {
         if (missing)
@@ -34,13 +35,7 @@ public:
         return folder;
     }
     bool exists(const std::filesystem::path& file) const override { return files.contains(file); }
-    Task<> settle(std::filesystem::path) override {
-        if (!hold)
-            co_return;
-        const auto gate = std::make_shared<Completion<Done>>();
-        gate_ = gate;
-        co_await gate->settlement();
-    }
+    Task<> settle(std::filesystem::path) override { return pass(); }
     bool place(const std::filesystem::path& partial, const std::filesystem::path& file) override {
         if (refusal)
             throw *refusal;
@@ -54,10 +49,6 @@ public:
     void discard(const std::filesystem::path& partial) override { files.erase(partial); }
     void announce(const std::filesystem::path& file) override { announced.push_back(file); }
 
-    void release() { std::exchange(gate_, nullptr)->resolve(Done()); }
-    void release(const Error& failure) {
-        std::exchange(gate_, nullptr)->fail(std::make_exception_ptr(failure));
-    }
     /// The names in the folder, in alphabetical order.
     std::vector<std::string> names() const {
         std::vector<std::string> result;
@@ -65,9 +56,6 @@ public:
             result.push_back(file.filename());
         return result;
     }
-
-private:
-    std::shared_ptr<Completion<Done>> gate_;
 };
 
 /// A download that the test drives: `begin`, then one of `finish`, `fail` and `cancel`. It writes into the

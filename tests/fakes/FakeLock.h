@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fakes/Gate.h"
 #include "platform/Clock.h"
 #include "platform/Keychain.h"
 #include "platform/MainQueue.h"
@@ -9,7 +10,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -41,56 +41,41 @@ private:
     std::multimap<std::chrono::milliseconds, std::function<void()>> waiting_;
 };
 
-/// A keyring in memory. With `hold` set, an operation waits for `release`, as it does while the person is
-/// asked.
-class FakeKeychain : public Keychain {
+/// A keyring in memory. It may be held up, as a real one is while the person is asked.
+class FakeKeychain : public Keychain, public Gate {
 public:
     std::optional<std::string> item;
     std::optional<Refused> refusal;         ///< of what is written
     std::optional<std::string> unavailable; ///< the system's text of a keyring that cannot be asked
-    bool hold = false;
     int started = 0;
 
     Task<std::optional<SecretText>> read() override {
-        auto passing = pass();
-        co_await std::move(passing);
+        auto asking = ask();
+        co_await std::move(asking);
         std::optional<SecretText> data;
         if (item)
             data.emplace(std::string_view(*item));
         co_return data;
     }
     Task<> write(SecretText data) override {
-        auto passing = pass();
-        co_await std::move(passing);
+        auto asking = ask();
+        co_await std::move(asking);
         if (refusal)
             throw *refusal;
         item = data.view();
     }
     Task<> remove() override {
-        auto passing = pass();
-        co_await std::move(passing);
+        auto asking = ask();
+        co_await std::move(asking);
         item.reset();
     }
 
-    void release() {
-        const auto gate = std::exchange(gate_, nullptr);
-        if (!gate)
-            throw std::logic_error("no operation is waiting");
-        gate->resolve(Done());
-    }
-    bool waiting() const { return gate_ != nullptr; }
-
 private:
-    Task<> pass() {
+    Task<> ask() {
         started += 1;
-        if (hold) {
-            const auto gate = std::make_shared<Completion<Done>>();
-            gate_ = gate;
-            co_await gate->settlement();
-        }
+        auto passing = pass();
+        co_await std::move(passing);
         if (unavailable)
             throw Unavailable(*unavailable);
     }
-
-    std::shared_ptr<Completion<Done>> gate_;
 };

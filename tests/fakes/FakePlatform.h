@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fakes/Gate.h"
 #include "platform/AboutPanel.h"
 #include "platform/CookieJar.h"
 #include "platform/Error.h"
@@ -102,14 +103,12 @@ public:
     }
 };
 
-/// The web view's store in memory. With `hold` set, an operation waits for `release`, so that a test can look
-/// between.
-class FakeWebDataStore : public WebDataStore {
+/// The web view's store in memory.
+class FakeWebDataStore : public WebDataStore, public Gate {
 public:
     std::vector<Cookie> cookies;
     std::vector<std::string> log; ///< the operations in the order in which they ended
     int started = 0;
-    bool hold = false;
 
     std::shared_ptr<void> observeCookies(std::function<void()> changed) override {
         auto observer = std::make_shared<std::function<void()>>(std::move(changed));
@@ -124,12 +123,14 @@ public:
     }
 
     Task<std::vector<Cookie>> allCookies() override {
+        started += 1;
         auto passing = pass();
         co_await std::move(passing);
         log.emplace_back("list");
         co_return cookies;
     }
     Task<> setCookie(Cookie cookie) override {
+        started += 1;
         auto passing = pass();
         co_await std::move(passing);
         std::erase_if(cookies, [&](const Cookie& kept) {
@@ -140,6 +141,7 @@ public:
         changed();
     }
     Task<> removeAllData() override {
+        started += 1;
         auto passing = pass();
         co_await std::move(passing);
         const auto had = !cookies.empty();
@@ -149,25 +151,7 @@ public:
             changed();
     }
 
-    void release() {
-        const auto gate = std::exchange(gate_, nullptr);
-        if (!gate)
-            throw std::logic_error("no operation is waiting");
-        gate->resolve(Done());
-    }
-    bool waiting() const { return gate_ != nullptr; }
-
 private:
-    Task<> pass() {
-        started += 1;
-        if (hold) {
-            const auto gate = std::make_shared<Completion<Done>>();
-            gate_ = gate;
-            co_await gate->settlement();
-        }
-    }
-
-    std::shared_ptr<Completion<Done>> gate_;
     std::vector<std::weak_ptr<std::function<void()>>> observers_;
 };
 

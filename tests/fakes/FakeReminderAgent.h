@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fakes/Gate.h"
 #include "platform/Error.h"
 #include "reminders/agent/AgentPorts.h"
 
@@ -50,8 +51,8 @@ private:
     }
 };
 
-/// A screen. With `hold` set, a notification is under way until `release`.
-class FakeNotificationServer : public NotificationServer {
+/// A screen.
+class FakeNotificationServer : public NotificationServer, public Gate {
 public:
     struct Shown {
         std::uint32_t id;
@@ -61,7 +62,6 @@ public:
     std::string running = "first"; ///< its name; empty when there is none
     std::vector<std::string> sent; ///< the titles of all that has been sent, in order
     std::map<std::uint32_t, std::string> onScreen;
-    bool hold = false;
     Outcome outcome = Outcome::shown;
     Listening listening = Listening::off;
 
@@ -69,11 +69,8 @@ public:
     Task<bool> prepare() override { co_return !running.empty(); }
     Task<Sent> show(NotificationRequest request, std::optional<std::uint32_t> replaced) override {
         sent.push_back(request.title);
-        if (hold) {
-            gate_ = std::make_shared<Completion<Done>>();
-            const auto gate = gate_;
-            co_await gate->settlement();
-        }
+        auto passing = pass();
+        co_await std::move(passing);
         if (outcome != Outcome::shown)
             co_return Sent(outcome);
         const auto id = replaced ? *replaced : ++last_;
@@ -83,7 +80,6 @@ public:
     void close(std::uint32_t id) override { onScreen.erase(id); }
     void listen(Listening wanted) override { listening = wanted; }
 
-    void release() { std::exchange(gate_, nullptr)->resolve(Done()); }
     /// It ends, and with it what is on the screen.
     void vanish() {
         running.clear();
@@ -97,7 +93,6 @@ public:
 
 private:
     std::uint32_t last_ = 0;
-    std::shared_ptr<Completion<Done>> gate_;
 };
 
 class FakeAlarmClock : public AlarmClock {

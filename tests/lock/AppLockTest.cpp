@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
-
 namespace {
 
 class AppLockTest : public testing::Test {
@@ -135,20 +133,4 @@ TEST_F(AppLockTest, answersEachQuestionOnceInTheirTurn) {
     lock.reset();
     owner.answer(true);
     EXPECT_FALSE(window.covered);
-}
-
-TEST_F(AppLockTest, tellsThePageHowTheOwnerCanBeAsked) {
-    using Kind = OwnerAuthentication::Kind;
-    for (const auto& [kind, known] : {std::pair(Kind::none, AppLock::Biometry(false, "none")),
-                                      {Kind::password, AppLock::Biometry(true, "passcode")},
-                                      {Kind::finger, AppLock::Biometry(true, "touchId")}}) {
-        owner.available = kind;
-        std::optional<AppLock::Biometry> told;
-        const auto look = [](AppLock* asked, std::optional<AppLock::Biometry>* answer) -> Task<> {
-            auto looking = asked->biometry();
-            *answer = co_await std::move(looking);
-        };
-        spawn(look(lock.get(), &told));
-        EXPECT_EQ(told, known);
-    }
 }

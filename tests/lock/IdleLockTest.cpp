@@ -15,16 +15,11 @@ IdleLock::State armed(std::chrono::minutes delay = 5min) {
 } // namespace
 
 TEST(IdleLock, comesExactlyWhenTheDelayHasPassedHoweverTheTimeWasSpent) {
-    using Case = std::tuple<std::chrono::seconds, std::chrono::minutes, bool>;
-    for (const auto& [idle, delay, due] : {Case{299s, 5min, false},
-                                           {300s, 5min, true},
-                                           {300s, 6min, false},
-                                           {59s, 1min, false},
-                                           {60s, 1min, true},
-                                           {14'399s, 240min, false},
-                                           {14'400s, 240min, true},
-                                           {9h, 240min, true},
-                                           {-24h, 1min, false}})
+    const std::tuple<std::chrono::seconds, std::chrono::minutes, bool> cases[] = {
+        {299s, 5min, false},     {300s, 5min, true}, {300s, 6min, false},
+        {59s, 1min, false},      {60s, 1min, true},  {14'399s, 240min, false},
+        {14'400s, 240min, true}, {9h, 240min, true}, {-24h, 1min, false}};
+    for (const auto& [idle, delay, due] : cases)
         EXPECT_EQ(IdleLock::isDue(armed(delay), start, start + idle), due) << idle.count();
 }
 

@@ -143,23 +143,20 @@ TEST_F(LockSettingsViewTest, storesEveryMinuteWithinTheRangeAndShowsWhatWasTyped
 }
 
 TEST_F(LockSettingsViewTest, recordsAKeyWithAModifierAndLetsNoOtherKeyThrough) {
-    struct Case {
-        std::string text;
-        KeyModifiers modifiers;
-        std::string shown; ///< empty when it goes on recording
-    };
     openWithPasscode();
     EXPECT_FALSE(record("k", command));
-    for (const auto& [text, modifiers, shown] : std::vector<Case>{{"k", 0, ""},
-                                                                  {"K", shift, ""},
-                                                                  {"K", option | shift, "⌥⇧K"},
-                                                                  {"1", command, "⌘1"},
-                                                                  {"", command, ""},
-                                                                  {" ", control, ""},
-                                                                  {"\t", command, ""},
-                                                                  {"!", command | shift, ""},
-                                                                  {"Ж", control, "⌃Ж"},
-                                                                  {"j", command | 0x10100, "⌘J"}}) {
+    // What is shown is empty where it goes on recording.
+    const std::tuple<const char*, KeyModifiers, std::string> cases[] = {{"k", 0, ""},
+                                                                        {"K", shift, ""},
+                                                                        {"K", option | shift, "⌥⇧K"},
+                                                                        {"1", command, "⌘1"},
+                                                                        {"", command, ""},
+                                                                        {" ", control, ""},
+                                                                        {"\t", command, ""},
+                                                                        {"!", command | shift, ""},
+                                                                        {"Ж", control, "⌃Ж"},
+                                                                        {"j", command | 0x10100, "⌘J"}};
+    for (const auto& [text, modifiers, shown] : cases) {
         open();
         const auto before = shortcut();
         view->toggleRecording();

@@ -4,13 +4,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
-constexpr auto keyKey = "brisko.lock.shortcut.key";
-constexpr auto flagsKey = "brisko.lock.shortcut.flags";
-
-} // namespace
-
 TEST(LockShortcut, isControlCommandLUntilThePersonChoosesAnotherOneAndAgainAfterAReset) {
     FakeUserDefaults defaults;
     LockShortcut shortcut(defaults);
@@ -30,14 +23,11 @@ TEST(LockShortcut, isControlCommandLUntilThePersonChoosesAnotherOneAndAgainAfter
 TEST(LockShortcut, isShownInTheOrderOfTheSymbols) {
     FakeUserDefaults defaults;
     LockShortcut shortcut(defaults);
-    for (const auto& [key, flags, text] : {std::tuple("k", 0x120000, "⇧⌘K"),
-                                           {"9", 0x1A0000, "⌥⇧⌘9"},
-                                           {"a", 0x1E0000, "⌃⌥⇧⌘A"},
-                                           {"a", 0, "A"},
-                                           {"\xC3\xA9", 0x100108, "⌘\xC3\x89"},
-                                           {"", 0, "None"},
-                                           {"", 0x100000, "None"}}) {
-        shortcut.set(key, static_cast<KeyModifiers>(flags));
+    const std::tuple<const char*, KeyModifiers, const char*> cases[] = {
+        {"k", 0x120000, "⇧⌘K"}, {"9", 0x1A0000, "⌥⇧⌘9"}, {"a", 0x1E0000, "⌃⌥⇧⌘A"}, {"a", 0, "A"},
+        {"é", 0x100108, "⌘É"},  {"", 0, "None"},         {"", 0x100000, "None"}};
+    for (const auto& [key, flags, text] : cases) {
+        shortcut.set(key, flags);
         EXPECT_EQ(shortcut.display(), text);
         EXPECT_EQ(shortcut.keyEquivalent().has_value(), *key != '\0');
     }
@@ -46,36 +36,24 @@ TEST(LockShortcut, isShownInTheOrderOfTheSymbols) {
 TEST(LockShortcut, readsEachOfTheTwoByItselfAndMakesTheBestOfWhatItFinds) {
     FakeUserDefaults defaults;
     const LockShortcut shortcut(defaults);
-    defaults.values[keyKey] = "j";
+    defaults.values["brisko.lock.shortcut.key"] = "j";
     EXPECT_EQ(shortcut.display(), "⌃⌘J");
     for (const auto& damaged : {Json(5), Json(true), Json::array({"j"}), Json()}) {
-        defaults.values[keyKey] = damaged;
+        defaults.values["brisko.lock.shortcut.key"] = damaged;
         EXPECT_EQ(shortcut.key(), "l") << damaged;
     }
-    for (const auto& [stored, flags] :
-         std::vector<std::pair<Json, KeyModifiers>>{{0, 0},
-                                                    {0x20000, 0x20000},
-                                                    {true, 1},
-                                                    {131072.9, 0x20000},
-                                                    {1e300, 0x7FFFFFFFFFFFFFFF},
-                                                    {18446744073709551615U, 0x7FFFFFFFFFFFFFFF},
-                                                    {"131072", 0x20000},
-                                                    {" \t+131072 bits", 0x20000},
-                                                    {"99999999999999999999", 0x7FFFFFFFFFFFFFFF},
-                                                    {"bits", 0},
-                                                    {"+-5", 0},
-                                                    {"", 0},
-                                                    {Json::array({131072}), 0},
-                                                    {Json::object(), 0},
-                                                    {nullptr, 0x140000},
-                                                    {-1, 0x140000},
-                                                    {-0.5, 0},
-                                                    {-1e300, 0x140000},
-                                                    {"-131072", 0x140000},
-                                                    {"-99999999999999999999", 0x140000}}) {
-        defaults.values[flagsKey] = stored;
-        EXPECT_EQ(shortcut.flags(), flags) << stored;
-    }
+    constexpr KeyModifiers most = 0x7FFFFFFFFFFFFFFF;
+    const std::pair<KeyModifiers, std::vector<Json>> cases[] = {
+        {0, {0, "bits", "+-5", "", Json::array({131072}), Json::object(), -0.5}},
+        {1, {true}},
+        {0x20000, {0x20000, 131072.9, "131072", " \t+131072 bits"}},
+        {0x140000, {nullptr, -1, -1e300, "-131072", "-99999999999999999999"}},
+        {most, {1e300, 18446744073709551615U, "99999999999999999999"}}};
+    for (const auto& [flags, allStored] : cases)
+        for (const auto& stored : allStored) {
+            defaults.values["brisko.lock.shortcut.flags"] = stored;
+            EXPECT_EQ(shortcut.flags(), flags) << stored;
+        }
 }
 
 TEST(LockShortcut, staysAsItWasWhereNothingCanBeWritten) {

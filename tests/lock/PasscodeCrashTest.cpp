@@ -190,21 +190,6 @@ TEST(PasscodeCrash, leavesASoundStoreAtWhateverStepTheProgramEnds) {
     }
 }
 
-TEST(PasscodeCrash, givesNoTryBackHoweverOftenTheProgramEndsRightAfterOne) {
-    PasscodeStore store;
-    store.set("1234");
-    for (int life = 0; life < 6; ++life) {
-        // Between the first change, which counts the try, and any other, or it would be a try for nothing.
-        Fate fate(1);
-        MortalDefaults defaults(store.defaults, fate);
-        Passcode mortal(store.keychain, defaults, store.clock);
-        auto died = false;
-        spawn(survive(unlocking(&mortal, "0000"), &died));
-        EXPECT_EQ(usedTries(store), std::min(life + 1, 3));
-    }
-    EXPECT_EQ(store.unlock("1234"), "locked for 300000 ms");
-}
-
 TEST(PasscodeCrash, keepsTheMarkOfAnEarlierChangeUntilSomebodyHasLookedAtTheRecord) {
     PasscodeStore store;
     store.set("1234");
@@ -219,12 +204,4 @@ TEST(PasscodeCrash, keepsTheMarkOfAnEarlierChangeUntilSomebodyHasLookedAtTheReco
     EXPECT_EQ(store.unlock("1234"), "wrong, 2 left");
     EXPECT_EQ(store.shape(), "6 bob") << "the try has looked at it";
     EXPECT_EQ(store.unlock("888888"), "bob: other");
-}
-
-TEST(PasscodeCrash, takesTheShapeFromTheRecordThatHasJustBeenOpened) {
-    PasscodeStore store;
-    store.set("1234");
-    store.setPreference("passcode.digits", 8);
-    EXPECT_EQ(store.unlock("1234"), "ann: secret");
-    EXPECT_EQ(store.shape(), "4 ann");
 }

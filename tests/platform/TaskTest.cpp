@@ -1,68 +1,55 @@
 #include "platform/Task.h"
 
+#include "platform/Outcome.h"
+
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 namespace {
 
-Task<int> answer(std::shared_ptr<Completion<int>> completion) {
+Task<int> answer(std::shared_ptr<Completion<int>> completion, bool* started) {
+    *started = true;
     co_return co_await completion->settlement();
 }
 
-Task<std::string> describe(std::shared_ptr<Completion<int>> completion) {
-    auto asking = answer(completion);
-    std::string text;
-    try {
-        text = std::to_string(co_await std::move(asking));
-    } catch (const std::runtime_error& failure) {
-        text = failure.what();
-    }
-    co_return text;
-}
-
-Task<> note(std::shared_ptr<Completion<int>> completion, std::vector<std::string>* log) {
-    log->push_back("before");
-    auto describing = describe(completion);
-    const auto text = co_await std::move(describing);
-    log->push_back(text);
-}
+class TaskTest : public testing::Test {
+protected:
+    std::shared_ptr<Completion<int>> completion = std::make_shared<Completion<int>>();
+    bool started = false;
+};
 
 } // namespace
 
-TEST(Task, startsWhenSpawnedAndGoesOnWithTheValueOnceItIsThere) {
-    const auto completion = std::make_shared<Completion<int>>();
-    std::vector<std::string> log;
-    auto task = note(completion, &log);
-    EXPECT_TRUE(log.empty());
-    spawn(std::move(task));
-    EXPECT_EQ(log, std::vector<std::string>({"before"}));
+TEST_F(TaskTest, startsWhenSpawnedAndGoesOnWithTheValueOnceItIsThere) {
+    auto task = answer(completion, &started);
+    EXPECT_FALSE(started);
+    const auto outcome = begin(std::move(task));
+    EXPECT_TRUE(started);
+    EXPECT_FALSE(outcome->over());
     completion->resolve(7);
     completion->resolve(8);
-    EXPECT_EQ(log, std::vector<std::string>({"before", "7"}));
+    EXPECT_EQ(outcome->value, 7);
 }
 
-TEST(Task, handsAFailureToWhoAwaitsItAlsoWhenItCameFirst) {
+TEST_F(TaskTest, handsAFailureToWhoAwaitsItAlsoWhenItCameFirst) {
     for (const auto early : {true, false}) {
-        const auto completion = std::make_shared<Completion<int>>();
-        const auto failure = std::make_exception_ptr(std::runtime_error("refused"));
-        std::vector<std::string> log;
+        completion = std::make_shared<Completion<int>>();
+        const auto fail = [this] {
+            completion->fail(std::make_exception_ptr(std::runtime_error("refused")));
+        };
         if (early)
-            completion->fail(failure);
-        spawn(note(completion, &log));
+            fail();
+        const auto outcome = begin(answer(completion, &started));
         if (!early)
-            completion->fail(failure);
-        EXPECT_EQ(log.back(), "refused");
+            fail();
+        EXPECT_EQ(outcome->message(), "refused");
     }
 }
 
-TEST(Task, thatIsNeverAwaitedReleasesWhatItHolds) {
-    const auto completion = std::make_shared<Completion<int>>();
+TEST_F(TaskTest, thatIsNeverAwaitedReleasesWhatItHolds) {
     {
-        auto task = answer(completion);
+        const auto task = answer(completion, &started);
         EXPECT_EQ(completion.use_count(), 2);
     }
     EXPECT_EQ(completion.use_count(), 1);

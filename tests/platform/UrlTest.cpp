@@ -2,12 +2,6 @@
 
 #include <gtest/gtest.h>
 
-namespace {
-
-using Items = std::vector<Url::QueryItem>;
-
-} // namespace
-
 TEST(Url, splitsIntoItsPartsAndKeepsItsText) {
     const auto url = Url::parse("https://user@Host.example:8443/a//b%20c/?q=1#f");
     ASSERT_TRUE(url);
@@ -36,8 +30,9 @@ TEST(Url, refusesWhatIsNone) {
 }
 
 TEST(Url, readsQueryItemsInOrderDecodedAndTellsNoValueFromAnEmptyOne) {
-    EXPECT_EQ(Url::parse("brisko://auth?code=a%26b+c&code=&code&x=1")->queryItems(),
-              Items({{"code", "a&b+c"}, {"code", ""}, {"code", std::nullopt}, {"x", "1"}}));
+    EXPECT_EQ(
+        Url::parse("brisko://auth?code=a%26b+c&code=&code&x=1")->queryItems(),
+        std::vector<Url::QueryItem>({{"code", "a&b+c"}, {"code", ""}, {"code", std::nullopt}, {"x", "1"}}));
     EXPECT_TRUE(Url::parse("brisko://auth")->queryItems().empty());
 }
 

@@ -136,11 +136,13 @@ TEST_F(ReminderAgentTest, recordsADeliveryBeforeItIsSentSoThatAKillRepeatsNothin
     pass(1min);
     EXPECT_EQ(server.sent, Titles{"a"});
     server.hold = false;
+    const auto killed = std::move(agent);
     startAgent();
     EXPECT_EQ(server.sent, (Titles{"a", "b"}));
     store.full = true;
     store.log.clear();
     EXPECT_EQ(replace({}), Replaced()) << "nothing has been pending";
+    server.open();
 }
 
 TEST_F(ReminderAgentTest, showsAReminderAlsoWhereTheDiskIsFullOnceAtLeastUntilItEnds) {

@@ -56,13 +56,6 @@ TEST_F(SessionWatchTest, tellsEachLossOnceAndNothingElse) {
     }
 }
 
-TEST_F(SessionWatchTest, knowsOfASessionThatWasThereBeforeIt) {
-    store.cookies = {FakeAccount::session()};
-    start();
-    set({});
-    EXPECT_EQ(told(), 1);
-}
-
 TEST_F(SessionWatchTest, looksOnceMoreForAllThatChangesDuringALook) {
     store.cookies = {FakeAccount::session()};
     start();

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::HasSubstr;
 
 namespace {
 
@@ -16,7 +16,6 @@ protected:
     FakeAccount& account = program.account;
     FakePanels& panels = program.panels;
     FakeDownloadFolder& folder = program.folder;
-    FakeMainQueue& queue = program.queue;
     FakeClock& clock = program.clock;
     std::unique_ptr<FakeWebView> made = std::make_unique<FakeWebView>();
     FakeWebView& web = *made;
@@ -33,34 +32,30 @@ protected:
 TEST_F(WebShellTest, isDarkAndEmptyUntilItLoadsAPageOfTheService) {
     EXPECT_EQ(web.underPage, Chrome::canvas);
     EXPECT_TRUE(web.loaded.empty());
-    for (const auto& [path, url] : std::vector<std::pair<std::optional<std::string>, std::string>>{
-             {std::nullopt, "https://brisko.example"},
-             {"/", "https://brisko.example/"},
-             {"/?search=1", "https://brisko.example/?search=1"},
-             {"tasks/7", "https://brisko.example/tasks/7"},
-             {"not a path", "https://brisko.example"}}) {
+    const std::pair<std::optional<std::string>, std::string> cases[] = {
+        {std::nullopt, "https://brisko.example"},
+        {"/?search=1", "https://brisko.example/?search=1"},
+        {"tasks/7", "https://brisko.example/tasks/7"},
+        {"not a path", "https://brisko.example"}};
+    for (const auto& [path, url] : cases) {
         shell->load(path);
         EXPECT_EQ(web.loaded.back(), url);
     }
 }
 
-TEST_F(WebShellTest, followsTheServiceAndSavesWhatAsksForIt) {
-    EXPECT_EQ(follow("https://brisko.example/tasks"), NavigationPolicy::allow);
+TEST_F(WebShellTest, opensOtherPagesInTheBrowserAndStaysWhereItWas) {
     EXPECT_EQ(follow("mailto:ann@elsewhere.example"), NavigationPolicy::allow);
     EXPECT_EQ(follow("https://elsewhere.example/x.pdf", true), NavigationPolicy::download);
-    EXPECT_EQ(follow("https://brisko.example/login", true), NavigationPolicy::download);
     EXPECT_TRUE(opened.empty());
-}
-
-TEST_F(WebShellTest, opensOtherPagesInTheBrowserAndStaysWhereItWas) {
-    EXPECT_EQ(follow("https://elsewhere.example/?a=1#b"), NavigationPolicy::cancel);
-    EXPECT_EQ(follow("https://elsewhere.example/?a[]=1|2"), NavigationPolicy::cancel);
-    EXPECT_EQ(opened, std::vector<std::string>(
-                          {"https://elsewhere.example/?a=1#b", "https://elsewhere.example/?a%5B%5D=1%7C2"}));
+    EXPECT_EQ(follow("https://elsewhere.example/?a[]=1|2#b"), NavigationPolicy::cancel);
+    for (const auto* url : {"https://brisko.example/x", "https://elsewhere.example/?a[]=1", "", "relative"})
+        web.onNewWindow(url);
+    EXPECT_THAT(opened, ElementsAre("https://elsewhere.example/?a%5B%5D=1%7C2#b", "https://brisko.example/x",
+                                    "https://elsewhere.example/?a%5B%5D=1"));
     EXPECT_TRUE(web.loaded.empty());
 }
 
-TEST_F(WebShellTest, handsControlBackInsteadOfShowingTheSignInPage) {
+TEST_F(WebShellTest, handsControlBackInsteadOfShowingTheSignInPageAndOnceTheSessionIsOver) {
     EXPECT_EQ(follow("https://brisko.example/login"), NavigationPolicy::cancel) << "without anybody to tell";
     int told = 0;
     shell->onSignedOut = [&told] { told += 1; };
@@ -69,13 +64,12 @@ TEST_F(WebShellTest, handsControlBackInsteadOfShowingTheSignInPage) {
     follow("https://brisko.example/");
     EXPECT_EQ(told, 1);
     EXPECT_TRUE(opened.empty());
-}
-
-TEST_F(WebShellTest, sendsEveryNewWindowToTheBrowser) {
-    for (const auto* url : {"https://brisko.example/x", "https://elsewhere.example/?a[]=1", "", "relative"})
-        web.onNewWindow(url);
-    EXPECT_EQ(opened,
-              std::vector<std::string>({"https://brisko.example/x", "https://elsewhere.example/?a%5B%5D=1"}));
+    for (const auto& cookies : {std::vector{FakeAccount::session()}, {}}) {
+        account.webData.cookies = cookies;
+        account.webData.changed();
+    }
+    program.queue.advance(std::chrono::milliseconds(0));
+    EXPECT_EQ(told, 2) << "the session's cookie has gone";
 }
 
 TEST_F(WebShellTest, showsTheOfflinePageForARealFailureOnly) {
@@ -83,20 +77,9 @@ TEST_F(WebShellTest, showsTheOfflinePageForARealFailureOnly) {
     EXPECT_EQ(web.alternate, "");
     web.onFailed({"https://brisko.example/tasks", Error("Could not connect")});
     EXPECT_EQ(web.alternateFor, "https://brisko.example/tasks");
-    EXPECT_EQ(web.alternate, R"(<!doctype html><meta charset="utf-8">
-<meta name="viewport" content="width=device-width,initial-scale=1">
-<style>
-  html,body{height:100%;margin:0;background:#0f1115;color:#9aa0aa;
-    font:15px/1.5 -apple-system,BlinkMacSystemFont,sans-serif;
-    display:flex;align-items:center;justify-content:center}
-  div{text-align:center}
-  b{display:block;font-size:30px;font-weight:700;color:#fff;margin-bottom:10px}
-  b i{font-style:normal;color:#8074ff}
-  a{display:inline-block;margin-top:18px;padding:9px 18px;border-radius:9px;
-    background:#8074ff;color:#fff;text-decoration:none;font-weight:600}
-</style>
-<div><b>bris<i>ko</i></b>brisko.example cannot be reached.<br>It needs a connection to load.
-<a href="https://brisko.example/">Try again</a></div>)");
+    EXPECT_THAT(web.alternate,
+                HasSubstr("brisko.example cannot be reached.<br>It needs a connection to load."));
+    EXPECT_THAT(web.alternate, HasSubstr(R"(<a href="https://brisko.example/">Try again</a>)"));
     EXPECT_EQ(web.alternateBase, web.alternateFor);
     web.onFailed({"https://other.brisko.example/tasks", Error("Could not connect")});
     EXPECT_EQ(web.alternateBase, "https://brisko.example");
@@ -144,25 +127,16 @@ TEST_F(WebShellTest, pressesTheAccountsOwnKeysOnceItKnowsThem) {
     std::vector<Shortcuts> told;
     shell->onShortcuts = [&](const Shortcuts& shortcuts) { told.push_back(shortcuts); };
     const auto post = [&](const char* body) { web.handlers.at("briskoChrome")(parseJson(body)); };
-    post(R"({"shortcuts": {"toggleView": "alt+t", "search": 5, "newTask": "\"\\"}})");
+    post(R"({"shortcuts": {"toggleView": "alt+t", "search": 5, "newTask": "\"\\\n\u0001é"}})");
     EXPECT_EQ(pressed(MenuAction::toggleView), script(R"("alt+t")"));
     EXPECT_EQ(pressed(MenuAction::search), script(R"("mod+f")"));
-    EXPECT_EQ(pressed(MenuAction::newTask), script(R"("\"\\")"));
+    EXPECT_EQ(pressed(MenuAction::newTask), script(R"("\"\\\n\u0001é")"));
+    EXPECT_EQ(WebShell::literal("not \xFF text"), R"("")");
     for (const auto* body :
          {R"({"shortcuts": {}})", R"({"shortcuts": {"a": 1}})", R"({"shortcuts": "x"})", "{}", "[]"})
         post(body);
     EXPECT_EQ(told.size(), 1U);
     EXPECT_EQ(pressed(MenuAction::toggleView), script(R"("alt+t")"));
-}
-
-TEST_F(WebShellTest, followsThePagesColour) {
-    std::vector<Color> told;
-    shell->onBackground = [&](Color color) { told.push_back(color); };
-    web.handlers.at("briskoChrome")(parseJson(R"json({"background": "rgb(51, 102, 255)"})json"));
-    for (const auto* body : {R"({"background": "transparent"})", R"({"background": 7})", "null", "7"})
-        web.handlers.at("briskoChrome")(parseJson(body));
-    EXPECT_THAT(told, ElementsAre(Color{0.2, 0.4, 1}));
-    EXPECT_EQ(web.underPage, told.front());
 }
 
 TEST_F(WebShellTest, showsThePagesQuestionsUnderItsOwnName) {
@@ -197,24 +171,4 @@ TEST_F(WebShellTest, savesWhatCannotBeShownOrAsksForIt) {
     shell.reset();
     download->finish();
     EXPECT_THAT(folder.names(), ElementsAre("report.pdf")) << "a download ends with the page that began it";
-}
-
-TEST_F(WebShellTest, saysSoWhenTheSessionCookieHasGone) {
-    int told = 0;
-    shell->onSignedOut = [&told] { told += 1; };
-    account.webData.cookies = {FakeAccount::session()};
-    account.webData.changed();
-    account.webData.cookies.clear();
-    account.webData.changed();
-    EXPECT_EQ(told, 0) << "from within the answer of the store";
-    queue.advance(std::chrono::milliseconds(0));
-    EXPECT_EQ(told, 1);
-}
-
-TEST_F(WebShellTest, quotesATextForAScript) {
-    for (const auto& [text, literal] :
-         {std::pair("", R"("")"), std::pair("/?new=1", R"("/?new=1")"),
-          std::pair("a\"b\\c\n", R"("a\"b\\c\n")"), std::pair("\x01\xC3\xA9", "\"\\u0001\xC3\xA9\""),
-          std::pair("not \xFF text", R"("")")})
-        EXPECT_EQ(WebShell::literal(text), literal);
 }

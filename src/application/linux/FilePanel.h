@@ -12,7 +12,7 @@
 
 /// The desktop's own dialog for choosing files, through its portal inside a sandbox. It offers either files
 /// or folders, so that folders cannot be chosen even where a choice would allow them beside files.
-class FilePanel : public OpenPanel, public std::enable_shared_from_this<FilePanel> {
+class FilePanel final : public OpenPanel, public std::enable_shared_from_this<FilePanel> {
 public:
     using Chosen = std::function<void(std::vector<std::filesystem::path>)>;
 

@@ -21,7 +21,7 @@ class GtkWebView;
 ///
 /// Its header is one flat row in the window's colour, with the menu bar and the window's buttons. It stays in
 /// full screen.
-class MainWindow : public Window {
+class MainWindow final : public Window {
 public:
     /// The defaults have to outlive the window.
     MainWindow(const Glib::RefPtr<Gtk::Application>& application, UserDefaults& defaults);

@@ -59,7 +59,7 @@ MessagePanel::MessagePanel(std::function<void(Answer)> answered)
 
 std::shared_ptr<MessagePanel> MessagePanel::make(const Content& content,
                                                  std::function<void(Answer)> answered) {
-    const std::shared_ptr<MessagePanel> panel(new MessagePanel(std::move(answered)));
+    std::shared_ptr<MessagePanel> panel(new MessagePanel(std::move(answered)));
     panel->build(content);
     return panel;
 }

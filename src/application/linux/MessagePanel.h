@@ -13,7 +13,7 @@
 /// the text as it stands, which scrolls when it is long and ends in "…" when nobody could read it all. Return
 /// presses the button with the keyboard, "OK" at first; Escape is "Cancel" or, for a message, closes it; the
 /// page keys scroll.
-class MessagePanel : public OpenPanel, public std::enable_shared_from_this<MessagePanel> {
+class MessagePanel final : public OpenPanel, public std::enable_shared_from_this<MessagePanel> {
 public:
     enum class Kind { message, question };
 

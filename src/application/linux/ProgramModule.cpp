@@ -31,6 +31,7 @@ void addStyle(const char* name) {
 /// The URLs as they were given: GIO hands them over as files.
 std::vector<std::string> urlsOf(const std::vector<Glib::RefPtr<Gio::File>>& files) {
     std::vector<std::string> urls;
+    urls.reserve(files.size());
     for (const auto& file : files)
         urls.push_back(file->get_uri());
     return urls;

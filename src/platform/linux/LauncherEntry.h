@@ -9,7 +9,7 @@
 /// (https://wiki.ubuntu.com/Unity/LauncherAPI).
 ///
 /// Nothing is said before there is something to show, and nothing twice. What is shown goes with this object.
-class LauncherEntry : public Dock {
+class LauncherEntry final : public Dock {
 public:
     /// `desktopFile` is the name of the program's desktop entry, "app.brisko.Brisko.desktop".
     explicit LauncherEntry(const std::string& desktopFile);

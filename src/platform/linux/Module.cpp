@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 fs::path pathOf(const std::string& module) {
     std::error_code unreadable;
     const auto program = fs::read_symlink("/proc/self/exe", unreadable);
-    const auto beside = program.parent_path() / module;
+    auto beside = program.parent_path() / module;
     if (!unreadable && fs::exists(beside, unreadable))
         return beside;
     return fs::path(BRISKO_MODULE_DIR) / module;

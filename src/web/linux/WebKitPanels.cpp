@@ -28,6 +28,7 @@ void select(WebKitFileChooserRequest* request, const std::vector<std::filesystem
         return;
     }
     std::vector<const char*> names;
+    names.reserve(files.size() + 1);
     for (const auto& file : files)
         names.push_back(file.c_str());
     names.push_back(nullptr);

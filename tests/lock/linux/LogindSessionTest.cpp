@@ -134,7 +134,7 @@ private:
 
 /// One bus that is session and system bus at once.
 class LogindSessionTest : public testing::Test {
-protected:
+public:
     LogindSessionTest() {
         g_unsetenv("XDG_SESSION_ID");
         g_test_dbus_up(daemon_.get());
@@ -149,6 +149,7 @@ protected:
         g_test_dbus_down(daemon_.get());
     }
 
+protected:
     int locked = 0;
     std::vector<std::function<void()>> sleeping; ///< what the machine waits for
     std::unique_ptr<Login> login;

@@ -10,7 +10,7 @@
 inline std::filesystem::path newEngineFolder() {
     static const TemporaryFolder all("engines");
     static int count = 0;
-    const auto folder = all.path() / std::to_string(count++);
+    auto folder = all.path() / std::to_string(count++);
     std::filesystem::create_directory(folder);
     return folder;
 }

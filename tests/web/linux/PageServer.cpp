@@ -62,7 +62,7 @@ bool PageServer::wasAsked(const std::string& path) const {
 void PageServer::answer(SoupServer*, SoupServerMessage* message, const char* path, GHashTable*,
                         gpointer self) {
     auto& server = *static_cast<PageServer*>(self);
-    server.requests.emplace_back(Request(path, header(message, "User-Agent"), header(message, "Cookie")));
+    server.requests.push_back({path, header(message, "User-Agent"), header(message, "Cookie")});
     if (path == server.silentPath) {
         soup_server_message_pause(message);
         return;

@@ -7,6 +7,7 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// An https server on the loopback interface that serves a few pages held in memory, from the test's own main
@@ -14,12 +15,22 @@
 class PageServer {
 public:
     struct Page {
+        Page(std::string givenBody = {}, std::string givenType = "text/html", unsigned givenStatus = 200,
+             std::string givenLocation = {}, std::map<std::string, std::string> givenHeaders = {},
+             bool breaks = false)
+            : body(std::move(givenBody)),
+              type(std::move(givenType)),
+              status(givenStatus),
+              location(std::move(givenLocation)),
+              headers(std::move(givenHeaders)),
+              breaksOff(breaks) {}
+
         std::string body;
-        std::string type = "text/html";
-        unsigned status = 200;
-        std::string location = {}; ///< where a redirection leads
-        std::map<std::string, std::string> headers = {};
-        bool breaksOff = false; ///< the connection goes when half of it has been sent
+        std::string type;
+        unsigned status;
+        std::string location; ///< where a redirection leads
+        std::map<std::string, std::string> headers;
+        bool breaksOff; ///< the connection goes when half of it has been sent
     };
     /// What was asked for, in its order.
     struct Request {

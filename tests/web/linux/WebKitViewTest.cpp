@@ -140,7 +140,7 @@ TEST_F(WebKitView, staysWhereItIsWhenAnAnswerIsNoPage) {
     server.pages["/nothing"] = PageServer::Page("", "text/html", 204);
     Browser browser(server.origin(), certificate.pem);
     ASSERT_TRUE(browser.shows(server.url("/")));
-    const auto saved = newEngineFolder() / "archive.zip";
+    auto saved = newEngineFolder() / "archive.zip";
     bool finished = false;
     browser.view->onDownload = [&](const std::shared_ptr<Download>& download) {
         download->decideDestination = [&](const std::string&) { return saved; };

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "platform/Error.h"
+#include "platform/Task.h"
+
+#include <exception>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+/// A fake whose operations take as long as a test wants: with `hold` set, each waits for its `release`, so
+/// that the test can look between.
+class Gate {
+public:
+    bool hold = false;
+
+    /// The operation that came last goes on.
+    void release() { takeLast()->resolve(Done()); }
+    /// It fails.
+    void release(const Error& failure) { takeLast()->fail(std::make_exception_ptr(failure)); }
+    bool waiting() const { return !waiting_.empty(); }
+    /// Everything goes on, and nothing waits any more. An operation that still waits at the end of a test
+    /// would never be freed.
+    void open() {
+        hold = false;
+        while (waiting())
+            release();
+    }
+
+protected:
+    Gate() = default;
+    ~Gate() = default;
+
+    Task<> pass() {
+        if (!hold)
+            co_return;
+        const auto gate = std::make_shared<Completion<Done>>();
+        waiting_.push_back(gate);
+        co_await gate->settlement();
+    }
+
+private:
+    std::shared_ptr<Completion<Done>> takeLast() {
+        if (waiting_.empty())
+            throw std::logic_error("no operation is waiting");
+        auto gate = std::move(waiting_.back());
+        waiting_.pop_back();
+        return gate;
+    }
+
+    std::vector<std::shared_ptr<Completion<Done>>> waiting_;
+};
