@@ -40,7 +40,7 @@ TEST_F(BrowserAuthenticationTest, opensTheBrowserBehindAPanelAndHandsOutTheFirst
     EXPECT_EQ(workspace.opened,
               std::vector<std::string>({"https://brisko.example/api/auth/google?native=1"}));
     EXPECT_TRUE(panel.shown);
-    EXPECT_FALSE(outcome->over());
+    EXPECT_FALSE(outcome->ended());
 
     EXPECT_TRUE(browser.take("brisko://auth?code=1"));
     EXPECT_EQ(outcome->value, "brisko://auth?code=1");
@@ -53,7 +53,7 @@ TEST_F(BrowserAuthenticationTest, leavesTheUrlsThatOpenAPageAndForeignSchemesToO
     for (const auto* url :
          {"brisko://new", "brisko://today", "brisko://search", "https://auth?code=1", "brisko", ""})
         EXPECT_FALSE(browser.take(url)) << url;
-    EXPECT_FALSE(outcome->over());
+    EXPECT_FALSE(outcome->ended());
     // A provider may well answer without a host, or with a scheme in capitals.
     EXPECT_TRUE(browser.take("BRISKO:code"));
     EXPECT_EQ(outcome->value, "BRISKO:code");

@@ -59,9 +59,9 @@ protected:
     HttpClient& client = kind.client;
 
     auto get(const char* path, std::stop_token stop = {}) {
-        return MainLoop::start(client.send(HttpRequest(kind.at(path)), std::move(stop)));
+        return begin(client.send(HttpRequest(kind.at(path)), std::move(stop)));
     }
-    static TransportError::Reason reasonOf(const std::shared_ptr<MainLoop::Outcome<HttpReply>>& outcome) {
+    static TransportError::Reason reasonOf(const std::shared_ptr<Outcome<HttpReply>>& outcome) {
         try {
             MainLoop::finish(outcome);
         } catch (const TransportError& failure) {

@@ -48,7 +48,7 @@ TEST_F(LazyHttpClientTest, makesOneClientForAllRequestsOnceThatSucceeds) {
 
 TEST_F(LazyHttpClientTest, endsWhatIsOpenAndWhatComesLater) {
     service.behave([](Conversation& conversation) { conversation.awaitEnd(); });
-    const auto waiting = MainLoop::start(insist());
+    const auto waiting = begin(insist());
     MainLoop::runUntil([&] { return service.connections() == 1; });
     lazy.end();
     ASSERT_TRUE(waiting->ended());

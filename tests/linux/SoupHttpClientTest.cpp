@@ -55,11 +55,11 @@ protected:
         return result;
     }
     auto start(HttpRequest given, std::stop_token stop = {}) {
-        return MainLoop::start(client->send(std::move(given), std::move(stop)));
+        return begin(client->send(std::move(given), std::move(stop)));
     }
     HttpReply send(HttpRequest given) { return MainLoop::finish(start(std::move(given))); }
     /// How the request failed, and that it did.
-    Reason reasonOf(const std::shared_ptr<MainLoop::Outcome<HttpReply>>& outcome) {
+    Reason reasonOf(const std::shared_ptr<Outcome<HttpReply>>& outcome) {
         try {
             const auto reply = MainLoop::finish(outcome);
             ADD_FAILURE() << "the request succeeded with " << reply.status.value_or(0);
@@ -246,7 +246,7 @@ TEST_F(SoupHttpClientTest, stopsWhereverTheRequestIs) {
 TEST_F(SoupHttpClientTest, stopsARequestThatWaitsBehindOthers) {
     service.behave([](Conversation& conversation) { conversation.awaitEnd(); });
     std::stop_source stop;
-    std::vector<std::shared_ptr<MainLoop::Outcome<HttpReply>>> ahead(12);
+    std::vector<std::shared_ptr<Outcome<HttpReply>>> ahead(12);
     for (auto& waiting : ahead)
         waiting = start(request(""));
     const auto last = start(request(""), stop.get_token());
@@ -289,7 +289,7 @@ TEST_F(SoupHttpClientTest, endsEveryOpenRequestBeforeItIsGone) {
     MainLoop::runUntil(
         [&] { return !jar.cookiesFor(service.origin()).empty() && service.requests().size() == 2; });
     const auto connecting = start(request("connecting"));
-    const auto again = MainLoop::start(insist(client.get(), service.at("again")));
+    const auto again = begin(insist(client.get(), service.at("again")));
     client.reset();
     for (const auto& reply : {head, body, connecting}) {
         ASSERT_TRUE(reply->ended());

@@ -15,7 +15,13 @@ struct Outcome {
     std::optional<T> value;
     std::exception_ptr failure;
 
-    bool over() const { return value || failure; }
+    bool ended() const { return value || failure; }
+    /// Throws what the operation threw.
+    T take() {
+        if (failure)
+            std::rethrow_exception(failure);
+        return std::move(*value);
+    }
     /// What a person reads of the failure; "" when there is none.
     std::string message() const {
         try {
@@ -38,12 +44,12 @@ Task<> settle(Task<T> task, std::shared_ptr<Outcome<T>> outcome) {
     }
 }
 
-inline Task<Done> ended(Task<> task) {
+inline Task<Done> ending(Task<> task) {
     co_await std::move(task);
     co_return Done();
 }
 
-/// Begins an operation and tells how it ends.
+/// Begins an operation, goes on at once, and tells how it ends.
 template <class T>
 std::shared_ptr<Outcome<T>> begin(Task<T> task) {
     auto outcome = std::make_shared<Outcome<T>>();
@@ -52,5 +58,5 @@ std::shared_ptr<Outcome<T>> begin(Task<T> task) {
 }
 
 inline std::shared_ptr<Outcome<Done>> begin(Task<> task) {
-    return begin(ended(std::move(task)));
+    return begin(ending(std::move(task)));
 }

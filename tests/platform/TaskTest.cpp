@@ -26,7 +26,7 @@ TEST_F(TaskTest, startsWhenSpawnedAndGoesOnWithTheValueOnceItIsThere) {
     EXPECT_FALSE(started);
     const auto outcome = begin(std::move(task));
     EXPECT_TRUE(started);
-    EXPECT_FALSE(outcome->over());
+    EXPECT_FALSE(outcome->ended());
     completion->resolve(7);
     completion->resolve(8);
     EXPECT_EQ(outcome->value, 7);

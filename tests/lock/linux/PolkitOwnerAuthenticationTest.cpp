@@ -133,7 +133,7 @@ TEST_F(PolkitOwnerAuthenticationTest, knowsAFingerThatIsEnrolled) {
 
 TEST_F(PolkitOwnerAuthenticationTest, takesTheQuestionsBackAtTheEndAndAsksNoMore) {
     PolkitAgent agent(Person::thinks);
-    const auto first = MainLoop::start(owner.authenticate("unlock brisko"));
+    const auto first = begin(owner.authenticate("unlock brisko"));
     MainLoop::runUntil([&] { return agent.messages.size() == 1; });
     EXPECT_FALSE(first->ended());
     owner.cancelAll();
@@ -146,7 +146,7 @@ TEST_F(PolkitOwnerAuthenticationTest, takesTheQuestionsBackAtTheEndAndAsksNoMore
 TEST_F(PolkitOwnerAuthenticationTest, doesNotWaitForAPolkitThatHasStoppedOrDied) {
     {
         PolkitAgent agent(Person::thinks);
-        const auto answer = MainLoop::start(owner.authenticate("unlock brisko"));
+        const auto answer = begin(owner.authenticate("unlock brisko"));
         MainLoop::runUntil([&] { return agent.messages.size() == 1; });
         kill(daemon, SIGSTOP);
         EXPECT_FALSE(MainLoop::finish(answer));
@@ -156,7 +156,7 @@ TEST_F(PolkitOwnerAuthenticationTest, doesNotWaitForAPolkitThatHasStoppedOrDied)
     }
     {
         PolkitAgent agent(Person::thinks);
-        const auto answer = MainLoop::start(owner.authenticate("unlock brisko"));
+        const auto answer = begin(owner.authenticate("unlock brisko"));
         MainLoop::runUntil([&] { return agent.messages.size() == 1; });
         kill(daemon, SIGKILL);
         EXPECT_FALSE(MainLoop::finish(answer));

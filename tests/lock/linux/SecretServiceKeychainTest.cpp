@@ -52,10 +52,10 @@ protected:
         daemon.lock();
     }
     /// Returns once the prompt is open. The person takes longer over it than the test.
-    std::shared_ptr<MainLoop::Outcome<std::optional<SecretText>>> startAsking(Keychain& asking) {
+    std::shared_ptr<Outcome<std::optional<SecretText>>> startAsking(Keychain& asking) {
         prompter.setDelay(600'000);
         prompter.dismiss();
-        auto reading = MainLoop::start(asking.read());
+        auto reading = begin(asking.read());
         // The prompter has a thread of its own and wakes nobody.
         const auto waking = g_timeout_add(
             1, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
@@ -142,7 +142,7 @@ TEST_F(SecretServiceKeychainTest, endsWhatIsOpenWhenItGoes) {
     KeyringDaemon daemon;
     auto keychain = std::make_unique<SecretServiceKeychain>(service);
     daemon.freeze();
-    const auto reading = MainLoop::start(keychain->read());
+    const auto reading = begin(keychain->read());
     EXPECT_FALSE(reading->ended());
     keychain.reset();
     ASSERT_TRUE(reading->ended());
@@ -158,8 +158,7 @@ TEST_F(SecretServiceKeychainTest, losesNoItemWhenTheServiceDiesWhileItStoresAnot
     int completed = 0;
     for (int events = 0; completed < 3 && events < 200; ++events) {
         const auto next = std::to_string(events + 1);
-        const auto writing =
-            MainLoop::start(MainLoop::ending(keychain.write(SecretText(std::string_view(next)))));
+        const auto writing = begin(keychain.write(SecretText(std::string_view(next))));
         for (int count = 0; count < events && !writing->ended(); ++count)
             g_main_context_iteration(nullptr, TRUE);
         completed += writing->ended() ? 1 : 0;

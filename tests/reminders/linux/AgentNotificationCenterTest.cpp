@@ -74,7 +74,7 @@ TEST_F(AgentNotificationCenterTest, isAnsweredAlsoWhenTheAgentIsKilledInTheMiddl
     for (int events = 0; completed < 3 && events < 60; events += 2) {
         const auto name = std::to_string(events + 1);
         const auto id = session.owner(session.place.busName());
-        const auto replacing = MainLoop::start(center->replace("brisko.task.", requests({name, "x"})));
+        const auto replacing = begin(center->replace("brisko.task.", requests({name, "x"})));
         for (int count = 0; count < events && !replacing->ended(); ++count)
             g_main_context_iteration(nullptr, TRUE);
         completed += replacing->ended() ? 1 : 0;
@@ -92,11 +92,11 @@ TEST_F(AgentNotificationCenterTest, givesUpOnAnAgentThatDoesNotAnswerOrCannotBeH
     agent.waitUntilOnBus();
     const auto impatient = session.center(question, 100ms);
     agent.freeze();
-    const auto waiting = MainLoop::start(impatient->replace("brisko.task.", requests({"a"})));
+    const auto waiting = begin(impatient->replace("brisko.task.", requests({"a"})));
     EXPECT_EQ(replace(*impatient, {"b"}), Replaced());
     EXPECT_TRUE(waiting->ended());
     auto patient = session.center(question);
-    const auto replacing = MainLoop::start(patient->replace("brisko.task.", requests({"b"})));
+    const auto replacing = begin(patient->replace("brisko.task.", requests({"b"})));
     patient.reset();
     ASSERT_TRUE(replacing->ended());
     EXPECT_EQ(replacing->take(), Replaced()) << "the program ends";
@@ -159,10 +159,10 @@ TEST_F(AgentNotificationCenterTest, takesLongListsAndLongTextsAndListsInQuickSuc
     auto hostile = requests({"a"});
     hostile[0].title = std::string(1 << 20, '<');
     hostile[0].body = std::string("\0\xff\xe2\x80\xae", 5);
-    std::vector<std::shared_ptr<MainLoop::Outcome<Replaced>>> outcomes;
+    std::vector<std::shared_ptr<Outcome<Replaced>>> outcomes;
     for (int count = 0; count < 1000; ++count) {
         hostile[0].trigger.minute = count % 60;
-        outcomes.push_back(MainLoop::start(center->replace("brisko.task.", hostile)));
+        outcomes.push_back(begin(center->replace("brisko.task.", hostile)));
     }
     for (const auto& outcome : outcomes)
         EXPECT_EQ(MainLoop::finish(outcome).added, 1U);

@@ -43,7 +43,7 @@ protected:
     Permission permission() { return MainLoop::finish(center.permission()); }
     Permission request(Answer answer) {
         const auto asked = kind.question.asked;
-        const auto asking = MainLoop::start(center.requestPermission());
+        const auto asking = begin(center.requestPermission());
         MainLoop::runUntil([&] { return asking->ended() || kind.question.asked > asked; });
         if (!asking->ended())
             kind.question.answer(answer);

@@ -38,11 +38,11 @@ protected:
     }
     /// Starts a call whose answer stays open until the test gives it.
     auto begin(const std::string& expression, const std::function<bool()>& isOpen) const {
-        auto outcome = MainLoop::start(evaluation(expression));
+        auto outcome = ::begin(evaluation(expression));
         MainLoop::runUntil(isOpen);
         return outcome;
     }
-    static Json end(const std::shared_ptr<MainLoop::Outcome<std::optional<Json>>>& outcome) {
+    static Json end(const std::shared_ptr<Outcome<std::optional<Json>>>& outcome) {
         return MainLoop::finish(outcome).value();
     }
 

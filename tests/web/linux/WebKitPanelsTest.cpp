@@ -41,7 +41,7 @@ protected:
     }
     bool isOpen() const { return !panels.open().empty(); }
     /// Starts a script that asks something; what it returns comes once that is answered.
-    auto start(const std::string& body) { return MainLoop::start(browser->view->evaluateForResult(body)); }
+    auto start(const std::string& body) { return begin(browser->view->evaluateForResult(body)); }
 
     Demo::Certificate certificate;
     PageServer server;

@@ -217,11 +217,11 @@ TEST_F(WebKitView, removesEverythingFromWithinTheDecisionThatTheSessionIsOver) {
         ASSERT_EQ(browser.ask("return localStorage.a = 1"), 1);
         // Older ones may still be ending.
         const auto pageProcess = std::ranges::max(EngineProcess::named(EngineProcess::sandbox));
-        std::shared_ptr<MainLoop::Outcome<Done>> removing;
+        std::shared_ptr<Outcome<Done>> removing;
         browser.view->decidePolicy = [&](const NavigationAction& action) {
             if (!action.url.ends_with("/login"))
                 return NavigationPolicy::allow;
-            removing = MainLoop::start(MainLoop::ending(browser.store().removeAllData()));
+            removing = begin(browser.store().removeAllData());
             return NavigationPolicy::cancel;
         };
         browser.view->evaluate(script);
@@ -298,8 +298,8 @@ TEST_F(WebKitView, mayEndAtAnyMoment) {
     // A page that is still being asked answers nothing, and one that is being left is gone.
     browser.makeView();
     ASSERT_TRUE(browser.shows(server.url("/")));
-    const auto asking = MainLoop::start(browser.view->evaluateForResult("await new Promise(() => {})"));
-    const auto removing = MainLoop::start(MainLoop::ending(browser.store().removeAllData()));
+    const auto asking = begin(browser.view->evaluateForResult("await new Promise(() => {})"));
+    const auto removing = begin(browser.store().removeAllData());
     browser.view.reset();
     EXPECT_EQ(MainLoop::finish(asking), std::nullopt);
     MainLoop::finish(removing);
