@@ -1,4 +1,4 @@
-"""logind, as far as the program asks it before the machine sleeps."""
+"""logind and a desktop's screen saver, as far as the program asks them."""
 
 import os
 import select
@@ -9,20 +9,23 @@ from gi.repository import Gio, GLib
 from desktop import DEADLINE
 
 NAME = "org.freedesktop.login1"
+SAVER = "org.gnome.ScreenSaver"
 PATH = "/org/freedesktop/login1"
 MANAGER = "org.freedesktop.login1.Manager"
 INTERFACE = f"""<node><interface name="{MANAGER}"><method name="Inhibit">
     <arg type="s" direction="in"/><arg type="s" direction="in"/><arg type="s" direction="in"/>
-    <arg type="s" direction="in"/><arg type="h" direction="out"/></method></interface></node>"""
+    <arg type="s" direction="in"/><arg type="h" direction="out"/></method></interface><interface name="{SAVER}">
+    <method name="GetActive"><arg type="b" direction="out"/></method></interface></node>"""
 
 
 class Login:
-    """Takes the place on the session bus, which is the system bus too for a program with this `environment`."""
+    """Takes their places on the session bus, which is the system bus too for a program with this `environment`."""
 
     def __init__(self):
         address = os.environ["DBUS_SESSION_BUS_ADDRESS"]
         self.environment = {"DBUS_SYSTEM_BUS_ADDRESS": address}
         self.inhibitor = None
+        self.locked = False
         self.context = GLib.MainContext()
         self.loop = GLib.MainLoop(self.context)
         self.bus = Gio.DBusConnection.new_for_address_sync(
@@ -33,9 +36,12 @@ class Login:
 
     def serve(self):
         self.context.push_thread_default()
-        self.bus.register_object(PATH, Gio.DBusNodeInfo.new_for_xml(INTERFACE).interfaces[0], self.inhibit, None, None)
-        self.bus.call_sync("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "RequestName",
-                           GLib.Variant("(su)", (NAME, 0)), None, Gio.DBusCallFlags.NONE, -1, None)
+        manager, saver = Gio.DBusNodeInfo.new_for_xml(INTERFACE).interfaces
+        self.bus.register_object(PATH, manager, self.inhibit, None, None)
+        self.bus.register_object("/" + SAVER.replace(".", "/"), saver, self.get_active, None, None)
+        for name in (NAME, SAVER):
+            self.bus.call_sync("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "RequestName",
+                               GLib.Variant("(su)", (name, 0)), None, Gio.DBusCallFlags.NONE, -1, None)
         self.loop.run()
 
     def inhibit(self, _bus, _sender, _path, _interface, _method, _arguments, call):
@@ -44,6 +50,9 @@ class Login:
         files.append(held)
         os.close(held)
         call.return_value_with_unix_fd_list(GLib.Variant("(h)", (0,)), files)
+
+    def get_active(self, _bus, _sender, _path, _interface, _method, _arguments, call):
+        call.return_value(GLib.Variant("(b)", (self.locked,)))
 
     def stop(self):
         self.loop.quit()

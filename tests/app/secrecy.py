@@ -169,6 +169,16 @@ class DemoPage(Locked):
         self.program.see_window()
         self.see_locked()
 
+    def test_it_starts_locked_in_a_session_that_is(self):
+        press("ctrl+q")
+        self.assertEqual(self.program.exit_status(), 0)
+        self.login.locked = True
+        self.program = self.open_program(self.service, environment=self.login.environment)
+        self.main = xdotool("getactivewindow").strip()
+        self.see_locked()
+        self.unlock()
+        write_task(self.service, self.program, "Back at the desk")
+
     def test_wrong_passcodes_lock_out_and_the_password_leads_to_the_sign_in_screen(self):
         self.lock()
         for said in ("Wrong passcode. 2 tries left.", "Wrong passcode. One more try."):
