@@ -54,6 +54,7 @@ double measure(ScreenPixels::Color color, const std::vector<std::string>& names)
     if (!place || !screen.shows(*place, color))
         throw std::runtime_error("nothing on the screen has the colour");
     std::vector<KeyCode> keys;
+    keys.reserve(names.size());
     for (const auto& name : names)
         keys.push_back(keyboard.find(name));
     for (auto key = keys.begin(); key != keys.end() - 1; ++key)

@@ -91,7 +91,7 @@ TEST_F(BriskoAPITest, alwaysHasANoticeForARequestedReset) {
 
 TEST_F(BriskoAPITest, takesAChallengeWhateverTheStatusAndRefusesAnUnusableOne) {
     const auto load = [this](std::optional<int> status, const std::string& body) {
-        const auto outcome = begin(api.captcha());
+        auto outcome = begin(api.captcha());
         const auto& request = account.http.sent.back();
         EXPECT_EQ(request.method + " " + request.url.text(), "GET https://brisko.example/api/auth/captcha");
         EXPECT_EQ(request.cachePolicy, HttpRequest::CachePolicy::reloadIgnoringLocalData);
