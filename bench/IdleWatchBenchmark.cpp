@@ -1,11 +1,12 @@
+#include "bench/Median.h"
 #include "linux/MainLoop.h"
 #include "lock/linux/GtkEventMonitor.h"
 #include "platform/linux/GPtr.h"
 #include "platform/linux/SystemClock.h"
 
 #include <X11/Xlib.h>
+#include <gdk/x11/gdkx.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -31,6 +32,11 @@ public:
         : surface_(GPtr<GdkSurface>::take(gdk_surface_new_toplevel(gdk_display_get_default()))),
           signal_(g_signal_lookup("event", GDK_TYPE_SURFACE)) {
         g_signal_connect(surface_.get(), "event", G_CALLBACK(delivered), this);
+        g_signal_connect(surface_.get(), "compute-size",
+                         G_CALLBACK(+[](GdkToplevel*, GdkToplevelSize* size, gpointer) {
+                             gdk_toplevel_size_set_size(size, side, side);
+                         }),
+                         nullptr);
         auto* const layout = gdk_toplevel_layout_new();
         gdk_toplevel_present(GDK_TOPLEVEL(surface_.get()), layout);
         gdk_toplevel_layout_unref(layout);
@@ -45,7 +51,7 @@ public:
         auto x = 0;
         const auto move = [&] {
             x = x == left ? left + step : left;
-            XWarpPointer(display, None, DefaultRootWindow(display), 0, 0, 0, 0, x, left);
+            XWarpPointer(display, None, gdk_x11_surface_get_xid(surface_.get()), 0, 0, 0, 0, x, left);
             XFlush(display);
         };
         MainLoop::runUntil([this] { return gdk_surface_get_mapped(surface_.get()) != FALSE; });
@@ -73,6 +79,7 @@ public:
 private:
     static constexpr int left = 60;
     static constexpr int step = 20;
+    static constexpr int side = 200;
 
     static gboolean delivered(GdkSurface*, GdkEvent* event, gpointer window) {
         auto& moves = static_cast<BareWindow*>(window)->moves_;
@@ -85,11 +92,6 @@ private:
     guint signal_;
     std::vector<EventPtr> moves_;
 };
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 void run() {
     BareWindow window;

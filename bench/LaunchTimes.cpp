@@ -1,3 +1,4 @@
+#include "bench/Median.h"
 #include "bench/ProcessTree.h"
 #include "bench/ScreenPixels.h"
 
@@ -131,12 +132,6 @@ void measure(const ScreenPixels& screen, Subject& subject, bool memory) {
     std::this_thread::sleep_for(settling);
     constexpr double kibibytesOfOne = 1024;
     subject.mebibytes.push_back(static_cast<double>(program.proportionalSetSize()) / kibibytesOfOne);
-}
-
-double median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    const auto middle = values.size() / 2;
-    return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
 void print(const Plan& plan, std::vector<double> Subject::*figures, const char* unit, double limit) {

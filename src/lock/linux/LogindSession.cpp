@@ -151,7 +151,7 @@ private:
             }));
     }
 
-    /// A screen saver's word, now or from before.
+    /// A word about the lock of the session: of what happens, or of how things stand.
     void hear(std::optional<bool> active) {
         locked_ = active.value_or(locked_);
         if (active.value_or(false))
