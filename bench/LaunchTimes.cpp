@@ -134,7 +134,7 @@ void measure(const ScreenPixels& screen, Subject& subject, bool memory) {
     subject.mebibytes.push_back(static_cast<double>(program.proportionalSetSize()) / kibibytesOfOne);
 }
 
-void print(const Plan& plan, std::vector<double> Subject::*figures, const char* unit, double limit) {
+void print(const Plan& plan, std::vector<double> Subject::* figures, const char* unit, double limit) {
     for (const auto& subject : plan.subjects) {
         const auto& values = subject.*figures;
         const auto [least, most] = std::minmax_element(values.begin(), values.end());

@@ -146,9 +146,9 @@ bool replace(Value& value, Value replacement) {
 } // namespace
 
 Menus::Menus(const LockShortcut& lockShortcut)
-    : lockShortcut_(lockShortcut), menus_{{"brisko", applicationMenu()}, {"File", fileMenu()},
-                                          {"Edit", editMenu()},          {"View", viewMenu()},
-                                          {"Window", windowMenu()},      {"Help", helpMenu()}} {
+    : lockShortcut_(lockShortcut),
+      menus_{{"brisko", applicationMenu()}, {"File", fileMenu()},     {"Edit", editMenu()},
+             {"View", viewMenu()},          {"Window", windowMenu()}, {"Help", helpMenu()}} {
     itemIn(menus_, MenuCommand::lockNow).keyEquivalent = lockShortcut_.keyEquivalent();
 }
 

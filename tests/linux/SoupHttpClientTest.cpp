@@ -144,9 +144,9 @@ TEST_F(SoupHttpClientTest, followsRedirectionsAsTheirStatusAsks) {
                                                          {"307 Temporary", "POST /to HTTP/1.1"},
                                                          {"308 Permanent", "POST /to HTTP/1.1"}};
     for (const auto& [status, line] : cases) {
-        service.behave([status = std::string(status)](Conversation& conversation) {
+        service.behave([text = std::string(status)](Conversation& conversation) {
             const auto moved = conversation.request().find(" /to ") == std::string::npos;
-            conversation.send(moved ? MisbehavingService::reply(status, "Location: /to\r\n", "elsewhere")
+            conversation.send(moved ? MisbehavingService::reply(text, "Location: /to\r\n", "elsewhere")
                                     : MisbehavingService::reply("200 OK", "", "here"));
         });
         EXPECT_EQ(send(post("from", "body")).body, "here") << status;

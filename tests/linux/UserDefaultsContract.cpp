@@ -85,9 +85,8 @@ TYPED_TEST(UserDefaultsContract, changesSeveralValuesAsOneOrNone) {
         EXPECT_EQ(this->defaults.value("brisko.new"), 2.5);
     };
     expectChanged();
-    this->kind.failWhile([this] {
-        EXPECT_THROW(this->defaults.update({{"brisko.kept", Json()}, {"brisko.new", 3}}), Error);
-    });
+    this->kind.failWhile(
+        [this] { EXPECT_THROW(this->defaults.update({{"brisko.kept", Json()}, {"brisko.new", 3}}), Error); });
     expectChanged();
 }
 

@@ -173,9 +173,7 @@ TEST_F(LockSettingsViewTest, recordsAKeyWithAModifierAndLetsNoOtherKeyThrough) {
 TEST_F(LockSettingsViewTest, stopsRecordingByEscapeTheButtonAndLeavingTheScreen) {
     openWithPasscode();
     for (const auto& stop :
-         {std::function([this] {
-              view->press({"", command, true});
-          }),
+         {std::function([this] { view->press({"", command, true}); }),
           std::function([this] { view->toggleRecording(); }), std::function([this] { view->disappeared(); }),
           std::function([this] { view->turnOff(); })}) {
         view->toggleRecording();

@@ -26,11 +26,9 @@ protected:
     void SetUp() override { spawn(store.set(SecretText("1234"), "ann", SecretText("secret"))); }
     static Passcode::Shape shape() { return {"ann", 4}; }
     /// The modes that begin with the passcode that there is.
-    const std::function<PasscodeView::Mode()> openingModes[3] = {[] { return PasscodeView::Unlock{shape()}; },
-                                                                 [] { return PasscodeView::Relock{shape()}; },
-                                                                 [] {
-                                                                     return PasscodeView::Change{shape(), 4};
-                                                                 }};
+    const std::function<PasscodeView::Mode()> openingModes[3] = {
+        [] { return PasscodeView::Unlock{shape()}; }, [] { return PasscodeView::Relock{shape()}; },
+        [] { return PasscodeView::Change{shape(), 4}; }};
 
     void show(PasscodeView::Mode mode) {
         PasscodeView::Callbacks callbacks;

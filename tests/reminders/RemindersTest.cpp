@@ -49,14 +49,14 @@ TEST_F(RemindersTest, makesARequestOfAnItemAndDropsTheSecondsOfItsMoment) {
     zone.offset = 1h;
     auto rent = item(7, in(1h + 30min + 45s));
     rent["body"] = "to Ann";
-    EXPECT_EQ(sync({rent}), (Result{1, 0}));
+    EXPECT_EQ(sync(Json::array({rent})), (Result{1, 0}));
     const NotificationRequest expected = {"brisko.task.7", "Pay rent", "to Ann", 7, {2027, 1, 15, 10, 30}};
     ASSERT_EQ(center.pending.size(), 1U);
     EXPECT_EQ(center.pending[0], expected);
 
     for (const auto& body : {Json(""), Json(3), Json(nullptr), Json::object()}) {
         rent["body"] = body;
-        sync({rent});
+        sync(Json::array({rent}));
         EXPECT_EQ(center.pending[0].body, std::nullopt) << body;
     }
 }
@@ -71,26 +71,26 @@ TEST_F(RemindersTest, takesWholeNumbersAsIdsWhateverTheirKind) {
         {std::numeric_limits<std::int64_t>::min(), "-9223372036854775808"},
         {std::numeric_limits<std::int64_t>::max(), "9223372036854775807"}};
     for (const auto& [id, text] : whole) {
-        sync({item(id, in(1h))});
+        sync(Json::array({item(id, in(1h))}));
         EXPECT_EQ(pending(), Identifiers{"brisko.task." + text}) << id;
     }
     for (const auto& id :
          {Json(7.5), Json("7"), Json(true), Json(), Json(biggest), Json(9223372036854775808.0), Json(1e300),
           Json(infinity), Json(std::nan("")), Json::array({7})})
-        EXPECT_EQ(sync({item(id, in(1h))}).scheduled, 0U) << id;
+        EXPECT_EQ(sync(Json::array({item(id, in(1h))})).scheduled, 0U) << id;
 }
 
 TEST_F(RemindersTest, schedulesWhatIsStrictlyLaterThanNow) {
     clock.time += 400us;
     for (const auto& at : {Json(in(1ms)), Json(std::ceil(in(0ms))), Json(1900000000000), Json(8.64e15)})
-        EXPECT_EQ(sync({item(1, at)}).scheduled, 1U) << at;
+        EXPECT_EQ(sync(Json::array({item(1, at)})).scheduled, 1U) << at;
     for (const auto& at : {Json(in(0ms)), Json(in(-1ms)), Json(std::floor(in(0ms))), Json("1900000000000"),
                            Json(true), Json(std::nan("")), Json(infinity), Json(-infinity), Json(0),
                            Json(-1e300), Json(1e300), Json(biggest)})
-        EXPECT_EQ(sync({item(1, at)}).scheduled, 0U) << at;
-    sync({item(1, 9404918380800000.0)});
+        EXPECT_EQ(sync(Json::array({item(1, at)})).scheduled, 0U) << at;
+    sync(Json::array({item(1, 9404918380800000.0)}));
     EXPECT_EQ(center.pending[0].trigger, (LocalMinute{300'000, 1, 1, 0, 0}));
-    sync({item(1, 9.2e18)});
+    sync(Json::array({item(1, 9.2e18)}));
     EXPECT_GT(center.pending[0].trigger.year, 291'000'000);
 }
 
@@ -134,10 +134,10 @@ TEST_F(RemindersTest, showsInTheDockHowManyAreDueBeforeTomorrow) {
 }
 
 TEST_F(RemindersTest, tellsWhatIsReallyKept) {
-    sync({item(1, in(1h))});
+    sync(Json::array({item(1, in(1h))}));
     center.full = true;
     EXPECT_EQ(sync({item(2, in(1h)), item(3, in(1h))}), Result());
     EXPECT_EQ(pending(), Identifiers{"brisko.task.1"});
     center.unavailable = true;
-    EXPECT_EQ(sync({item(2, in(1h))}), Result());
+    EXPECT_EQ(sync(Json::array({item(2, in(1h))})), Result());
 }

@@ -23,9 +23,9 @@ void remove(std::string& text, std::string_view separator) {
 std::string LocaleInteger::format(std::int64_t number) {
     constexpr std::size_t longest = 128;
     std::array<char, longest> text{};
-    // The flags of the C library for the locale's grouping and digits.
-    const auto* const pattern = "%'I*ld";
-    std::snprintf(text.data(), text.size(), pattern, 0, static_cast<long>(number));
+    // The C library's flags for the locale's grouping and digits; the compiler does not know the second one.
+    const std::string pattern = "%'Ild";
+    std::snprintf(text.data(), text.size(), pattern.c_str(), static_cast<long>(number));
     return text.data();
 }
 

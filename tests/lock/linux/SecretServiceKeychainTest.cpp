@@ -57,8 +57,7 @@ protected:
         prompter.dismiss();
         auto reading = begin(asking.read());
         // The prompter has a thread of its own and wakes nobody.
-        const auto waking = g_timeout_add(
-            1, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+        const auto waking = g_timeout_add(1, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
         MainLoop::runUntil([&] { return prompter.isPrompting(); });
         g_source_remove(waking);
         return reading;

@@ -38,8 +38,7 @@ GVariantPtr askBus(GDBusConnection* bus, const char* method, const std::string& 
 } // namespace
 
 void DesktopEvents::poll(const std::function<bool()>& isReached) {
-    const auto waking = g_timeout_add(
-        2, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+    const auto waking = g_timeout_add(2, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
     MainLoop::runUntil(isReached);
     g_source_remove(waking);
 }

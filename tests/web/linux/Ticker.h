@@ -6,9 +6,7 @@
 /// process.
 class Ticker {
 public:
-    Ticker()
-        : source_(g_timeout_add(
-              10, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr)) {}
+    Ticker() : source_(g_timeout_add(10, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr)) {}
     Ticker(const Ticker&) = delete;
     Ticker& operator=(const Ticker&) = delete;
     ~Ticker() { g_source_remove(source_); }
