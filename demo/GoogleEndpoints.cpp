@@ -11,8 +11,8 @@ namespace Demo {
 
 namespace {
 
-constexpr std::chrono::minutes lifetime(10);
-constexpr std::size_t capacity = 100;
+constexpr std::chrono::minutes consentLifetime(10);
+constexpr std::size_t consentCapacity = 100;
 constexpr const char* askedByProgram = "native";
 constexpr const char* askedByBrowser = "browser";
 
@@ -43,8 +43,8 @@ Answer backToProgram(const Request& request, const std::string& address) {
 GoogleEndpoints::GoogleEndpoints(State& state, SignedIn& signedIn, const Now& now)
     : state_(state),
       signedIn_(signedIn),
-      consents_(now, lifetime, capacity),
-      codes_(now, lifetime, capacity) {}
+      consents_(now, consentLifetime, consentCapacity),
+      codes_(now, consentLifetime, consentCapacity) {}
 
 void GoogleEndpoints::addTo(Router& router) {
     router.on("GET", "/api/auth/google", [this](const Request& request) { return askConsent(request); });

@@ -5,7 +5,7 @@
 #include "platform/Json.h"
 #include "platform/linux/DurableFile.h"
 
-#include <algorithm>
+#include <map>
 #include <stdexcept>
 #include <utility>
 
@@ -177,12 +177,12 @@ std::optional<std::string> DurableCookieJar::content() const {
         return std::nullopt;
     // libsoup lists from a hash table, newest first within a domain. Oldest first is how it has to get them
     // back (RFC 6265, section 5.4); a fixed order of the domains keeps an unchanged list the same text.
-    std::reverse(cookies.begin(), cookies.end());
-    std::stable_sort(cookies.begin(), cookies.end(),
-                     [](const auto& a, const auto& b) { return a.domain < b.domain; });
+    std::multimap<std::string, Json> byDomain;
+    for (auto cookie = cookies.rbegin(); cookie != cookies.rend(); ++cookie)
+        byDomain.emplace(cookie->domain, toJson(*cookie));
     Json entries = Json::array();
-    for (const auto& cookie : cookies)
-        entries.push_back(toJson(cookie));
+    for (auto& [domain, entry] : byDomain)
+        entries.push_back(std::move(entry));
     return Json{{"version", formatVersion}, {"cookies", std::move(entries)}}.dump(
         -1, ' ', false, Json::error_handler_t::replace);
 }

@@ -11,7 +11,7 @@
 namespace {
 
 constexpr unsigned noTimeout = 0;
-constexpr auto uriFlags = static_cast<GUriFlags>(SOUP_HTTP_URI_FLAGS);
+constexpr auto requestUriFlags = static_cast<GUriFlags>(SOUP_HTTP_URI_FLAGS);
 
 /// A request's body, which may hold a password: wiped once nobody needs it any more. What the caller held is
 /// wiped now.
@@ -25,7 +25,7 @@ GBytesPtr makeBody(std::string&& text) {
 }
 
 GPtr<SoupMessage> makeMessage(const HttpRequest& request, GBytes* body) {
-    const GUriPtr uri(g_uri_parse(request.url.text().c_str(), uriFlags, nullptr));
+    const GUriPtr uri(g_uri_parse(request.url.text().c_str(), requestUriFlags, nullptr));
     const auto* host = uri ? g_uri_get_host(uri.get()) : nullptr;
     if (!host || !*host || !g_str_equal(g_uri_get_scheme(uri.get()), "https"))
         throw TransportError(TransportError::Reason::other,

@@ -2,6 +2,7 @@
 
 #include "platform/linux/GPtr.h"
 #include "platform/linux/LocaleInteger.h"
+#include "platform/linux/NativeScreen.h"
 
 #include <gtkmm/gestureclick.h>
 #include <gtkmm/root.h>
@@ -29,13 +30,6 @@ constexpr std::pair<GdkModifierType, KeyModifiers> modifierKeys[] = {
     {GDK_SHIFT_MASK, KeyModifier::shift},
     {GDK_SUPER_MASK, KeyModifier::control},
 };
-
-void setClass(Gtk::Widget& widget, const char* name, bool present) {
-    if (present)
-        widget.add_css_class(name);
-    else
-        widget.remove_css_class(name);
-}
 
 void setLabel(Gtk::Button& button, const std::string& label) {
     if (button.get_label().raw() != label)

@@ -16,14 +16,7 @@ namespace {
 
 constexpr int codeWidth = 200;
 constexpr int codeHeight = 24;
-constexpr int lengthsWidth = 260;
-
-void setClass(Gtk::Widget& widget, const char* name, bool present) {
-    if (present)
-        widget.add_css_class(name);
-    else
-        widget.remove_css_class(name);
-}
+constexpr int lengthButtonsWidth = 260;
 
 /// A menu that opens takes the desktop's keyboard from its window and gives it back at once, but keeps the
 /// focus.
@@ -102,7 +95,7 @@ void PasscodeScreen::buildLengths() {
     lengths_.add_css_class("lengths");
     lengths_.set_homogeneous();
     lengths_.set_halign(Gtk::Align::CENTER);
-    lengths_.set_size_request(lengthsWidth, -1);
+    lengths_.set_size_request(lengthButtonsWidth, -1);
     for (std::size_t i = 0; i < lengthButtons_.size(); ++i) {
         const auto length = PasscodeView::lengths[i];
         lengthButtons_[i].set_label(view_->lengthLabel(length));

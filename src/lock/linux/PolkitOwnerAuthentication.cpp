@@ -19,7 +19,7 @@ constexpr auto authority = "org.freedesktop.PolicyKit1.Authority";
 constexpr auto fprint = "net.reactivated.Fprint";
 
 /// What is answered without a person.
-constexpr std::chrono::seconds patience{5};
+constexpr std::chrono::seconds answerPatience{5};
 
 enum class Interaction : std::uint32_t { none = 0, allowed = 1 };
 
@@ -70,7 +70,7 @@ constexpr DBus::Method checkAuthorization{polkit, authorityPath, authority, "Che
 Task<bool> fingerIsEnrolled(GPtr<GDBusConnection> bus) {
     const DBus::Method getDevice{fprint, "/net/reactivated/Fprint/Manager", "net.reactivated.Fprint.Manager",
                                  "GetDefaultDevice"};
-    auto finding = DBus::call(bus, getDevice, nullptr, patience);
+    auto finding = DBus::call(bus, getDevice, nullptr, answerPatience);
     const auto found = co_await std::move(finding);
     if (!found.value || !g_variant_is_of_type(found.value.get(), G_VARIANT_TYPE("(o)")))
         co_return false;
@@ -78,7 +78,7 @@ Task<bool> fingerIsEnrolled(GPtr<GDBusConnection> bus) {
     g_variant_get(found.value.get(), "(&o)", &device);
     const DBus::Method listFingers{fprint, device, "net.reactivated.Fprint.Device", "ListEnrolledFingers"};
     // The empty name is the caller's own.
-    auto listing = DBus::call(bus, listFingers, DBus::own(g_variant_new("(s)", "")), patience);
+    auto listing = DBus::call(bus, listFingers, DBus::own(g_variant_new("(s)", "")), answerPatience);
     const auto listed = co_await std::move(listing);
     if (!listed.value || !g_variant_is_of_type(listed.value.get(), G_VARIANT_TYPE("(as)")))
         co_return false;
@@ -164,7 +164,8 @@ Task<OwnerAuthentication::Kind> PolkitOwnerAuthentication::kind() {
     const auto bus = co_await std::move(connecting);
     if (!bus)
         co_return Kind::none;
-    auto checking = DBus::call(bus, checkAuthorization, checkArguments(Interaction::none, ""), patience);
+    auto checking =
+        DBus::call(bus, checkAuthorization, checkArguments(Interaction::none, ""), answerPatience);
     const auto reply = co_await std::move(checking);
     const auto verdict = verdictOf(reply);
     if (!verdict.authorized && (!verdict.challenge || agentMissing_))

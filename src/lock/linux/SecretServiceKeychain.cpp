@@ -4,9 +4,10 @@
 #include "platform/Counted.h"
 #include "platform/linux/GAsync.h"
 
-#include <algorithm>
+#include <functional>
+#include <map>
 #include <memory>
-#include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -89,15 +90,17 @@ Task<Items> find(Session* session, GHashTable* attributes) {
     GError* error = nullptr;
     auto* list = secret_service_search_finish(session->service(), result.get(), &error);
     check(*session, error);
-    Items items;
-    for (auto* link = list; link; link = link->next)
-        items.push_back(GPtr<SecretItem>::take(SECRET_ITEM(link->data)));
-    g_list_free(list);
-    const auto rank = [](const GPtr<SecretItem>& item) {
-        return std::tuple(!secret_item_get_locked(item.get()), secret_item_get_modified(item.get()));
+    // Open ones first, the latest of them before the others.
+    const auto rank = [](SecretItem* item) {
+        return std::pair(!secret_item_get_locked(item), secret_item_get_modified(item));
     };
-    std::stable_sort(items.begin(), items.end(),
-                     [&](const auto& a, const auto& b) { return rank(a) > rank(b); });
+    std::multimap<std::pair<bool, guint64>, GPtr<SecretItem>, std::greater<>> ranked;
+    for (auto* link = list; link; link = link->next)
+        ranked.emplace(rank(SECRET_ITEM(link->data)), GPtr<SecretItem>::take(SECRET_ITEM(link->data)));
+    g_list_free(list);
+    Items items;
+    for (auto& [key, item] : ranked)
+        items.push_back(std::move(item));
     co_return items;
 }
 

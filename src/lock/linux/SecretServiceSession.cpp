@@ -9,7 +9,7 @@ namespace {
 
 /// Below every source that can bring an answer: after a pause of the whole program, what has arrived counts
 /// first.
-constexpr int clockPriority = G_PRIORITY_LOW;
+constexpr int answerClockPriority = G_PRIORITY_LOW;
 constexpr gint64 never = -1;
 
 void unrefVariant(gpointer value) {
@@ -44,7 +44,7 @@ SecretServiceSession::SecretServiceSession(std::chrono::milliseconds patience, s
         self.cancel();
         return G_SOURCE_CONTINUE;
     };
-    g_source_set_priority(clock_, clockPriority);
+    g_source_set_priority(clock_, answerClockPriority);
     g_source_set_callback(clock_, expire, this, nullptr);
     g_source_attach(clock_, nullptr);
     startClock();

@@ -19,3 +19,10 @@ void layOutNativeScreen(Gtk::ScrolledWindow& root, Gtk::Box& column, int width, 
     column.set_margin(margin);
     root.set_child(column);
 }
+
+void setClass(Gtk::Widget& widget, const char* name, bool present) {
+    if (present)
+        widget.add_css_class(name);
+    else
+        widget.remove_css_class(name);
+}

@@ -6,3 +6,6 @@
 /// Lays a native screen out: `column`, `width` pixels wide, in the middle of `root`, which is at least 420 by
 /// 520 and scrolls when the column does not fit. `name` is the screen's CSS class.
 void layOutNativeScreen(Gtk::ScrolledWindow& root, Gtk::Box& column, int width, const char* name);
+
+/// Gives the widget the CSS class `name`, or takes it away.
+void setClass(Gtk::Widget& widget, const char* name, bool present);
