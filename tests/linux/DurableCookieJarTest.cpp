@@ -142,7 +142,7 @@ TEST_F(DurableCookieJarTest, takesAFileAsItWroteItOrSetsItAsideAndStartsEmpty) {
                                          with("4102444799", "\"tomorrow\""),
                                          with("true", "1"),
                                          with("Lax", "Laxer")};
-    for (std::size_t length = 0; length < good.size(); ++length) // as after a crash of the machine
+    for (std::size_t length = 0; length < good.size(); length += 7) // as after a crash of the machine
         unusable.push_back(good.substr(0, length));
     for (const auto& content : unusable) {
         store(content);
