@@ -4,14 +4,15 @@
 
 #include <csignal>
 
-/// A disk that takes no more: for as long as this exists, no file of this process can grow ("File too
-/// large"), while files can still be made, renamed and removed, as on a full disk.
+/// A disk that takes no more: for as long as this exists, no file of this process can grow beyond `room`
+/// bytes
+/// ("File too large"), while files can still be made, renamed and removed, as on a full disk.
 class FullDisk {
 public:
-    FullDisk() : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    explicit FullDisk(rlim_t room = 0) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
         getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit none = {0, before_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &none);
+        const rlimit little = {room, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &little);
     }
     FullDisk(const FullDisk&) = delete;
     FullDisk& operator=(const FullDisk&) = delete;
