@@ -2,312 +2,260 @@
 
 #include "fakes/FakeAccount.h"
 #include "fakes/FakeLock.h"
+#include "lock/PasscodeText.h"
 
 #include <gtest/gtest.h>
-
-#include <algorithm>
 
 namespace {
 
 using namespace std::chrono_literals;
-using Step = PasscodeView::Step;
-using Texts = std::vector<std::string>;
 
+const Passcode::Shape shape{"ann", 4};
+const std::string signIn = "Enter your passcode to sign in as ann. ",
+                  current = "Enter your current passcode. ",
+                  locked = "Locked. Enter your passcode to carry on. ",
+                  choose = "Choose a passcode for this Mac. ", again = "Enter it again. ",
+                  tooMany = "Too many wrong tries. Try again in ",
+                  once = "Your password once, so the passcode has something to unlock. ",
+                  gone = "The keyring could not be opened: It is locked. [|]",
+                  broken = "The saved passcode could not be read. Sign in with your password. [|] shaken",
+                  request = R"( > {"password":"secret","username":"ann"})";
+
+/// The screen, and ann in front of it, whose passcode is 1234 and whose password is "secret". Each step tells
+/// what she sees, and what has happened since the one before.
 class PasscodeViewTest : public testing::Test {
 protected:
     FakeAccount account;
     FakeClock clock;
     FakeMainQueue queue;
     FakeKeychain keychain;
-    Passcode store{keychain, account.defaults, clock};
-    Texts called;
+    Passcode store{keychain, account.defaults, clock, deriveInOneRound};
     std::shared_ptr<PasscodeView> view;
 
-    void SetUp() override { spawn(store.set(SecretText("1234"), "ann", SecretText("secret"))); }
-    static Passcode::Shape shape() { return {"ann", 4}; }
-    /// The modes that begin with the passcode that there is.
-    const std::function<PasscodeView::Mode()> openingModes[3] = {
-        [] { return PasscodeView::Unlock{shape()}; }, [] { return PasscodeView::Relock{shape()}; },
-        [] { return PasscodeView::Change{shape(), 4}; }};
-
-    void show(PasscodeView::Mode mode) {
+    void SetUp() override { seal(); }
+    void seal() { spawn(store.set(SecretText("1234"), "ann", SecretText("secret"))); }
+    std::string show(PasscodeView::Mode mode) {
         PasscodeView::Callbacks callbacks;
-        callbacks.onUnlocked = [this] { called.emplace_back("unlocked"); };
-        callbacks.onPassword = [this] { called.emplace_back("password"); };
-        callbacks.onDone = [this] { called.emplace_back("done"); };
-        view = PasscodeView::make(std::move(mode), std::move(callbacks), store, account.api, clock, queue);
+        callbacks.onUnlocked = [this] { happened += " -> unlocked"; };
+        callbacks.onPassword = [this] { happened += " -> password"; };
+        callbacks.onDone = [this] { happened += " -> done"; };
+        view = PasscodeView::make(std::move(mode), callbacks, store, account.api, clock, queue);
+        wrong = view->state().wrong;
+        view->changed = [this] { drawn = view ? draw() : drawn; };
         view->appeared();
+        return see() + below();
     }
-    void showSetup(std::optional<std::string> password, std::string username = "ann") {
-        PasscodeView::Setup setup;
-        setup.username = std::move(username);
-        if (password)
-            setup.password.emplace(std::string_view(*password));
-        show(std::move(setup));
+    std::string setUp(std::optional<SecretText> password = SecretText("secret"),
+                      const char* username = "ann") {
+        return show(PasscodeView::Setup{username, std::move(password)});
     }
-    void type(const char* text) { view->edit(SecretText(text)); }
-    std::string code() const { return std::string(view->state().code.view()); }
-    std::string message() const { return view->message().value_or(""); }
-    void pass(std::chrono::seconds time) {
-        clock.time += time;
-        view->tick();
+    std::string type(const char* code) {
+        view->edit(SecretText(code));
+        return see();
     }
-    void press(const std::string& label) {
+    std::string enter(const char* password) {
+        view->typePassword(SecretText(password));
+        spawn(view->checkPassword());
+        return see();
+    }
+    std::string press(const std::string& label) {
         for (const auto& button : view->buttons())
             if (button.label == label && button.shown)
-                return button.press();
-        ADD_FAILURE() << "no button " << label;
+                button.press();
+        return see();
     }
-    Texts buttons() const {
-        Texts labels;
+    std::string pass(std::chrono::milliseconds time) {
+        clock.time += time;
+        view->tick();
+        queue.advance(time);
+        return see();
+    }
+    /// What is under the form.
+    std::string below() const {
+        std::string text;
         for (const auto& button : view->buttons())
-            if (button.shown)
-                labels.push_back(button.label);
-        return labels;
+            text += button.shown ? ". " + button.label : "";
+        return text + (view->note() ? ". Note" : "");
     }
+    std::string see() {
+        auto seen = drawn;
+        if (view && std::exchange(wrong, view->state().wrong) != view->state().wrong)
+            seen += " shaken";
+        for (; sent < account.http.sent.size(); ++sent)
+            seen += " > " + account.http.sent[sent].body;
+        return seen + std::exchange(happened, "");
+    }
+    std::string kept() const {
+        const auto known = store.shape();
+        return known           ? std::to_string(known->digits) + " of " + known->username
+               : keychain.item ? "a box"
+                               : "nothing";
+    }
+
+private:
+    /// The message, or the title where there is none; what is typed, with "|" where the keyboard is.
+    std::string draw() const {
+        const auto& state = view->state();
+        return view->message().value_or(view->title()) + " [" + std::string(state.code.view()) +
+               (state.focused ? "|]" : "]") + (state.busy ? " busy" : "");
+    }
+
+    std::string drawn, happened;
+    std::size_t sent = 0;
+    bool wrong = false;
 };
 
 } // namespace
 
 TEST_F(PasscodeViewTest, unlocksByUnsealingThePasswordAndSigningInWithIt) {
-    show(PasscodeView::Unlock{shape()});
-    EXPECT_EQ(view->title(), "Enter your passcode to sign in as ann.");
-    EXPECT_TRUE(view->state().focused);
-    type("123");
-    EXPECT_EQ(view->typed(), 3U);
-    EXPECT_TRUE(account.http.sent.empty());
-    type("1234");
-    EXPECT_TRUE(view->state().busy);
-    EXPECT_EQ(account.http.sent.back().body, R"({"password":"secret","username":"ann"})");
-    // What is typed while the try runs changes nothing and submits nothing.
-    type("12345");
-    type("1111");
-    EXPECT_EQ(account.http.sent.size(), 1U);
+    EXPECT_EQ(show(PasscodeView::Unlock{shape}), signIn + "[|]. Use your password instead");
+    EXPECT_EQ(type("123"), signIn + "[123|]");
+    EXPECT_EQ(type("1234"), signIn + "[1234|] busy" + request);
+    EXPECT_EQ(type("12345") + type("1111"), signIn + "[1234|] busy" + signIn + "[1234|] busy");
     account.acceptSignIn();
-    EXPECT_EQ(called, Texts({"unlocked"}));
-    EXPECT_EQ(account.webData.log, Texts({"set brisko_session"}));
-    EXPECT_TRUE(store.shape());
-    EXPECT_FALSE(view->state().busy);
+    EXPECT_EQ(see(), signIn + "[1234|] -> unlocked");
+    EXPECT_EQ(account.webData.log, std::vector<std::string>{"set brisko_session"});
+
+    show(PasscodeView::Unlock{shape});
+    type("1234");
+    account.http.fail(TransportError(TransportError::Reason::other, "No route."));
+    EXPECT_EQ(see(), "No route. Sign in with your password. [|]");
+    EXPECT_EQ(kept(), "nothing") << "what was sealed does not sign in";
 }
 
 TEST_F(PasscodeViewTest, countsWrongTriesDownToALockOutThatEndsByItself) {
-    show(PasscodeView::Relock{shape()});
-    EXPECT_EQ(view->title(), "Locked. Enter your passcode to carry on.");
-    for (const auto* expected : {"Wrong passcode. 2 tries left.", "Wrong passcode. One more try."}) {
-        const auto shaken = view->state().wrong;
-        type("9999");
-        EXPECT_EQ(message(), expected);
-        EXPECT_EQ(code(), "");
-        EXPECT_NE(view->state().wrong, shaken);
-        EXPECT_TRUE(view->state().focused);
-        type("9");
-        EXPECT_EQ(message(), "") << "an error goes with the next edit";
-    }
-    type("9999");
-    EXPECT_EQ(message(), "Too many wrong tries. Try again in 5:00.");
-    EXPECT_FALSE(view->state().focused);
-    type("1234");
-    EXPECT_EQ(code(), "") << "the field takes nothing during a lock-out";
+    EXPECT_EQ(show(PasscodeView::Relock{shape}), locked + "[|]. Sign out instead");
+    EXPECT_EQ(type("9999"), "Wrong passcode. 2 tries left. [|] shaken");
+    EXPECT_EQ(type("9"), locked + "[9|]") << "an error goes with the next edit";
+    EXPECT_EQ(type("9999"), "Wrong passcode. One more try. [|] shaken");
+    EXPECT_EQ(type("9999"), tooMany + "5:00. [] shaken");
+    EXPECT_EQ(type("1234"), tooMany + "5:00. []") << "the field takes nothing during a lock-out";
     view->clickDots();
-    queue.advance(1s);
-    EXPECT_FALSE(view->state().focused);
-    pass(239s);
-    EXPECT_EQ(message(), "Too many wrong tries. Try again in 1:01.");
-
-    // Somebody who leaves and comes back finds the same lock-out.
-    show(PasscodeView::Relock{shape()});
-    EXPECT_EQ(message(), "Too many wrong tries. Try again in 1:01.");
-    clock.time += 60s + 800ms;
-    pass(0s);
-    EXPECT_EQ(message(), "Too many wrong tries. Try again in 0:01.");
-    pass(1s);
-    EXPECT_EQ(message(), "");
-    EXPECT_TRUE(view->state().focused);
-    type("1234");
-    EXPECT_EQ(called, Texts({"unlocked"}));
-    EXPECT_TRUE(account.http.sent.empty()) << "a relock asks no service";
-}
-
-TEST_F(PasscodeViewTest, takesTheNumbersOfEveryScriptAndNothingElse) {
-    show(PasscodeView::Relock{shape()});
-    const std::vector<std::pair<const char*, const char*>> edits = {
-        {"a1-2", "12"},
-        {"\xD9\xA1\xE0\xA5\xA8", "\xD9\xA1\xE0\xA5\xA8"}, // Arabic-Indic and Devanagari digits
-        {"\xC2\xBD\xE2\x85\xAB\xE4\xB8\x89",
-         "\xC2\xBD\xE2\x85\xAB\xE4\xB8\x89"},                        // fraction, Roman, ideograph
-        {"1\xEF\xB8\x8F\xE2\x83\xA3x", "1\xEF\xB8\x8F\xE2\x83\xA3"}, // a keycap is one character
-        {" \xE2\x80\x8B", ""}};
-    for (const auto& [typed, kept] : edits) {
-        type(typed);
-        EXPECT_EQ(code(), kept) << typed;
-    }
-    type("x1y2z3-4567");
-    EXPECT_EQ(called, Texts({"unlocked"}));
+    EXPECT_EQ(pass(239s), tooMany + "1:01. []");
+    EXPECT_EQ(show(PasscodeView::Relock{shape}), tooMany + "1:01. []. Sign out instead")
+        << "after coming back";
+    EXPECT_EQ(pass(60'800ms), tooMany + "0:01. []");
+    EXPECT_EQ(pass(199ms), tooMany + "0:01. []");
+    EXPECT_EQ(pass(1ms), locked + "[|]");
+    EXPECT_EQ(type("x1y2z3-4567"), locked + "[1234|] -> unlocked");
 }
 
 TEST_F(PasscodeViewTest, choosesAndConfirmsAPasscodeOfTheChosenLength) {
+    EXPECT_EQ(setUp(), choose + "[|]. Not now. Turn the passcode off. Note");
     spawn(store.clear());
-    showSetup("secret");
-    EXPECT_EQ(view->title(), "Choose a passcode for this Mac.");
-    EXPECT_EQ(buttons(), Texts({"Not now"}));
-    EXPECT_TRUE(view->note());
-    type("12");
+    EXPECT_EQ(below(), ". Not now. Note");
+    EXPECT_EQ(type("12"), choose + "[12|]");
     view->chooseLength(8);
-    EXPECT_EQ(view->expected(), 8);
-    EXPECT_EQ(code(), "");
-    type("12345678");
-    EXPECT_EQ(view->title(), "Enter it again.");
-    type("12345679");
-    EXPECT_EQ(message(), "Those did not match. Start again.");
-    EXPECT_EQ(view->state().step, Step::choose);
-    EXPECT_TRUE(view->state().first.empty());
-    type("12345678");
-    type("12345678");
-    EXPECT_EQ(called, Texts({"done"}));
-    EXPECT_EQ(store.shape(), (Passcode::Shape{"ann", 8}));
+    EXPECT_EQ(type("12345678"), again + "[|]");
+    EXPECT_EQ(type("12345679"), "Those did not match. Start again. [|]");
+    EXPECT_EQ(type("12345678"), again + "[|]");
+    EXPECT_EQ(type("12345678"), again + "[12345678|] -> done");
+    EXPECT_EQ(kept(), "8 of ann");
 }
 
 TEST_F(PasscodeViewTest, asksOnceForAPasswordThatItDoesNotKnow) {
-    showSetup(std::nullopt);
-    EXPECT_EQ(view->title(), "Your password once, so the passcode has something to unlock.");
-    spawn(view->checkPassword());
-    EXPECT_TRUE(account.http.sent.empty()) << "nothing was typed";
-    view->typePassword(SecretText("guess"));
-    spawn(view->checkPassword());
-    spawn(view->checkPassword());
-    EXPECT_EQ(account.http.sent.size(), 1U);
+    setUp(std::nullopt);
+    EXPECT_EQ(enter(""), once + "[|]");
+    EXPECT_EQ(enter("guess"), once + R"([|] busy > {"password":"guess","username":"ann"})");
+    EXPECT_EQ(enter("secret"), once + "[|] busy");
     account.http.answer(401, R"({"error":"Wrong password."})");
-    EXPECT_EQ(message(), "Wrong password.");
-    EXPECT_EQ(view->state().step, Step::password);
-    view->typePassword(SecretText("secret"));
-    spawn(view->checkPassword());
+    EXPECT_EQ(see(), "Wrong password. [|]");
+    EXPECT_EQ(enter("secret"), once + "[|] busy" + request);
     account.http.answer(200);
-    EXPECT_EQ(view->state().step, Step::choose);
-
-    showSetup(std::nullopt, "");
-    view->typePassword(SecretText("secret"));
-    spawn(view->checkPassword());
-    EXPECT_EQ(message(), "Sign in with a username and password first.");
+    EXPECT_EQ(see(), choose + "[|]");
+    setUp(std::nullopt, "");
+    EXPECT_EQ(enter("secret"), "Sign in with a username and password first. [|]");
 }
 
 TEST_F(PasscodeViewTest, changesThePasscodeForOneOfAnotherLength) {
-    show(PasscodeView::Change{shape(), 6});
-    EXPECT_EQ(view->title(), "Enter your current passcode.");
-    EXPECT_EQ(view->expected(), 4);
-    type("1234");
-    EXPECT_EQ(view->title(), "Choose the new passcode.");
-    EXPECT_EQ(view->expected(), 6);
-    EXPECT_EQ(view->state().owner, "ann");
-    type("654321");
-    type("654321");
-    EXPECT_EQ(called, Texts({"done"}));
-    EXPECT_EQ(store.shape(), (Passcode::Shape{"ann", 6}));
+    EXPECT_EQ(show(PasscodeView::Change{shape, 6}), current + "[|]. Cancel");
+    EXPECT_EQ(type("1234"), "Choose the new passcode. [|]");
+    EXPECT_EQ(type("654321"), again + "[|]");
+    EXPECT_EQ(type("654321"), again + "[654321|] -> done");
+    EXPECT_EQ(kept(), "6 of ann");
 }
 
-TEST_F(PasscodeViewTest, clearsTheStoreOnlyWhenTheServiceCouldNotBeSignedInToWithWhatWasSealed) {
-    show(PasscodeView::Unlock{shape()});
-    type("1234");
-    account.http.fail(TransportError(TransportError::Reason::other, "Connection refused"));
-    EXPECT_EQ(message(), "Connection refused Sign in with your password.");
-    EXPECT_FALSE(store.shape() || keychain.item);
-
-    SetUp();
-    show(PasscodeView::Unlock{shape()});
-    type("9999");
-    EXPECT_TRUE(store.shape());
-    keychain.unavailable = "No such interface";
-    type("1234");
-    EXPECT_TRUE(store.shape());
-}
-
-TEST_F(PasscodeViewTest, neitherCountsNorClearsWhenTheKeyringCannotBeAsked) {
-    keychain.unavailable = "The name is not activatable";
-    for (const auto& mode : openingModes) {
+TEST_F(PasscodeViewTest, tellsAKeyringThatCannotBeAskedFromABrokenRecordInEveryMode) {
+    const std::function<PasscodeView::Mode()> modes[] = {[] { return PasscodeView::Unlock{shape}; },
+                                                         [] { return PasscodeView::Relock{shape}; },
+                                                         [] { return PasscodeView::Change{shape, 6}; }};
+    for (const auto& mode : modes) {
+        seal();
         show(mode());
-        const auto shaken = view->state().wrong;
-        for (int i = 0; i < 4; ++i)
-            type("1234");
-        EXPECT_EQ(message(), "The keyring could not be opened: The name is not activatable");
-        EXPECT_EQ(code(), "");
-        EXPECT_TRUE(view->state().focused);
-        EXPECT_EQ(view->state().wrong, shaken);
-        EXPECT_TRUE(called.empty());
-        EXPECT_TRUE(store.shape());
-        EXPECT_EQ(account.defaults.value("brisko.passcode.failures"), 0);
-    }
-    showSetup("secret");
-    type("5678");
-    type("5678");
-    EXPECT_EQ(message(), "The keyring could not be opened: The name is not activatable");
-    keychain.unavailable.reset();
-    type("5678");
-    EXPECT_EQ(called, Texts({"done"})) << "the same code once more stores it";
-}
-
-TEST_F(PasscodeViewTest, tellsABrokenRecordApartByMode) {
-    for (const auto& mode : openingModes) {
-        SetUp();
+        keychain.unavailable = "It is locked.";
+        for (int time = 0; time < 4; ++time)
+            EXPECT_EQ(type("1234"), gone);
+        keychain.unavailable.reset();
+        EXPECT_EQ(type("9999"), "Wrong passcode. 2 tries left. [|] shaken") << "none was counted before";
         keychain.item = "{}";
-        show(mode());
-        type("1234");
-        EXPECT_EQ(message(), "The saved passcode could not be read. Sign in with your password.");
-        EXPECT_TRUE(view->state().focused);
-        EXPECT_EQ(called, Texts({"password"})) << "only a sign-in has another screen to go to";
-        EXPECT_FALSE(store.shape());
+        const auto* left = view->mode().index() == 0 ? " -> password" : "";
+        EXPECT_EQ(type("1234"), broken + left) << "only a sign-in has another screen to go to";
+        EXPECT_EQ(kept(), "nothing");
     }
 }
 
-TEST_F(PasscodeViewTest, keepsTheCodeWhenTheKeyringRefusesIt) {
-    showSetup("secret");
+TEST_F(PasscodeViewTest, storesTheSameCodeOnceMoreAfterTheKeyringCouldNot) {
+    setUp();
+    type("5678");
+    keychain.unavailable = "It is locked.";
+    EXPECT_EQ(type("5678"), gone);
+    keychain.unavailable.reset();
     keychain.refusal = Keychain::Refused("Out of space");
-    type("5678");
-    type("5678");
-    EXPECT_EQ(message(), "The keychain would not store it: Out of space");
-    EXPECT_EQ(code(), "5678");
-    EXPECT_EQ(view->state().step, Step::confirm);
-    EXPECT_EQ(store.shape(), shape()) << "the earlier passcode still stands";
+    EXPECT_EQ(type("5678"), "The keychain would not store it: Out of space [5678|]");
+    EXPECT_EQ(kept(), "4 of ann");
+    keychain.refusal.reset();
+    EXPECT_EQ(type("5678"), again + "[5678|] -> done");
 }
 
 TEST_F(PasscodeViewTest, leavesThroughItsButtonsOnce) {
-    showSetup("secret");
-    EXPECT_EQ(buttons(), Texts({"Not now", "Turn the passcode off"}));
-    press("Turn the passcode off");
-    EXPECT_EQ(called, Texts({"done"}));
-    EXPECT_FALSE(store.shape());
+    setUp();
+    EXPECT_EQ(press("Turn the passcode off"), choose + "[|] -> done");
+    EXPECT_EQ(kept(), "nothing");
     EXPECT_TRUE(view->cancel());
-    EXPECT_EQ(called.size(), 1U);
+    EXPECT_EQ(see(), choose + "[|]");
 
-    SetUp();
-    called.clear();
-    show(PasscodeView::Relock{shape()});
+    seal();
+    show(PasscodeView::Relock{shape});
     EXPECT_FALSE(view->cancel());
     account.webData.hold = true;
-    press("Sign out instead");
-    EXPECT_FALSE(store.shape()) << "the passcode goes before the session has ended";
-    EXPECT_TRUE(called.empty());
-    account.webData.release();
-    EXPECT_EQ(called, Texts({"password"}));
+    EXPECT_EQ(press("Sign out instead"), locked + "[|]");
+    EXPECT_EQ(kept(), "nothing") << "the passcode goes before the session has ended";
+    account.webData.open();
+    EXPECT_EQ(see(), locked + "[|] -> password");
 
-    SetUp();
-    called.clear();
-    show(PasscodeView::Unlock{shape()});
+    seal();
+    show(PasscodeView::Unlock{shape});
     type("1234");
-    press("Use your password instead");
-    EXPECT_EQ(called, Texts({"password"}));
-    account.webData.hold = false;
+    EXPECT_EQ(press("Use your password instead"), signIn + "[1234|] busy -> password");
     account.acceptSignIn();
-    EXPECT_EQ(called, Texts({"password"})) << "a sign-in that comes too late unlocks nothing";
+    EXPECT_EQ(see(), signIn + "[1234|]") << "a sign-in that comes too late unlocks nothing";
 }
 
 TEST_F(PasscodeViewTest, waitsForAKeyringThatIsBeingOpenedAndSurvivesItsScreen) {
+    show(PasscodeView::Relock{shape});
     keychain.hold = true;
-    show(PasscodeView::Relock{shape()});
-    type("1234");
-    EXPECT_TRUE(view->state().busy);
-    type("4321");
-    EXPECT_EQ(code(), "1234") << "edits wait until the try is over";
+    EXPECT_EQ(type("1234"), locked + "[1234|] busy");
+    EXPECT_EQ(type("4321"), locked + "[1234|] busy");
     view.reset();
-    keychain.hold = false;
-    keychain.release();
-    EXPECT_EQ(called, Texts({"unlocked"}));
+    keychain.open();
+    EXPECT_EQ(see(), locked + "[1234|] busy -> unlocked");
+}
+
+TEST_F(PasscodeViewTest, takesTheKeyboardOnceMoreAMomentAfterItAppeared) {
+    show(PasscodeView::Change{shape, 6});
+    view->focus(false);
+    EXPECT_EQ(see(), current + "[]");
+    EXPECT_EQ(pass(50ms), current + "[|]");
+    view->windowBecameKey();
+    view->cancel();
+    view->focus(false);
+    EXPECT_EQ(pass(50ms), current + "[] -> done");
+}
+
+TEST(PasscodeText, keepsTheNumbersOfEveryScriptAndNothingElse) {
+    const std::pair<const char*, const char*> cases[] = {{"a1-2", "12"}, {"x1y2z3-4567", "1234"},
+                                                         {"١२", "١२"},   {"½Ⅻ三", "½Ⅻ三"},
+                                                         {"1️⃣x", "1️⃣"},    {" \u200b", ""}};
+    for (const auto& [typed, kept] : cases)
+        EXPECT_EQ(PasscodeText::numbers(typed, 4), kept) << typed;
 }
