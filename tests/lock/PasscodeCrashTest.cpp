@@ -71,12 +71,10 @@ TEST(PasscodeCrash, leavesASoundStoreAtWhateverStepTheProgramEnds) {
     const auto noPasscode = [](PasscodeStore&) {};
     const auto passcode = [](PasscodeStore& store) { store.set("1234"); };
     const auto nearLockOut = [](PasscodeStore& store) {
-        store.set("1234");
-        store.tries({"0000", "0000"});
+        store.expect("set   0000    0000", "done  2 left  1 left");
     };
     const auto cutShort = [](PasscodeStore& store) {
-        store.set("1234");
-        store.unlock("0000");
+        store.expect("set   0000", "done  2 left");
         PasscodeStore other;
         other.set("888888", "bob", "other");
         store.keychain.item = other.keychain.item;
@@ -124,7 +122,6 @@ TEST(PasscodeCrash, keepsTheMarkOfAnEarlierChangeUntilSomebodyHasLookedAtTheReco
     store.keychain.refusal = Keychain::Refused("full");
     EXPECT_EQ(store.set("2222"), "The keychain would not store it: full");
     EXPECT_EQ(store.shape(), "4 ann");
-    EXPECT_EQ(store.unlock("1234"), "2 left");
-    EXPECT_EQ(store.shape(), "6 bob") << "the try has looked at it";
-    EXPECT_EQ(store.unlock("888888"), "bob: other");
+    // The first try looks at it.
+    store.expect("1234    start  888888", "2 left  6 bob  bob: other");
 }

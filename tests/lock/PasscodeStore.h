@@ -4,13 +4,7 @@
 #include "fakes/FakePlatform.h"
 #include "lock/Passcode.h"
 #include "platform/Outcome.h"
-
-#include <chrono>
-#include <initializer_list>
-#include <memory>
-#include <optional>
-#include <string>
-#include <utility>
+#include "platform/Walk.h"
 
 /// How an operation of the store has ended, in a few words: "done", "ann: secret", "2 left", "locked for
 /// 300000 ms", or what a person reads of another failure.
@@ -45,28 +39,36 @@ struct PasscodeStore {
     FakeClock clock;
     Passcode passcode;
 
-    std::string set(const std::string& code, std::string username = "ann",
-                    const std::string& password = "secret") {
-        return wordsOf(begin(passcode.set(SecretText(std::string_view(code)), std::move(username),
-                                          SecretText(std::string_view(password)))),
-                       clock);
+    std::string set(const char* code, std::string username = "ann", const char* password = "secret") {
+        const auto setting = begin(passcode.set(SecretText(code), std::move(username), SecretText(password)));
+        return wordsOf(setting, clock);
     }
-    std::string unlock(const std::string& code) {
-        return wordsOf(begin(passcode.unlock(SecretText(std::string_view(code)))), clock);
-    }
-    /// What becomes of one try after another: "2 left, ann: secret".
-    std::string tries(std::initializer_list<const char*> codes) {
-        std::string words;
-        for (const auto* code : codes)
-            words += (words.empty() ? "" : ", ") + unlock(code);
-        return words;
-    }
+    std::string unlock(const char* code) { return wordsOf(begin(passcode.unlock(SecretText(code))), clock); }
     std::string clear() { return wordsOf(begin(passcode.clear()), clock); }
     /// What a start of the program does.
     void launch() {
         begin(passcode.reconcile());
         if (!passcode.shape())
             clear();
+    }
+    /// The steps are "set" (1234 of ann, whose password is "secret"), "other" (888888 of bob, "other"),
+    /// "start", "clear", "gone" and "back" of the keyring, and codes to try.
+    void expect(const std::string& steps, const std::string& ends) {
+        walk(steps, ends, [this](const std::string& step) {
+            if (step == "set")
+                return set("1234");
+            if (step == "other")
+                return set("888888", "bob", "other");
+            if (step == "clear")
+                return clear();
+            if (step == "start")
+                launch();
+            else if (step == "gone" || step == "back")
+                keychain.unavailable = step == "gone" ? std::optional("Locked.") : std::nullopt;
+            else
+                return unlock(step.c_str());
+            return shape();
+        });
     }
 
     /// "4 ann"; "none" when there is none.

@@ -1,38 +1,12 @@
 #include "lock/Passcode.h"
 
-#include "lock/PasscodeRecord.h"
 #include "lock/PasscodeStore.h"
-
-#include <gtest/gtest.h>
 
 using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto broken = "The saved passcode could not be read. Sign in with your password.";
-constexpr auto isLocked = "The keyring could not be opened: It is locked.";
-
-Json with(Json record, const std::string& member, const Json& value) {
-    record[member] = value;
-    return record;
-}
-Json without(Json record, const std::string& member) {
-    record.erase(member);
-    return record;
-}
-
-/// What a record's members cannot be.
-const std::vector<Json> noBytes = {nullptr,
-                                   Json::array(),
-                                   "AAECAwQFBgcICQoLDA0ODw",
-                                   "AAECAwQFBgcICQoLDA0OD\n==",
-                                   "AAE*",
-                                   "AAECAwQFBgcICQoLDA0ODx=="};
-const std::map<std::string, std::vector<Json>> unreadable = {
-    {"digits", {nullptr, Json::array(), "4", 4.5, true, 1ULL << 63}},
-    {"username", {nullptr, Json::array()}},
-    {"salt", noBytes},
-    {"sealed", noBytes}};
+const std::string broken = "The saved passcode could not be read. Sign in with your password.";
 
 class PasscodeTest : public testing::Test {
 protected:
@@ -41,32 +15,40 @@ protected:
     double seconds(std::chrono::duration<double> fromNow) const {
         return (std::chrono::duration<double>(store.clock.time.time_since_epoch()) + fromNow).count();
     }
+    void lockOut() { store.passcode.setLockedUntil(store.clock.time + 60s); }
     void expectCleared() const {
         EXPECT_FALSE(store.keychain.item);
         for (const auto* key : {"digits", "username", "lockedUntil", "changing"})
             EXPECT_TRUE(store.preference(std::string("passcode.") + key).is_null()) << key;
         EXPECT_EQ(store.preference("passcode.failures").get<int>(), 0);
     }
+    /// The record with one member that is another, or none.
+    std::string damaged(const std::string& member, const std::optional<Json>& value) const {
+        auto record = store.record();
+        record.erase(member);
+        if (value)
+            record[member] = *value;
+        return record.dump();
+    }
 };
 
 } // namespace
 
 TEST_F(PasscodeTest, keepsThePasswordUnderThePasscodeAndNeverInTheClear) {
-    EXPECT_EQ(store.shape(), "none");
     EXPECT_EQ(store.set("2468", "zoë", "pässwörd"), "done");
     EXPECT_EQ(Json(store.defaults.values).dump(), R"({"brisko.lock.auto":true,"brisko.passcode.digits":4,)"
                                                   R"("brisko.passcode.failures":0,)"
                                                   R"("brisko.passcode.username":"zoë"})");
     EXPECT_EQ(store.shape(), "4 zoë");
+    EXPECT_EQ(store.keychain.item->find("pässwörd"), std::string::npos);
     EXPECT_EQ(store.unlock("2468"), "zoë: pässwörd");
-    const auto first = store.keychain.item.value();
-    EXPECT_EQ(first.find("pässwörd"), std::string::npos);
-    const auto saltOf = [](const Json& record) { return record["salt"].get<std::string>(); };
-    const auto nonceOf = [](const Json& record) { return record["sealed"].get<std::string>().substr(0, 16); };
-    EXPECT_EQ(saltOf(parseJson(first)).size(), 24U);
+
+    const auto first = store.record();
+    EXPECT_EQ(first["salt"].get<std::string>().size(), 24U);
     store.set("2468", "zoë", "pässwörd");
-    EXPECT_NE(saltOf(store.record()), saltOf(parseJson(first)));
-    EXPECT_NE(nonceOf(store.record()), nonceOf(parseJson(first)));
+    EXPECT_NE(store.record()["salt"], first["salt"]);
+    EXPECT_NE(store.record()["sealed"].get<std::string>().substr(0, 16),
+              first["sealed"].get<std::string>().substr(0, 16));
 }
 
 TEST_F(PasscodeTest, countsCharactersAndNotBytes) {
@@ -84,8 +66,7 @@ TEST_F(PasscodeTest, countsCharactersAndNotBytes) {
 TEST_F(PasscodeTest, turnsTheIdleLockOnWithTheFirstPasscodeOnly) {
     for (const auto& choice : {Json(false), Json(true), Json("odd")}) {
         store.setPreference("lock.auto", choice);
-        store.set("1234");
-        store.clear();
+        store.expect("set   clear", "done  done");
         EXPECT_EQ(store.preference("lock.auto"), choice);
     }
 }
@@ -101,14 +82,12 @@ TEST_F(PasscodeTest, takesPreferencesOfAnotherTypeForNone) {
         EXPECT_EQ(shape(digits, "ann"), "none") << digits;
     for (const auto& username : {Json(), Json(7), Json::array({"ann"})})
         EXPECT_EQ(shape(4, username), "none") << username;
-
     for (const auto& until : {Json("9e9"), Json(true), Json(0), Json(-5.0), Json::array()}) {
         store.setPreference("passcode.lockedUntil", until);
         EXPECT_FALSE(store.passcode.lockedUntil()) << until;
     }
     store.setPreference("passcode.lockedUntil", 1e300);
     EXPECT_EQ(store.passcode.lockedUntil(), Clock::time_point::max());
-
     store.set("1234");
     for (const auto& failures : {Json("2"), Json(-9), Json(2.0), Json(false)}) {
         store.setPreference("passcode.failures", failures);
@@ -119,37 +98,29 @@ TEST_F(PasscodeTest, takesPreferencesOfAnotherTypeForNone) {
 }
 
 TEST_F(PasscodeTest, locksForFiveMinutesAfterThreeWrongTriesInARow) {
-    store.set("1234");
-    EXPECT_EQ(store.tries({"0000", "0000", "1234", "0000", "00001234", ""}),
-              "2 left, 1 left, ann: secret, 2 left, 1 left, locked for 300000 ms");
-    EXPECT_EQ(store.preference("passcode.failures"), 0);
+    store.expect("set   0000    0000    1234         0000    00001234  0001",
+                 "done  2 left  1 left  ann: secret  2 left  1 left    locked for 300000 ms");
     EXPECT_DOUBLE_EQ(store.preference("passcode.lockedUntil").get<double>(), seconds(300s));
-
-    const auto start = store.clock.time;
-    const auto asked = store.keychain.started;
-    for (const auto& [passed, words] :
-         {std::pair(0ms, "locked for 300000 ms"), std::pair(299'999ms, "locked for 1 ms"),
-          std::pair(-3'600'000ms, "locked for 3900000 ms")}) {
-        store.clock.time = start + passed;
-        EXPECT_EQ(store.unlock("1234"), words);
-    }
-    EXPECT_EQ(store.preference("passcode.failures"), 0) << "a try during a lock-out is not counted";
-    EXPECT_EQ(store.keychain.started, asked) << "the keyring is not asked either";
-    store.clock.time = start + 300s;
+    // Neither is a try during a lock-out counted, nor the keyring asked.
+    store.keychain.unavailable = "Locked.";
+    store.expect("1234                  0000", "locked for 300000 ms  locked for 300000 ms");
+    store.clock.time -= 1h;
+    EXPECT_EQ(store.unlock("1234"), "locked for 3900000 ms");
+    store.clock.time += 1h + 299'999ms;
+    EXPECT_EQ(store.unlock("1234"), "locked for 1 ms");
+    store.clock.time += 1ms;
     EXPECT_FALSE(store.passcode.lockedUntil());
     EXPECT_TRUE(store.preference("passcode.lockedUntil").is_null());
-    EXPECT_EQ(store.tries({"0000", "0000", "0000"}), "2 left, 1 left, locked for 300000 ms");
+    store.expect("back   0000    0000    0000", "4 ann  2 left  1 left  locked for 300000 ms");
     store.clock.time += 24h;
     EXPECT_EQ(store.unlock("1234"), "ann: secret") << "a clock set forward ends it";
 }
 
 TEST_F(PasscodeTest, endsALockOutWithANewPasscodeAndWithNone) {
-    const auto lockOut = [this] { store.passcode.setLockedUntil(store.clock.time + 60s); };
     lockOut();
     EXPECT_EQ(store.passcode.lockedUntil(), store.clock.time + 60s);
     store.setPreference("passcode.failures", 2);
-    store.set("1234");
-    EXPECT_EQ(store.unlock("0000"), "2 left");
+    store.expect("set   0000", "done  2 left");
     lockOut();
     store.clear();
     expectCleared();
@@ -159,17 +130,20 @@ TEST_F(PasscodeTest, endsALockOutWithANewPasscodeAndWithNone) {
 }
 
 TEST_F(PasscodeTest, clearsAndSaysSoWhenTheRecordIsMissingOrUnreadable) {
-    store.set("1234");
-    store.unlock("0000");
+    store.expect("set   0000", "done  2 left");
     const auto preferences = store.defaults.values;
-    const auto whole = store.record();
     std::vector<std::optional<std::string>> records = {std::nullopt, "",  "null",
-                                                       "[]",         "{", whole.dump() + "x"};
-    for (const auto& [member, value] : whole.items())
-        records.emplace_back(without(whole, member).dump());
-    for (const auto& [member, values] : unreadable)
-        for (const auto& value : values)
-            records.emplace_back(with(whole, member, value).dump());
+                                                       "[]",         "{", store.record().dump() + "x"};
+    for (const auto* member : {"digits", "username", "salt", "sealed"})
+        for (const auto& value :
+             {std::optional<Json>(), std::optional<Json>(nullptr), std::optional(Json::array())})
+            records.emplace_back(damaged(member, value));
+    for (const auto& digits : {Json("4"), Json(4.5), Json(true), Json(1ULL << 63)})
+        records.emplace_back(damaged("digits", digits));
+    for (const auto* text :
+         {"AAECAwQFBgcICQoLDA0ODw", "AAECAwQFBgcICQoLDA0OD\n==", "AAE*", "AAECAwQFBgcICQoLDA0ODx=="})
+        for (const auto* member : {"salt", "sealed"})
+            records.emplace_back(damaged(member, text));
     for (const auto& record : records) {
         store.defaults.values = preferences;
         store.keychain.item = record;
@@ -179,57 +153,42 @@ TEST_F(PasscodeTest, clearsAndSaysSoWhenTheRecordIsMissingOrUnreadable) {
 }
 
 TEST_F(PasscodeTest, countsAWrongTryWhenTheSealIsWellFormedButDoesNotOpen) {
-    for (const auto& [member, text] : {std::pair("salt", ""),
-                                       {"salt", "AAECAwQFBgcICQoLDA0ODw=="},
-                                       {"sealed", ""},
-                                       {"sealed", "AAAA"},
-                                       {"sealed", "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8="}}) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"salt", ""},
+        {"salt", "AAECAwQFBgcICQoLDA0ODw=="},
+        {"sealed", ""},
+        {"sealed", "AAAA"},
+        {"sealed", "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8="}};
+    for (const auto& [member, text] : cases) {
         store.set("1234");
-        store.keychain.item = with(store.record(), member, text).dump();
-        EXPECT_EQ(store.unlock("1234"), "2 left") << *store.keychain.item;
-        EXPECT_EQ(store.shape(), "4 ann");
+        store.keychain.item = damaged(member, text);
+        store.expect("1234    start", "2 left  4 ann");
     }
     store.set("1234", "ann", "not UTF-8: \xff");
     EXPECT_EQ(store.unlock("1234"), "2 left");
 }
 
 TEST_F(PasscodeTest, leavesEverythingAsItWasWhenTheKeyringRefusesTheRecord) {
-    store.set("1234");
-    store.unlock("0000");
+    store.expect("set   0000", "done  2 left");
     const auto preferences = store.defaults.values;
-    const std::tuple<const char*, int, const char*> cases[] = {
-        {"No space left on device", 3, "The keychain would not store it: No space left on device"},
-        {"", -25293, "The keychain would not store it: error -25293"}};
-    for (const auto& [text, code, words] : cases) {
-        store.keychain.refusal = Keychain::Refused(text, code);
-        EXPECT_EQ(store.set("888888", "bob", "other"), words);
+    for (const auto& [text, seen] : {std::pair("No space", "No space"), {"", "error -25293"}}) {
+        store.keychain.refusal = Keychain::Refused(text, -25293);
+        EXPECT_EQ(store.set("888888"), std::string("The keychain would not store it: ") + seen);
         EXPECT_EQ(store.defaults.values, preferences);
     }
     EXPECT_EQ(store.unlock("1234"), "ann: secret");
 }
 
 TEST_F(PasscodeTest, countsNothingAndClearsNothingWhileTheKeyringCannotBeAsked) {
-    store.set("1234");
-    store.unlock("0000");
+    store.expect("set   0000    gone", "done  2 left  4 ann");
     const auto preferences = store.defaults.values;
-    const auto item = store.keychain.item;
-    store.keychain.unavailable = "It is locked.";
-    for (int time = 0; time < 5; ++time)
-        EXPECT_EQ(store.unlock("1234"), isLocked);
+    const std::string locked = "The keyring could not be opened: Locked.  ";
+    store.expect("1234  0000  1234", locked + locked + locked);
     EXPECT_EQ(store.defaults.values, preferences);
-    EXPECT_EQ(store.set("888888"), isLocked);
-    store.launch();
-    EXPECT_EQ(store.shape(), "4 ann");
-    EXPECT_EQ(store.keychain.item, item);
-    store.keychain.unavailable.reset();
-    EXPECT_EQ(store.unlock("0000"), "1 left");
-
-    store.keychain.unavailable = "It is locked.";
-    EXPECT_EQ(store.clear(), "done");
-    EXPECT_EQ(store.shape(), "none");
+    store.expect("other  start", locked + "4 ann");
+    store.expect("back   0000    gone   clear  start", "4 ann  1 left  4 ann  done   none");
     EXPECT_TRUE(store.keychain.item);
-    store.keychain.unavailable.reset();
-    store.launch();
+    store.expect("back  start", "none  none");
     EXPECT_FALSE(store.keychain.item) << "the next start removes it";
 }
 
@@ -237,9 +196,9 @@ TEST_F(PasscodeTest, triesNothingThatItCannotCount) {
     store.set("1234");
     const auto preferences = store.defaults.values;
     store.defaults.broken = true;
-    EXPECT_EQ(store.unlock("1234"), "The passcode was not tried, because the try could not be counted: "
-                                    "No space left on device");
-    EXPECT_EQ(store.set("888888"), "No space left on device");
+    store.expect("other", "No space left on device");
+    store.expect("1234",
+                 "The passcode was not tried, because the try could not be counted: No space left on device");
     EXPECT_EQ(store.defaults.values, preferences);
     EXPECT_EQ(store.record()["digits"], 4);
     store.setPreference("passcode.lockedUntil", seconds(0s));
@@ -256,8 +215,7 @@ TEST_F(PasscodeTest, runsOneOperationAfterAnotherWhileThePersonIsAsked) {
     store.set("1234");
     store.keychain.hold = true;
     const auto clearing = begin(store.passcode.clear());
-    const auto setting =
-        begin(store.passcode.set(SecretText("888888"), "bob", SecretText(std::string_view("other"))));
+    const auto setting = begin(store.passcode.set(SecretText("888888"), "bob", SecretText("other")));
     const auto unlocking = begin(store.passcode.unlock(SecretText("888888")));
     store.keychain.release();
     EXPECT_TRUE(clearing->ended() && !setting->ended());

@@ -3,26 +3,18 @@
 #include "fakes/FakeAccount.h"
 #include "fakes/FakeLock.h"
 #include "lock/PasscodeText.h"
-
-#include <gtest/gtest.h>
+#include "platform/Walk.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
 const Passcode::Shape shape{"ann", 4};
-const std::string signIn = "Enter your passcode to sign in as ann. ",
-                  current = "Enter your current passcode. ",
-                  locked = "Locked. Enter your passcode to carry on. ",
-                  choose = "Choose a passcode for this Mac. ", again = "Enter it again. ",
-                  tooMany = "Too many wrong tries. Try again in ",
-                  once = "Your password once, so the passcode has something to unlock. ",
-                  gone = "The keyring could not be opened: It is locked. [|]",
-                  broken = "The saved passcode could not be read. Sign in with your password. [|] shaken",
-                  request = R"( > {"password":"secret","username":"ann"})";
+PasscodeView::Setup setUp(std::optional<SecretText> password, const char* username = "ann") {
+    return {username, std::move(password)};
+}
 
-/// The screen, and ann in front of it, whose passcode is 1234 and whose password is "secret". Each step tells
-/// what she sees, and what has happened since the one before.
+/// The screen, and ann in front of it, whose passcode is 1234 and whose password is "secret".
 class PasscodeViewTest : public testing::Test {
 protected:
     FakeAccount account;
@@ -33,223 +25,206 @@ protected:
     std::shared_ptr<PasscodeView> view;
 
     void SetUp() override { seal(); }
-    void seal() { spawn(store.set(SecretText("1234"), "ann", SecretText("secret"))); }
+    void seal() {
+        spawn(store.set(SecretText("1234"), "ann", SecretText("secret")));
+        kept = "4 of ann";
+    }
+    /// Shows the screen in a mode, and returns all its texts.
     std::string show(PasscodeView::Mode mode) {
         PasscodeView::Callbacks callbacks;
         callbacks.onUnlocked = [this] { happened += " -> unlocked"; };
-        callbacks.onPassword = [this] { happened += " -> password"; };
+        callbacks.onPassword = [this] { happened += " -> sign-in"; };
         callbacks.onDone = [this] { happened += " -> done"; };
         view = PasscodeView::make(std::move(mode), callbacks, store, account.api, clock, queue);
-        wrong = view->state().wrong;
         view->changed = [this] { drawn = view ? draw() : drawn; };
         view->appeared();
-        return see() + below();
-    }
-    std::string setUp(std::optional<SecretText> password = SecretText("secret"),
-                      const char* username = "ann") {
-        return show(PasscodeView::Setup{username, std::move(password)});
-    }
-    std::string type(const char* code) {
-        view->edit(SecretText(code));
-        return see();
-    }
-    std::string enter(const char* password) {
-        view->typePassword(SecretText(password));
-        spawn(view->checkPassword());
-        return see();
-    }
-    std::string press(const std::string& label) {
+        wrong = view->state().wrong;
+        std::string text = view->title();
         for (const auto& button : view->buttons())
-            if (button.label == label && button.shown)
-                button.press();
-        return see();
+            text += button.shown ? " [" + button.label + "]" : "";
+        return text + (view->note() ? " And a note." : "");
     }
-    std::string pass(std::chrono::milliseconds time) {
-        clock.time += time;
-        view->tick();
-        queue.advance(time);
-        return see();
-    }
-    /// What is under the form.
-    std::string below() const {
-        std::string text;
-        for (const auto& button : view->buttons())
-            text += button.shown ? ". " + button.label : "";
-        return text + (view->note() ? ". Note" : "");
-    }
-    std::string see() {
-        auto seen = drawn;
-        if (view && std::exchange(wrong, view->state().wrong) != view->state().wrong)
-            seen += " shaken";
-        for (; sent < account.http.sent.size(); ++sent)
-            seen += " > " + account.http.sent[sent].body;
-        return seen + std::exchange(happened, "");
-    }
-    std::string kept() const {
-        const auto known = store.shape();
-        return known           ? std::to_string(known->digits) + " of " + known->username
-               : keychain.item ? "a box"
-                               : "nothing";
+    /// The steps are codes to type, "password …" to type and confirm one, the labels of buttons, times that
+    /// pass, and those in the table. After each is seen what the screen has drawn, and what has happened by
+    /// it.
+    void expect(const std::string& taken, const std::string& seen) {
+        walk(taken, seen, [this](const std::string& step) {
+            take(step);
+            if (view && std::exchange(wrong, view->state().wrong) != view->state().wrong)
+                happened = ", shaken" + happened;
+            const auto known = store.shape();
+            const auto keeps = known           ? std::to_string(known->digits) + " of " + known->username
+                               : keychain.item ? "a box"
+                                               : "nothing";
+            if (std::exchange(kept, keeps) != keeps)
+                happened = ", keeps " + keeps + happened;
+            return drawn + std::string(account.http.pending.size(), '>') + std::exchange(happened, "");
+        });
     }
 
 private:
-    /// The message, or the title where there is none; what is typed, with "|" where the keyboard is.
+    void take(const std::string& step) {
+        for (const auto& button : view ? view->buttons() : std::vector<PasscodeView::Button>())
+            if (button.label == step && button.shown)
+                return button.press();
+        if (const auto known = steps.find(step); known != steps.end()) {
+            known->second();
+        } else if (step.starts_with("password")) {
+            view->typePassword(
+                SecretText(std::string_view(step).substr(std::min<std::size_t>(9, step.size()))));
+            spawn(view->checkPassword());
+        } else if (step.ends_with("ms")) {
+            const std::chrono::milliseconds time(std::stol(step));
+            clock.time += time;
+            view->tick();
+            queue.advance(time);
+        } else {
+            view->edit(SecretText(std::string_view(step)));
+        }
+    }
+    /// The message, or else the step; what is typed, with "|" where the keyboard is.
     std::string draw() const {
+        constexpr std::array names = {"code", "password", "choose", "again"};
         const auto& state = view->state();
-        return view->message().value_or(view->title()) + " [" + std::string(state.code.view()) +
-               (state.focused ? "|]" : "]") + (state.busy ? " busy" : "");
+        return view->message().value_or(names.at(static_cast<std::size_t>(state.step))) + " " +
+               std::string(state.code.view()) + (state.focused ? "|" : ".") + (state.busy ? " busy" : "");
     }
 
-    std::string drawn, happened;
-    std::size_t sent = 0;
+    std::string drawn, happened, kept;
     bool wrong = false;
+    const std::map<std::string, std::function<void()>> steps = {
+        {"accept", [this] { account.acceptSignIn(); }},
+        {"refuse", [this] { account.http.answer(401, R"({"error":"Wrong password."})"); }},
+        {"cut", [this] { account.http.fail(TransportError(TransportError::Reason::other, "No route.")); }},
+        {"hold", [this] { keychain.hold = account.webData.hold = true; }},
+        {"release keyring", [this] { keychain.open(); }},
+        {"release page", [this] { account.webData.open(); }},
+        {"gone", [this] { keychain.unavailable = "It is locked."; }},
+        {"back", [this] { keychain.unavailable.reset(); }},
+        {"full", [this] { keychain.refusal = Keychain::Refused("Full."); }},
+        {"room", [this] { keychain.refusal.reset(); }},
+        {"damage", [this] { keychain.item = "{}"; }},
+        {"eight", [this] { view->chooseLength(8); }},
+        {"click", [this] { view->clickDots(); }},
+        {"look away", [this] { view->focus(false); }},
+        {"escape", [this] { happened += view->cancel() ? "" : ", not left"; }},
+        {"vanish", [this] { view.reset(); }},
+    };
 };
 
 } // namespace
 
 TEST_F(PasscodeViewTest, unlocksByUnsealingThePasswordAndSigningInWithIt) {
-    EXPECT_EQ(show(PasscodeView::Unlock{shape}), signIn + "[|]. Use your password instead");
-    EXPECT_EQ(type("123"), signIn + "[123|]");
-    EXPECT_EQ(type("1234"), signIn + "[1234|] busy" + request);
-    EXPECT_EQ(type("12345") + type("1111"), signIn + "[1234|] busy" + signIn + "[1234|] busy");
-    account.acceptSignIn();
-    EXPECT_EQ(see(), signIn + "[1234|] -> unlocked");
+    EXPECT_EQ(show(PasscodeView::Unlock{shape}),
+              "Enter your passcode to sign in as ann. [Use your password instead]");
+    // What is typed while the try runs changes nothing and submits nothing.
+    expect("123        1234             12345            1111",
+           "code 123|  code 1234| busy>  code 1234| busy>  code 1234| busy>");
+    EXPECT_EQ(account.http.sent.back().body, R"({"password":"secret","username":"ann"})");
+    expect("accept", "code 1234| -> unlocked");
     EXPECT_EQ(account.webData.log, std::vector<std::string>{"set brisko_session"});
 
+    // What was sealed does not sign in: it goes.
     show(PasscodeView::Unlock{shape});
-    type("1234");
-    account.http.fail(TransportError(TransportError::Reason::other, "No route."));
-    EXPECT_EQ(see(), "No route. Sign in with your password. [|]");
-    EXPECT_EQ(kept(), "nothing") << "what was sealed does not sign in";
+    expect("1234             cut",
+           "code 1234| busy>  No route. Sign in with your password. |, keeps nothing");
 }
 
 TEST_F(PasscodeViewTest, countsWrongTriesDownToALockOutThatEndsByItself) {
-    EXPECT_EQ(show(PasscodeView::Relock{shape}), locked + "[|]. Sign out instead");
-    EXPECT_EQ(type("9999"), "Wrong passcode. 2 tries left. [|] shaken");
-    EXPECT_EQ(type("9"), locked + "[9|]") << "an error goes with the next edit";
-    EXPECT_EQ(type("9999"), "Wrong passcode. One more try. [|] shaken");
-    EXPECT_EQ(type("9999"), tooMany + "5:00. [] shaken");
-    EXPECT_EQ(type("1234"), tooMany + "5:00. []") << "the field takes nothing during a lock-out";
-    view->clickDots();
-    EXPECT_EQ(pass(239s), tooMany + "1:01. []");
-    EXPECT_EQ(show(PasscodeView::Relock{shape}), tooMany + "1:01. []. Sign out instead")
-        << "after coming back";
-    EXPECT_EQ(pass(60'800ms), tooMany + "0:01. []");
-    EXPECT_EQ(pass(199ms), tooMany + "0:01. []");
-    EXPECT_EQ(pass(1ms), locked + "[|]");
-    EXPECT_EQ(type("x1y2z3-4567"), locked + "[1234|] -> unlocked");
+    EXPECT_EQ(show(PasscodeView::Relock{shape}),
+              "Locked. Enter your passcode to carry on. [Sign out instead]");
+    expect("9999                                      9        9999",
+           "Wrong passcode. 2 tries left. |, shaken  code 9|  Wrong passcode. One more try. |, shaken");
+    expect("9999", "Too many wrong tries. Try again in 5:00. ., shaken");
+    expect("1234                                       click",
+           "Too many wrong tries. Try again in 5:00. .  Too many wrong tries. Try again in 5:00. .");
+    expect("239000 ms", "Too many wrong tries. Try again in 1:01. .");
+    // Somebody who leaves and comes back finds the same lock-out.
+    show(PasscodeView::Relock{shape});
+    expect("60800 ms                                   199 ms",
+           "Too many wrong tries. Try again in 0:01. .  Too many wrong tries. Try again in 0:01. .");
+    expect("1 ms    x1y2z3-4567", "code |  code 1234| -> unlocked");
 }
 
 TEST_F(PasscodeViewTest, choosesAndConfirmsAPasscodeOfTheChosenLength) {
-    EXPECT_EQ(setUp(), choose + "[|]. Not now. Turn the passcode off. Note");
+    EXPECT_EQ(show(setUp(SecretText("secret"))),
+              "Choose a passcode for this Mac. [Not now] [Turn the passcode off] And a note.");
     spawn(store.clear());
-    EXPECT_EQ(below(), ". Not now. Note");
-    EXPECT_EQ(type("12"), choose + "[12|]");
-    view->chooseLength(8);
-    EXPECT_EQ(type("12345678"), again + "[|]");
-    EXPECT_EQ(type("12345679"), "Those did not match. Start again. [|]");
-    EXPECT_EQ(type("12345678"), again + "[|]");
-    EXPECT_EQ(type("12345678"), again + "[12345678|] -> done");
-    EXPECT_EQ(kept(), "8 of ann");
+    EXPECT_EQ(show(setUp(SecretText("secret"))), "Choose a passcode for this Mac. [Not now] And a note.");
+    expect("12         eight     12345678  12345679",
+           "choose 12|, keeps nothing  choose |  again |   Those did not match. Start again. |");
+    expect("12345678  12345678", "again |   again 12345678|, keeps 8 of ann -> done");
 }
 
 TEST_F(PasscodeViewTest, asksOnceForAPasswordThatItDoesNotKnow) {
-    setUp(std::nullopt);
-    EXPECT_EQ(enter(""), once + "[|]");
-    EXPECT_EQ(enter("guess"), once + R"([|] busy > {"password":"guess","username":"ann"})");
-    EXPECT_EQ(enter("secret"), once + "[|] busy");
-    account.http.answer(401, R"({"error":"Wrong password."})");
-    EXPECT_EQ(see(), "Wrong password. [|]");
-    EXPECT_EQ(enter("secret"), once + "[|] busy" + request);
-    account.http.answer(200);
-    EXPECT_EQ(see(), choose + "[|]");
-    setUp(std::nullopt, "");
-    EXPECT_EQ(enter("secret"), "Sign in with a username and password first. [|]");
+    EXPECT_EQ(show(setUp(std::nullopt)),
+              "Your password once, so the passcode has something to unlock. [Not now] [Turn "
+              "the passcode off] And a note.");
+    expect("password    password guess      password more       refuse",
+           "password |  password | busy>  password | busy>  Wrong password. |");
+    expect("password secret    accept", "password | busy>  choose |");
+    EXPECT_EQ(account.http.sent.back().body, R"({"password":"secret","username":"ann"})");
+    show(setUp(std::nullopt, ""));
+    expect("password secret", "Sign in with a username and password first. |");
 }
 
 TEST_F(PasscodeViewTest, changesThePasscodeForOneOfAnotherLength) {
-    EXPECT_EQ(show(PasscodeView::Change{shape, 6}), current + "[|]. Cancel");
-    EXPECT_EQ(type("1234"), "Choose the new passcode. [|]");
-    EXPECT_EQ(type("654321"), again + "[|]");
-    EXPECT_EQ(type("654321"), again + "[654321|] -> done");
-    EXPECT_EQ(kept(), "6 of ann");
+    EXPECT_EQ(show(PasscodeView::Change{shape, 6}), "Enter your current passcode. [Cancel]");
+    expect("1234", "choose |");
+    EXPECT_EQ(view->title(), "Choose the new passcode.");
+    expect("654321   654321", "again |  again 654321|, keeps 6 of ann -> done");
+    EXPECT_EQ(view->title(), "Enter it again.");
 }
 
 TEST_F(PasscodeViewTest, tellsAKeyringThatCannotBeAskedFromABrokenRecordInEveryMode) {
     const std::function<PasscodeView::Mode()> modes[] = {[] { return PasscodeView::Unlock{shape}; },
                                                          [] { return PasscodeView::Relock{shape}; },
                                                          [] { return PasscodeView::Change{shape, 6}; }};
+    const std::string gone = "The keyring could not be opened: It is locked. |  ";
     for (const auto& mode : modes) {
         seal();
         show(mode());
-        keychain.unavailable = "It is locked.";
-        for (int time = 0; time < 4; ++time)
-            EXPECT_EQ(type("1234"), gone);
-        keychain.unavailable.reset();
-        EXPECT_EQ(type("9999"), "Wrong passcode. 2 tries left. [|] shaken") << "none was counted before";
-        keychain.item = "{}";
-        const auto* left = view->mode().index() == 0 ? " -> password" : "";
-        EXPECT_EQ(type("1234"), broken + left) << "only a sign-in has another screen to go to";
-        EXPECT_EQ(kept(), "nothing");
+        expect("gone    1234  1234  1234  back", "code |  " + gone + gone + gone + gone);
+        // None of these tries was counted. Only a sign-in has another screen to go to.
+        expect("9999", "Wrong passcode. 2 tries left. |, shaken");
+        const std::string left = view->mode().index() == 0 ? " -> sign-in" : "";
+        expect("damage  1234", "Wrong passcode. 2 tries left. |  The saved passcode could not be read. Sign "
+                               "in with your password. |, keeps nothing, shaken" +
+                                   left);
     }
-}
-
-TEST_F(PasscodeViewTest, storesTheSameCodeOnceMoreAfterTheKeyringCouldNot) {
-    setUp();
-    type("5678");
-    keychain.unavailable = "It is locked.";
-    EXPECT_EQ(type("5678"), gone);
-    keychain.unavailable.reset();
-    keychain.refusal = Keychain::Refused("Out of space");
-    EXPECT_EQ(type("5678"), "The keychain would not store it: Out of space [5678|]");
-    EXPECT_EQ(kept(), "4 of ann");
-    keychain.refusal.reset();
-    EXPECT_EQ(type("5678"), again + "[5678|] -> done");
+    show(setUp(SecretText("secret")));
+    expect("5678     gone     5678  full", "again |  again |  " + gone + gone);
+    // The same code once more stores it.
+    expect("back", gone);
+    expect("5678", "The keychain would not store it: Full. 5678|");
+    expect("room                                         5678",
+           "The keychain would not store it: Full. 5678|  again 5678|, keeps 4 of ann -> done");
 }
 
 TEST_F(PasscodeViewTest, leavesThroughItsButtonsOnce) {
-    setUp();
-    EXPECT_EQ(press("Turn the passcode off"), choose + "[|] -> done");
-    EXPECT_EQ(kept(), "nothing");
-    EXPECT_TRUE(view->cancel());
-    EXPECT_EQ(see(), choose + "[|]");
-
-    seal();
-    show(PasscodeView::Relock{shape});
-    EXPECT_FALSE(view->cancel());
-    account.webData.hold = true;
-    EXPECT_EQ(press("Sign out instead"), locked + "[|]");
-    EXPECT_EQ(kept(), "nothing") << "the passcode goes before the session has ended";
-    account.webData.open();
-    EXPECT_EQ(see(), locked + "[|] -> password");
-
+    show(setUp(SecretText("secret")));
+    expect("Turn the passcode off                     escape", "choose |, keeps nothing -> done  choose |");
     seal();
     show(PasscodeView::Unlock{shape});
-    type("1234");
-    EXPECT_EQ(press("Use your password instead"), signIn + "[1234|] busy -> password");
-    account.acceptSignIn();
-    EXPECT_EQ(see(), signIn + "[1234|]") << "a sign-in that comes too late unlocks nothing";
+    expect("1234               Use your password instead                      accept",
+           "code 1234| busy>  code 1234| busy>, keeps nothing -> sign-in  code 1234|");
+    seal();
+    show(PasscodeView::Relock{shape});
+    // The passcode goes before the session has ended.
+    expect("escape            hold    Sign out instead  release keyring        release page",
+           "code |, not left  code |  code |, keeps a box  code |, keeps nothing  code | -> sign-in");
 }
 
 TEST_F(PasscodeViewTest, waitsForAKeyringThatIsBeingOpenedAndSurvivesItsScreen) {
     show(PasscodeView::Relock{shape});
-    keychain.hold = true;
-    EXPECT_EQ(type("1234"), locked + "[1234|] busy");
-    EXPECT_EQ(type("4321"), locked + "[1234|] busy");
-    view.reset();
-    keychain.open();
-    EXPECT_EQ(see(), locked + "[1234|] busy -> unlocked");
+    expect("hold    1234             4321             vanish           release keyring",
+           "code |  code 1234| busy  code 1234| busy  code 1234| busy  code 1234| busy -> unlocked");
 }
 
 TEST_F(PasscodeViewTest, takesTheKeyboardOnceMoreAMomentAfterItAppeared) {
     show(PasscodeView::Change{shape, 6});
-    view->focus(false);
-    EXPECT_EQ(see(), current + "[]");
-    EXPECT_EQ(pass(50ms), current + "[|]");
-    view->windowBecameKey();
-    view->cancel();
-    view->focus(false);
-    EXPECT_EQ(pass(50ms), current + "[] -> done");
+    expect("look away  50 ms   click   escape          look away  50 ms",
+           "code .     code |  code |  code | -> done  code .     code .");
 }
 
 TEST(PasscodeText, keepsTheNumbersOfEveryScriptAndNothingElse) {

@@ -3,6 +3,7 @@
 #include "linux/BusObject.h"
 #include "linux/MainLoop.h"
 #include "lock/linux/BusName.h"
+#include "platform/linux/DBus.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -21,24 +22,15 @@ GPtr<GDBusConnection> connectToSystemBus() {
     return BusObject::connectTo(address.get());
 }
 
-GVariantPtr ask(GDBusConnection* bus, const char* name, const char* path, const char* interface,
-                const char* method, GVariant* arguments) {
-    GError* error = nullptr;
-    GVariantPtr answer(g_dbus_connection_call_sync(bus, name, path, interface, method, arguments, nullptr,
-                                                   G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
-    if (error)
-        throw std::runtime_error(GErrorPtr(error)->message);
-    return answer;
-}
-
 /// Waits until polkit is on the bus, and returns its process.
 pid_t polkitProcess() {
     waitForName(G_BUS_TYPE_SYSTEM, polkit, Presence::present);
-    const auto bus = connectToSystemBus();
-    const auto answer = ask(bus.get(), "org.freedesktop.DBus", "/", "org.freedesktop.DBus",
-                            "GetConnectionUnixProcessID", g_variant_new("(s)", polkit));
+    const DBus::Method find{"org.freedesktop.DBus", "/", "org.freedesktop.DBus",
+                            "GetConnectionUnixProcessID"};
+    const auto found =
+        MainLoop::finish(DBus::call(connectToSystemBus(), find, DBus::own(g_variant_new("(s)", polkit)), {}));
     guint32 process = 0;
-    g_variant_get(answer.get(), "(u)", &process);
+    g_variant_get(found.value.get(), "(u)", &process);
     return static_cast<pid_t>(process);
 }
 
@@ -53,11 +45,14 @@ public:
 
     /// Returns once polkit knows of it; polkit forgets it when it leaves the bus.
     explicit Agent(Person person) : person_(person) {
+        const DBus::Method enlist{polkit, "/org/freedesktop/PolicyKit1/Authority",
+                                  "org.freedesktop.PolicyKit1.Authority", "RegisterAuthenticationAgent"};
         // polkit looks the start of the process up by itself when it is given as 0.
-        ask(object_.bus(), polkit, "/org/freedesktop/PolicyKit1/Authority",
-            "org.freedesktop.PolicyKit1.Authority", "RegisterAuthenticationAgent",
-            g_variant_new_parsed("(('unix-process', {'pid': <%u>, 'start-time': <uint64 0>}), 'C', '/agent')",
-                                 getpid()));
+        auto* self = g_variant_new_parsed(
+            "(('unix-process', {'pid': <%u>, 'start-time': <uint64 0>}), 'C', '/agent')", getpid());
+        const auto enlisted = MainLoop::finish(
+            DBus::call(GPtr<GDBusConnection>::share(object_.bus()), enlist, DBus::own(self), {}));
+        EXPECT_FALSE(enlisted.error) << enlisted.error->message;
     }
 
 private:
@@ -138,8 +133,8 @@ TEST_F(PolkitOwnerAuthenticationTest, cannotAskWithoutAnAgentAndLooksAgainAtTheN
     EXPECT_EQ(kind(), Kind::password);
     EXPECT_FALSE(prove());
     EXPECT_EQ(kind(), Kind::none);
-    const Agent agent(Person::knowsPassword);
-    EXPECT_TRUE(prove());
+    const Agent agent(Person::dismisses);
+    EXPECT_FALSE(prove());
     EXPECT_EQ(kind(), Kind::password);
 }
 
@@ -176,20 +171,14 @@ TEST_F(PolkitOwnerAuthenticationTest, takesTheQuestionsBackAtTheEndAndAsksNoMore
 }
 
 TEST_F(PolkitOwnerAuthenticationTest, doesNotWaitForAPolkitThatHasStoppedOrDied) {
-    {
+    for (const auto signal : {SIGSTOP, SIGKILL}) {
         const Agent agent(Person::thinks);
         const auto answer = startAsking(agent);
-        kill(daemon, SIGSTOP);
+        kill(daemon, signal);
         EXPECT_FALSE(MainLoop::finish(answer));
         kill(daemon, SIGCONT);
-        // Once it goes on, it takes the question off the screen.
-        MainLoop::runUntil([&] { return agent.cancelled == 1; });
-    }
-    {
-        const Agent agent(Person::thinks);
-        const auto answer = startAsking(agent);
-        kill(daemon, SIGKILL);
-        EXPECT_FALSE(MainLoop::finish(answer));
+        // Once one that has stopped goes on, it takes the question off the screen.
+        MainLoop::runUntil([&] { return signal == SIGKILL || agent.cancelled == 1; });
     }
     // A new one comes.
     polkitProcess();

@@ -144,7 +144,7 @@ TEST(SecretServiceKeychain, endsWhatIsOpenWhenItGoes) {
     EXPECT_THROW(reading->take(), Keychain::Unavailable);
 }
 
-TEST_F(LockedKeyring, isUnavailableWhenThePersonDismissesThePrompt) {
+TEST_F(LockedKeyring, isUnavailableWhenThePersonDismissesThePromptAndOpensWithThePassword) {
     prompter.dismiss();
     EXPECT_EQ(read(keychain), locked);
     prompter.dismiss();
@@ -152,18 +152,15 @@ TEST_F(LockedKeyring, isUnavailableWhenThePersonDismissesThePrompt) {
     EXPECT_EQ(remove(keychain), locked) << "nobody is asked";
     prompter.typePassword(KeyringDaemon::password);
     EXPECT_EQ(read(keychain), "first");
-}
-
-TEST_F(LockedKeyring, opensForWritingToo) {
-    prompter.typePassword(KeyringDaemon::password);
-    EXPECT_EQ(write(keychain, "second"), "");
-    EXPECT_EQ(read(keychain), "second");
-    EXPECT_EQ(items(), "brisko passcode of app.brisko.Test");
-    KeyringDaemon::lock();
-    prompter.typePassword(KeyringDaemon::password);
-    SecretServiceKeychain other("app.brisko.Other");
-    EXPECT_EQ(write(other, "third"), "");
-    EXPECT_EQ(read(other), "third");
+    for (const auto* name : {service, "app.brisko.Other"}) {
+        KeyringDaemon::lock();
+        prompter.typePassword(KeyringDaemon::password);
+        SecretServiceKeychain writing(name);
+        EXPECT_EQ(write(writing, "second"), "");
+        EXPECT_EQ(read(writing), "second");
+        EXPECT_EQ(items(), std::string("brisko passcode of ") + name);
+        remove(writing);
+    }
 }
 
 TEST_F(LockedKeyring, waitsForThePersonLongerThanForTheServiceAndTakesThePromptAwayWhenItGoes) {
