@@ -32,7 +32,7 @@ void deriveKey(benchmark::State& state) {
 }
 
 void unlock(benchmark::State& state) {
-    PasscodeStore store;
+    PasscodeStore store(Passcode::deriveKey);
     store.set(code);
     for ([[maybe_unused]] auto _ : state) {
         if (store.unlock(code) != "ann: secret") {
@@ -43,9 +43,9 @@ void unlock(benchmark::State& state) {
 }
 
 void set(benchmark::State& state) {
-    PasscodeStore store;
+    PasscodeStore store(Passcode::deriveKey);
     for ([[maybe_unused]] auto _ : state) {
-        if (store.set(code) != "set") {
+        if (store.set(code) != "done") {
             state.SkipWithError("the passcode is not set");
             break;
         }

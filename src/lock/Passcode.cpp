@@ -105,19 +105,15 @@ bool isUtf8(std::string_view text) {
 }
 #pragma GCC diagnostic pop
 
-SecretText keyOf(const SecretText& code, const SecretText& salt) {
-    return PasscodeSeal::deriveKey(code, salt.view(), Passcode::iterations);
-}
-
-PasscodeRecord seal(const SecretText& code, std::string username, const SecretText& password) {
+PasscodeRecord seal(Passcode::KeyDerivation derive, const SecretText& code, std::string username,
+                    const SecretText& password) {
     SecretText salt(PasscodeSeal::randomBytes(Passcode::saltBytes));
-    const auto key = keyOf(code, salt);
+    const auto key = derive(code, salt);
     auto sealed = PasscodeSeal::seal(key, PasscodeSeal::randomBytes(PasscodeSeal::nonceBytes), password);
     return {characterCount(code.view()), std::move(username), std::move(salt), std::move(sealed)};
 }
 
-std::optional<SecretText> open(const PasscodeRecord& record, const SecretText& code) {
-    const auto key = keyOf(code, record.salt);
+std::optional<SecretText> open(const PasscodeRecord& record, const SecretText& key) {
     auto password = PasscodeSeal::open(key, record.sealed);
     if (password && !isUtf8(password->view()))
         return std::nullopt;
@@ -134,8 +130,12 @@ Changes shapeOf(const PasscodeRecord& record) {
 
 } // namespace
 
-Passcode::Passcode(Keychain& keychain, UserDefaults& defaults, Clock& clock)
-    : keychain_(keychain), defaults_(defaults), clock_(clock) {}
+Passcode::Passcode(Keychain& keychain, UserDefaults& defaults, Clock& clock, KeyDerivation derive)
+    : keychain_(keychain), defaults_(defaults), clock_(clock), derive_(derive) {}
+
+SecretText Passcode::deriveKey(const SecretText& code, const SecretText& salt) {
+    return PasscodeSeal::deriveKey(code, salt.view(), iterations);
+}
 
 std::optional<Passcode::Shape> Passcode::shape() const {
     const auto digits = intOf(defaults_.value(digitsKey));
@@ -172,7 +172,7 @@ Task<> Passcode::set(SecretText code, std::string username, SecretText password)
     auto waiting = turns_.next();
     const auto turn = co_await std::move(waiting);
 
-    const auto record = seal(code, std::move(username), password);
+    const auto record = seal(derive_, code, std::move(username), password);
     auto text = record.text();
     auto storing = store(std::move(text));
     co_await std::move(storing);
@@ -197,7 +197,7 @@ Task<Passcode::Account> Passcode::unlock(SecretText code) {
         throw broken();
     }
     const auto failure = countTry(*record);
-    auto password = open(*record, code);
+    auto password = open(*record, derive_(code, record->salt));
     if (!password)
         throw failure;
     noteSuccess(*record);

@@ -82,7 +82,12 @@ public:
     static constexpr int triesBeforeLockOut = 3;
     static constexpr std::chrono::seconds lockOut{300};
 
-    Passcode(Keychain& keychain, UserDefaults& defaults, Clock& clock);
+    using KeyDerivation = SecretText (*)(const SecretText& code, const SecretText& salt);
+    /// The derivation of every stored record, with the parameters above.
+    static SecretText deriveKey(const SecretText& code, const SecretText& salt);
+
+    /// Only tests, which would spend most of their time on it, give another derivation.
+    Passcode(Keychain& keychain, UserDefaults& defaults, Clock& clock, KeyDerivation derive = deriveKey);
 
     std::optional<Shape> shape() const;
     /// Whether a missing shape means that there is no passcode; false while the preferences cannot be read.
@@ -120,5 +125,6 @@ private:
     Keychain& keychain_;
     UserDefaults& defaults_;
     Clock& clock_;
+    KeyDerivation derive_;
     Turns turns_;
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "fakes/Gate.h"
+#include "lock/PasscodeSeal.h"
 #include "platform/Clock.h"
 #include "platform/Keychain.h"
 #include "platform/MainQueue.h"
@@ -12,6 +13,11 @@
 #include <optional>
 #include <string>
 #include <utility>
+
+/// The program's own derivation with one of its many rounds, which take time and nothing else.
+inline SecretText deriveInOneRound(const SecretText& code, const SecretText& salt) {
+    return PasscodeSeal::deriveKey(code, salt.view(), 1);
+}
 
 /// A clock that goes when the test says so.
 class FakeClock : public Clock {
@@ -48,6 +54,7 @@ public:
     std::optional<Refused> refusal;         ///< of what is written
     std::optional<std::string> unavailable; ///< the system's text of a keyring that cannot be asked
     int started = 0;
+    std::function<void()> aroundChange; ///< called before and after each; may end the program there
 
     Task<std::optional<SecretText>> read() override {
         auto asking = ask();
@@ -62,15 +69,22 @@ public:
         co_await std::move(asking);
         if (refusal)
             throw *refusal;
-        item = data.view();
+        change(std::string(data.view()));
     }
     Task<> remove() override {
         auto asking = ask();
         co_await std::move(asking);
-        item.reset();
+        change(std::nullopt);
     }
 
 private:
+    void change(std::optional<std::string> changed) {
+        if (aroundChange)
+            aroundChange();
+        item = std::move(changed);
+        if (aroundChange)
+            aroundChange();
+    }
     Task<> ask() {
         started += 1;
         auto passing = pass();

@@ -169,8 +169,9 @@ public:
 class FakeUserDefaults : public UserDefaults {
 public:
     std::map<std::string, Json> values;
-    bool broken = false;     ///< nothing can be written
-    bool unreadable = false; ///< nothing can be read
+    bool broken = false;                ///< nothing can be written
+    bool unreadable = false;            ///< nothing can be read
+    std::function<void()> aroundChange; ///< called before and after each; may end the program there
 
     Json value(const std::string& key) const override {
         const auto found = values.find(key);
@@ -178,27 +179,32 @@ public:
     }
     bool available() const override { return !unreadable; }
     void set(const std::string& key, Json value) override {
-        refuseWhenBroken();
-        values[key] = std::move(value);
+        change([&] { values[key] = std::move(value); });
     }
     void remove(const std::string& key) override {
-        refuseWhenBroken();
-        values.erase(key);
+        change([&] { values.erase(key); });
     }
     void update(const std::map<std::string, Json>& changes) override {
-        refuseWhenBroken();
-        for (const auto& [key, value] : changes) {
-            if (value.is_null())
-                values.erase(key);
-            else
-                values[key] = value;
-        }
+        change([&] {
+            for (const auto& [key, value] : changes) {
+                if (value.is_null())
+                    values.erase(key);
+                else
+                    values[key] = value;
+            }
+        });
     }
 
 private:
-    void refuseWhenBroken() const {
+    template <class Change>
+    void change(Change apply) {
         if (broken)
             throw Error("No space left on device");
+        if (aroundChange)
+            aroundChange();
+        apply();
+        if (aroundChange)
+            aroundChange();
     }
 };
 

@@ -22,7 +22,7 @@ struct FakeProgram {
     FakeClock clock;
     FakeMainQueue queue;
     FakeKeychain keychain;
-    Passcode passcode{keychain, account.defaults, clock};
+    Passcode passcode{keychain, account.defaults, clock, deriveInOneRound};
     FakePanels panels;
     FakeDock dock;
     FakeDownloadFolder folder;

@@ -3,8 +3,8 @@
 #include "fakes/FakeLock.h"
 #include "fakes/FakeLocks.h"
 #include "fakes/FakePlatform.h"
-
-#include <gtest/gtest.h>
+#include "platform/Outcome.h"
+#include "platform/Walk.h"
 
 namespace {
 
@@ -15,122 +15,71 @@ protected:
     FakeWindow window;
     FakeMainQueue queue;
     std::shared_ptr<AppLock> lock = AppLock::make(defaults, owner, window, queue);
-    std::vector<bool> answers;
+    const std::map<std::string, std::function<void()>> steps = {
+        {"on", [this] { defaults.values["brisko.lock.enabled"] = true; }},
+        {"off", [this] { defaults.values["brisko.lock.enabled"] = false; }},
+        {"prove", [this] { begin(lock->prove("turn on the lock for brisko")); }},
+        {"activate", [this] { lock->challenge(); }},
+        {"hide", [this] { lock->hide(); }},
+        {"yes", [this] { owner.answer(true); }},
+        {"no", [this] { owner.answer(false); }},
+        {"wait", [this] { queue.advance(AppLock::returnTime); }},
+    };
 
-    void switchOn(bool on = true) { defaults.values["brisko.lock.enabled"] = on; }
-    void ask(std::string reason) { spawn(note(lock->prove(std::move(reason)), &answers)); }
-    static Task<> note(Task<bool> proving, std::vector<bool>* answers) {
-        const auto proved = co_await std::move(proving);
-        answers->push_back(proved);
+    /// The window is seen "open" or "covered", with "?" where the step has the desktop ask a question.
+    void expect(const std::string& taken, const std::string& seen) {
+        walk(taken, seen, [this](const std::string& step) {
+            const auto asked = owner.reasons.size();
+            steps.at(step)();
+            return (window.covered ? "covered" : "open") + std::string(owner.reasons.size() - asked, '?');
+        });
     }
-    std::size_t asked() const { return owner.reasons.size(); }
 };
 
 } // namespace
 
 TEST_F(AppLockTest, coversNothingUntilItIsSwitchedOnAndTakesTheCoverAwayOnceItIsOff) {
-    lock->challenge();
-    lock->hide();
-    EXPECT_FALSE(window.covered);
-    switchOn();
-    lock->hide();
-    EXPECT_TRUE(window.covered);
-    switchOn(false);
-    EXPECT_TRUE(window.covered);
-    lock->challenge();
-    EXPECT_FALSE(window.covered);
-    EXPECT_EQ(asked(), 0U);
+    expect("activate  hide  on    hide     off      activate",
+           "open      open  open  covered  covered  open");
 }
 
 TEST_F(AppLockTest, asksAtEachActivationButOnlyOneQuestionAtATime) {
-    switchOn();
-    lock->challenge();
-    EXPECT_TRUE(window.covered); // active from the start, and still nobody has proved anything
-    EXPECT_EQ(owner.reasons, std::vector<std::string>{"unlock brisko"});
-    lock->challenge();
-    EXPECT_EQ(asked(), 1U);
-    owner.answer(false);
-    EXPECT_TRUE(window.covered);
-    lock->challenge();
-    EXPECT_EQ(asked(), 2U);
-    owner.answer(true);
-    EXPECT_FALSE(window.covered);
-    lock->hide();
-    lock->challenge();
-    EXPECT_EQ(asked(), 3U);
-    EXPECT_TRUE(window.covered);
+    // Active from the start, and still nobody has proved anything.
+    expect(
+        "on    activate  activate  no       activate  yes   hide     activate  no       activate  no",
+        "open  covered?  covered   covered  covered?  open  covered  covered?  covered  covered?  covered");
+    EXPECT_EQ(owner.reasons.front(), "unlock brisko");
     owner.available = OwnerAuthentication::Kind::none;
-    owner.answer(false);
-    lock->challenge();
-    lock->challenge();
-    EXPECT_EQ(asked(), 5U);
-    EXPECT_TRUE(window.covered);
+    expect("activate  activate", "covered?  covered?");
 }
 
 // The desktop's question is a window: it takes the keyboard, and the program is activated when it closes.
 TEST_F(AppLockTest, doesNotAskAgainWhenItsOwnQuestionGivesTheActivityBack) {
-    switchOn();
-    for (const auto proved : {true, false}) {
-        const auto before = asked();
-        lock->challenge();
-        lock->hide();
-        owner.answer(proved);
-        EXPECT_TRUE(window.covered);
-        lock->challenge();
-        EXPECT_EQ(window.covered, !proved);
-        EXPECT_EQ(asked(), before + 1);
-        // A later activation is the person's own.
-        lock->hide();
-        lock->challenge();
-        EXPECT_EQ(asked(), before + 2);
-        owner.answer(true);
-        lock->hide();
-    }
+    // The activation after that one is the person's own.
+    expect("on    activate  hide     yes      activate  hide     activate  hide     no",
+           "open  covered?  covered  covered  open      covered  covered?  covered  covered");
+    expect("activate  hide     activate  yes", "covered   covered  covered?  open");
 }
 
 TEST_F(AppLockTest, forgetsAProofThatNoActivationFollows) {
-    switchOn();
-    lock->challenge();
-    lock->hide();
-    owner.answer(true);
-    queue.advance(AppLock::returnTime);
-    lock->challenge();
-    EXPECT_TRUE(window.covered);
-    EXPECT_EQ(asked(), 2U);
     // The time of an earlier proof does not end that of a later one.
-    lock->hide();
-    owner.answer(true);
-    lock->challenge();
-    EXPECT_FALSE(window.covered);
+    expect("on    activate  hide     yes      wait     activate  hide     yes      activate",
+           "open  covered?  covered  covered  covered  covered?  covered  covered  open");
 }
 
 TEST_F(AppLockTest, whoSwitchesItOnHasProvedItAlready) {
-    lock->challenge();
-    ask("turn on the lock for brisko");
-    lock->hide();
-    owner.answer(true);
-    switchOn();
-    EXPECT_EQ(answers, std::vector{true});
-    lock->challenge();
-    EXPECT_FALSE(window.covered);
-    EXPECT_EQ(asked(), 1U);
+    expect("activate  prove  hide  yes   on    activate", "open      open?  open  open  open  open");
 }
 
 TEST_F(AppLockTest, answersEachQuestionOnceInTheirTurn) {
-    switchOn();
-    ask("turn on the lock for brisko");
-    ask("turn on the lock for brisko");
-    lock->challenge();
-    EXPECT_EQ(owner.asking(), 1U);
-    owner.answer(false);
-    EXPECT_EQ(answers, std::vector{false});
-    EXPECT_EQ(owner.asking(), 1U);
-    owner.answer(true);
-    EXPECT_EQ(answers, (std::vector{false, true}));
+    const auto first = begin(lock->prove("turn on the lock for brisko"));
+    const auto second = begin(lock->prove("turn on the lock for brisko"));
+    expect("on    activate  no", "open  covered   covered?");
+    EXPECT_TRUE(first->value == false && !second->ended());
+    expect("yes", "covered?");
+    EXPECT_EQ(second->value, true);
     EXPECT_EQ(owner.reasons.back(), "unlock brisko");
-    EXPECT_TRUE(window.covered);
     // What is asked outlives the lock's owner.
     lock.reset();
-    owner.answer(true);
-    EXPECT_FALSE(window.covered);
+    expect("yes", "open");
 }

@@ -11,105 +11,14 @@ namespace {
 /// The program ends here.
 struct Death {};
 
-/// Ends the program right before or right after one of the changes that it makes.
-class Fate {
-public:
-    explicit Fate(int steps) : steps_(steps) {}
-
-    template <class Change>
-    void around(Change change) {
-        step();
-        change();
-        step();
-    }
-
-private:
-    void step() {
-        if (steps_-- == 0)
-            throw Death();
-    }
-
-    int steps_;
-};
-
-class MortalDefaults : public UserDefaults {
-public:
-    MortalDefaults(UserDefaults& disk, Fate& fate) : disk_(disk), fate_(fate) {}
-
-    Json value(const std::string& key) const override { return disk_.value(key); }
-    bool available() const override { return disk_.available(); }
-    void set(const std::string& key, Json value) override {
-        fate_.around([&] { disk_.set(key, std::move(value)); });
-    }
-    void remove(const std::string& key) override {
-        fate_.around([&] { disk_.remove(key); });
-    }
-    void update(const std::map<std::string, Json>& changes) override {
-        fate_.around([&] { disk_.update(changes); });
-    }
-
-private:
-    UserDefaults& disk_;
-    Fate& fate_;
-};
-
-class MortalKeychain : public Keychain {
-public:
-    MortalKeychain(std::optional<std::string>& item, Fate& fate) : item_(item), fate_(fate) {}
-
-    Task<std::optional<SecretText>> read() override {
-        std::optional<SecretText> data;
-        if (item_)
-            data.emplace(std::string_view(*item_));
-        co_return data;
-    }
-    Task<> write(SecretText data) override {
-        fate_.around([&] { item_ = data.view(); });
-        co_return;
-    }
-    Task<> remove() override {
-        fate_.around([&] { item_.reset(); });
-        co_return;
-    }
-
-private:
-    std::optional<std::string>& item_;
-    Fate& fate_;
-};
-
-Task<> survive(Task<> operation, bool* died) {
-    try {
-        co_await std::move(operation);
-    } catch (const Death&) {
-        *died = true;
-    } catch (const Passcode::Failure&) {
-        co_return;
-    }
-}
-
-Task<> unlocking(Passcode* passcode, std::string code) {
-    auto task = passcode->unlock(SecretText(std::move(code)));
-    co_await std::move(task);
-}
-
-Task<> setting(Passcode* passcode) {
-    return passcode->set(SecretText(std::string("888888")), "bob", SecretText(std::string("other")));
-}
-
 struct Scenario {
     const char* name;
     std::function<void(PasscodeStore&)> before;
-    std::function<Task<>(Passcode&)> operation;
+    std::function<void(Passcode&)> operation;
     /// What may stand afterwards: the passcode and its words, or nothing.
     std::vector<std::string> shapes;
     int leastFailures; ///< after the first change; a lock-out counts as three
 };
-
-void prepare(PasscodeStore& store, int wrongTries) {
-    store.set("1234");
-    for (int count = 0; count < wrongTries; ++count)
-        store.unlock("0000");
-}
 
 int usedTries(PasscodeStore& store) {
     const auto failures = store.preference("passcode.failures");
@@ -123,7 +32,7 @@ void expectNoticed(const PasscodeStore& store) {
     if (store.shape() == "none" || !store.preference("passcode.changing").is_null())
         return;
     ASSERT_TRUE(store.keychain.item);
-    const auto record = parseJson(*store.keychain.item);
+    const auto record = store.record();
     EXPECT_EQ(store.shape(),
               std::to_string(record["digits"].get<int>()) + " " + record["username"].get<std::string>());
 }
@@ -143,24 +52,41 @@ void expectSound(PasscodeStore& store, const Scenario& scenario) {
               store.shape() == "4 ann" ? "ann: secret" : "bob: other");
 }
 
+/// Ends the program right before or right after the change of that number. Returns whether it came to that.
+bool dies(const Scenario& scenario, PasscodeStore& store, int steps) {
+    auto left = steps;
+    store.keychain.aroundChange = store.defaults.aroundChange = [&left] {
+        if (left-- == 0)
+            throw Death();
+    };
+    Passcode mortal(store.keychain, store.defaults, store.clock, deriveInOneRound);
+    scenario.operation(mortal);
+    store.keychain.aroundChange = store.defaults.aroundChange = nullptr;
+    return left < 0;
+}
+
 } // namespace
 
 TEST(PasscodeCrash, leavesASoundStoreAtWhateverStepTheProgramEnds) {
     const auto noPasscode = [](PasscodeStore&) {};
-    const auto passcode = [](PasscodeStore& store) { prepare(store, 0); };
-    const auto nearLockOut = [](PasscodeStore& store) { prepare(store, 2); };
+    const auto passcode = [](PasscodeStore& store) { store.set("1234"); };
+    const auto nearLockOut = [](PasscodeStore& store) {
+        store.expect("set   0000    0000", "done  2 left  1 left");
+    };
     const auto cutShort = [](PasscodeStore& store) {
-        prepare(store, 1);
+        store.expect("set   0000", "done  2 left");
         PasscodeStore other;
         other.set("888888", "bob", "other");
         store.keychain.item = other.keychain.item;
         store.setPreference("passcode.changing", true);
     };
-    const auto wrongTry = [](Passcode& store) { return unlocking(&store, "0000"); };
-    const auto rightTry = [](Passcode& store) { return unlocking(&store, "1234"); };
-    const auto set = [](Passcode& store) { return setting(&store); };
-    const auto clear = [](Passcode& store) { return store.clear(); };
-    const auto reconcile = [](Passcode& store) { return store.reconcile(); };
+    const auto wrongTry = [](Passcode& store) { begin(store.unlock(SecretText("0000"))); };
+    const auto rightTry = [](Passcode& store) { begin(store.unlock(SecretText("1234"))); };
+    const auto set = [](Passcode& store) {
+        begin(store.set(SecretText("888888"), "bob", SecretText("other")));
+    };
+    const auto clear = [](Passcode& store) { begin(store.clear()); };
+    const auto reconcile = [](Passcode& store) { begin(store.reconcile()); };
     const Scenario scenarios[] = {
         {"first passcode", noPasscode, set, {"none", "6 bob"}, 0},
         {"another passcode", nearLockOut, set, {"4 ann", "6 bob"}, 0},
@@ -178,12 +104,7 @@ TEST(PasscodeCrash, leavesASoundStoreAtWhateverStepTheProgramEnds) {
             SCOPED_TRACE(std::string(scenario.name) + ", step " + std::to_string(steps));
             PasscodeStore store;
             scenario.before(store);
-            Fate fate(steps);
-            MortalDefaults defaults(store.defaults, fate);
-            MortalKeychain keychain(store.keychain.item, fate);
-            Passcode mortal(keychain, defaults, store.clock);
-            died = false;
-            spawn(survive(scenario.operation(mortal), &died));
+            died = dies(scenario, store, steps);
             EXPECT_GE(usedTries(store), steps > 0 ? scenario.leastFailures : 0);
             expectSound(store, scenario);
         }
@@ -199,9 +120,8 @@ TEST(PasscodeCrash, keepsTheMarkOfAnEarlierChangeUntilSomebodyHasLookedAtTheReco
     store.defaults.values = preferences;
     store.setPreference("passcode.changing", true);
     store.keychain.refusal = Keychain::Refused("full");
-    EXPECT_EQ(store.set("2222"), "refused");
+    EXPECT_EQ(store.set("2222"), "The keychain would not store it: full");
     EXPECT_EQ(store.shape(), "4 ann");
-    EXPECT_EQ(store.unlock("1234"), "wrong, 2 left");
-    EXPECT_EQ(store.shape(), "6 bob") << "the try has looked at it";
-    EXPECT_EQ(store.unlock("888888"), "bob: other");
+    // The first try looks at it.
+    store.expect("1234    start  888888", "2 left  6 bob  bob: other");
 }

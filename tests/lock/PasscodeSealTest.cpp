@@ -1,17 +1,13 @@
 #include "lock/PasscodeSeal.h"
 
-#include "lock/Passcode.h"
 #include "lock/PasscodeRecord.h"
+#include "lock/PasscodeStore.h"
 
 #include <gtest/gtest.h>
 
 #include <numeric>
 
 namespace {
-
-SecretText secret(std::string_view text) {
-    return SecretText(text);
-}
 
 /// The bytes first, first + 1, first + 2 …
 std::string count(std::size_t size, char first) {
@@ -45,32 +41,34 @@ constexpr Known knownRecords[] = {
 } // namespace
 
 TEST(PasscodeSeal, staysShutForAnotherKeyAndForABoxThatHasBeenChangedOrCut) {
-    const auto key = secret(count(32, 1));
-    const auto box = PasscodeSeal::seal(key, count(12, 64), secret("password"));
+    const SecretText key(count(32, 1));
+    const auto box = PasscodeSeal::seal(key, count(12, 64), SecretText("password"));
     const std::string whole(box.view());
-    EXPECT_FALSE(PasscodeSeal::open(secret(count(32, 2)), box));
+    EXPECT_FALSE(PasscodeSeal::open(SecretText(count(32, 2)), box));
     for (std::size_t index = 0; index < whole.size(); ++index) {
         auto changed = whole;
         changed[index] = static_cast<char>(changed[index] ^ 1);
-        EXPECT_FALSE(PasscodeSeal::open(key, secret(changed))) << index;
-        EXPECT_FALSE(PasscodeSeal::open(key, secret(whole.substr(0, index)))) << index;
+        EXPECT_FALSE(PasscodeSeal::open(key, SecretText(std::move(changed)))) << index;
+        EXPECT_FALSE(PasscodeSeal::open(key, SecretText(whole.substr(0, index)))) << index;
     }
-    EXPECT_FALSE(PasscodeSeal::open(key, secret(whole + '\0')));
+    EXPECT_FALSE(PasscodeSeal::open(key, SecretText(whole + '\0')));
 }
 
 TEST(PasscodeSeal, agreesWithAnotherImplementationInBothDirections) {
     for (const auto& known : knownRecords) {
-        const auto record = PasscodeRecord::parse(secret(known.record));
-        ASSERT_TRUE(record) << known.record;
-        EXPECT_EQ(record->username, known.username);
-        const auto key =
-            PasscodeSeal::deriveKey(secret(known.code), record->salt.view(), Passcode::iterations);
-        const auto password = PasscodeSeal::open(key, record->sealed);
-        ASSERT_TRUE(password) << known.record;
-        EXPECT_EQ(password->view(), known.password);
+        PasscodeStore store(Passcode::deriveKey);
+        store.keychain.item = known.record;
+        EXPECT_EQ(store.unlock(known.code), std::string(known.username) + ": " + known.password);
 
-        const PasscodeRecord made = {record->digits, known.username, secret(count(16, 0)),
-                                     PasscodeSeal::seal(key, count(12, 0x20), secret(known.password))};
+        const SecretText salt(count(16, 0));
+        const auto key = Passcode::deriveKey(SecretText(known.code), salt);
+        const PasscodeRecord made = {static_cast<int>(std::strlen(known.code)), known.username, salt.copy(),
+                                     PasscodeSeal::seal(key, count(12, 0x20), SecretText(known.password))};
         EXPECT_EQ(made.text().view(), known.record);
     }
+    PasscodeStore store(Passcode::deriveKey);
+    // The order of the members does not matter, and there may be more of them.
+    store.keychain.item = R"( {"later": [{}], "sealed": "ICEiIyQlJicoKSordi7OWQYICDwZJBa/tBpc+w==",)"
+                          R"("salt": "AAECAwQFBgcICQoLDA0ODw==", "username": "ann", "digits": 8} )";
+    EXPECT_EQ(store.unlock("12345678"), "ann: ");
 }

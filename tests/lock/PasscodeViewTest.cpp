@@ -2,312 +2,235 @@
 
 #include "fakes/FakeAccount.h"
 #include "fakes/FakeLock.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
+#include "lock/PasscodeText.h"
+#include "platform/Walk.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using Step = PasscodeView::Step;
-using Texts = std::vector<std::string>;
 
+const Passcode::Shape shape{"ann", 4};
+PasscodeView::Setup setUp(std::optional<SecretText> password, const char* username = "ann") {
+    return {username, std::move(password)};
+}
+
+/// The screen, and ann in front of it, whose passcode is 1234 and whose password is "secret".
 class PasscodeViewTest : public testing::Test {
 protected:
     FakeAccount account;
     FakeClock clock;
     FakeMainQueue queue;
     FakeKeychain keychain;
-    Passcode store{keychain, account.defaults, clock};
-    Texts called;
+    Passcode store{keychain, account.defaults, clock, deriveInOneRound};
     std::shared_ptr<PasscodeView> view;
 
-    void SetUp() override { spawn(store.set(SecretText("1234"), "ann", SecretText("secret"))); }
-    static Passcode::Shape shape() { return {"ann", 4}; }
-    /// The modes that begin with the passcode that there is.
-    const std::function<PasscodeView::Mode()> openingModes[3] = {
-        [] { return PasscodeView::Unlock{shape()}; }, [] { return PasscodeView::Relock{shape()}; },
-        [] { return PasscodeView::Change{shape(), 4}; }};
-
-    void show(PasscodeView::Mode mode) {
+    void SetUp() override { seal(); }
+    void seal() {
+        spawn(store.set(SecretText("1234"), "ann", SecretText("secret")));
+        kept = "4 of ann";
+    }
+    /// Shows the screen in a mode, and returns all its texts.
+    std::string show(PasscodeView::Mode mode) {
         PasscodeView::Callbacks callbacks;
-        callbacks.onUnlocked = [this] { called.emplace_back("unlocked"); };
-        callbacks.onPassword = [this] { called.emplace_back("password"); };
-        callbacks.onDone = [this] { called.emplace_back("done"); };
-        view = PasscodeView::make(std::move(mode), std::move(callbacks), store, account.api, clock, queue);
+        callbacks.onUnlocked = [this] { happened += " -> unlocked"; };
+        callbacks.onPassword = [this] { happened += " -> sign-in"; };
+        callbacks.onDone = [this] { happened += " -> done"; };
+        view = PasscodeView::make(std::move(mode), callbacks, store, account.api, clock, queue);
+        view->changed = [this] { drawn = view ? draw() : drawn; };
         view->appeared();
-    }
-    void showSetup(std::optional<std::string> password, std::string username = "ann") {
-        PasscodeView::Setup setup;
-        setup.username = std::move(username);
-        if (password)
-            setup.password.emplace(std::string_view(*password));
-        show(std::move(setup));
-    }
-    void type(const char* text) { view->edit(SecretText(text)); }
-    std::string code() const { return std::string(view->state().code.view()); }
-    std::string message() const { return view->message().value_or(""); }
-    void pass(std::chrono::seconds time) {
-        clock.time += time;
-        view->tick();
-    }
-    void press(const std::string& label) {
+        wrong = view->state().wrong;
+        std::string text = view->title();
         for (const auto& button : view->buttons())
-            if (button.label == label && button.shown)
+            text += button.shown ? " [" + button.label + "]" : "";
+        return text + (view->note() ? " And a note." : "");
+    }
+    /// The steps are codes to type, "password …" to type and confirm one, the labels of buttons, times that
+    /// pass, and those in the table. After each is seen what the screen has drawn, and what has happened by
+    /// it.
+    void expect(const std::string& taken, const std::string& seen) {
+        walk(taken, seen, [this](const std::string& step) {
+            take(step);
+            if (view && std::exchange(wrong, view->state().wrong) != view->state().wrong)
+                happened = ", shaken" + happened;
+            const auto known = store.shape();
+            const auto keeps = known           ? std::to_string(known->digits) + " of " + known->username
+                               : keychain.item ? "a box"
+                                               : "nothing";
+            if (std::exchange(kept, keeps) != keeps)
+                happened = ", keeps " + keeps + happened;
+            return drawn + std::string(account.http.pending.size(), '>') + std::exchange(happened, "");
+        });
+    }
+
+private:
+    void take(const std::string& step) {
+        for (const auto& button : view ? view->buttons() : std::vector<PasscodeView::Button>())
+            if (button.label == step && button.shown)
                 return button.press();
-        ADD_FAILURE() << "no button " << label;
+        if (const auto known = steps.find(step); known != steps.end()) {
+            known->second();
+        } else if (step.starts_with("password")) {
+            view->typePassword(
+                SecretText(std::string_view(step).substr(std::min<std::size_t>(9, step.size()))));
+            spawn(view->checkPassword());
+        } else if (step.ends_with("ms")) {
+            const std::chrono::milliseconds time(std::stol(step));
+            clock.time += time;
+            view->tick();
+            queue.advance(time);
+        } else {
+            view->edit(SecretText(std::string_view(step)));
+        }
     }
-    Texts buttons() const {
-        Texts labels;
-        for (const auto& button : view->buttons())
-            if (button.shown)
-                labels.push_back(button.label);
-        return labels;
+    /// The message, or else the step; what is typed, with "|" where the keyboard is.
+    std::string draw() const {
+        constexpr std::array names = {"code", "password", "choose", "again"};
+        const auto& state = view->state();
+        return view->message().value_or(names.at(static_cast<std::size_t>(state.step))) + " " +
+               std::string(state.code.view()) + (state.focused ? "|" : ".") + (state.busy ? " busy" : "");
     }
+
+    std::string drawn, happened, kept;
+    bool wrong = false;
+    const std::map<std::string, std::function<void()>> steps = {
+        {"accept", [this] { account.acceptSignIn(); }},
+        {"refuse", [this] { account.http.answer(401, R"({"error":"Wrong password."})"); }},
+        {"cut", [this] { account.http.fail(TransportError(TransportError::Reason::other, "No route.")); }},
+        {"hold", [this] { keychain.hold = account.webData.hold = true; }},
+        {"release keyring", [this] { keychain.open(); }},
+        {"release page", [this] { account.webData.open(); }},
+        {"gone", [this] { keychain.unavailable = "It is locked."; }},
+        {"back", [this] { keychain.unavailable.reset(); }},
+        {"full", [this] { keychain.refusal = Keychain::Refused("Full."); }},
+        {"room", [this] { keychain.refusal.reset(); }},
+        {"damage", [this] { keychain.item = "{}"; }},
+        {"eight", [this] { view->chooseLength(8); }},
+        {"click", [this] { view->clickDots(); }},
+        {"look away", [this] { view->focus(false); }},
+        {"escape", [this] { happened += view->cancel() ? "" : ", not left"; }},
+        {"vanish", [this] { view.reset(); }},
+    };
 };
 
 } // namespace
 
 TEST_F(PasscodeViewTest, unlocksByUnsealingThePasswordAndSigningInWithIt) {
-    show(PasscodeView::Unlock{shape()});
-    EXPECT_EQ(view->title(), "Enter your passcode to sign in as ann.");
-    EXPECT_TRUE(view->state().focused);
-    type("123");
-    EXPECT_EQ(view->typed(), 3U);
-    EXPECT_TRUE(account.http.sent.empty());
-    type("1234");
-    EXPECT_TRUE(view->state().busy);
-    EXPECT_EQ(account.http.sent.back().body, R"({"password":"secret","username":"ann"})");
+    EXPECT_EQ(show(PasscodeView::Unlock{shape}),
+              "Enter your passcode to sign in as ann. [Use your password instead]");
     // What is typed while the try runs changes nothing and submits nothing.
-    type("12345");
-    type("1111");
-    EXPECT_EQ(account.http.sent.size(), 1U);
-    account.acceptSignIn();
-    EXPECT_EQ(called, Texts({"unlocked"}));
-    EXPECT_EQ(account.webData.log, Texts({"set brisko_session"}));
-    EXPECT_TRUE(store.shape());
-    EXPECT_FALSE(view->state().busy);
+    expect("123        1234             12345            1111",
+           "code 123|  code 1234| busy>  code 1234| busy>  code 1234| busy>");
+    EXPECT_EQ(account.http.sent.back().body, R"({"password":"secret","username":"ann"})");
+    expect("accept", "code 1234| -> unlocked");
+    EXPECT_EQ(account.webData.log, std::vector<std::string>{"set brisko_session"});
+
+    // What was sealed does not sign in: it goes.
+    show(PasscodeView::Unlock{shape});
+    expect("1234             cut",
+           "code 1234| busy>  No route. Sign in with your password. |, keeps nothing");
 }
 
 TEST_F(PasscodeViewTest, countsWrongTriesDownToALockOutThatEndsByItself) {
-    show(PasscodeView::Relock{shape()});
-    EXPECT_EQ(view->title(), "Locked. Enter your passcode to carry on.");
-    for (const auto* expected : {"Wrong passcode. 2 tries left.", "Wrong passcode. One more try."}) {
-        const auto shaken = view->state().wrong;
-        type("9999");
-        EXPECT_EQ(message(), expected);
-        EXPECT_EQ(code(), "");
-        EXPECT_NE(view->state().wrong, shaken);
-        EXPECT_TRUE(view->state().focused);
-        type("9");
-        EXPECT_EQ(message(), "") << "an error goes with the next edit";
-    }
-    type("9999");
-    EXPECT_EQ(message(), "Too many wrong tries. Try again in 5:00.");
-    EXPECT_FALSE(view->state().focused);
-    type("1234");
-    EXPECT_EQ(code(), "") << "the field takes nothing during a lock-out";
-    view->clickDots();
-    queue.advance(1s);
-    EXPECT_FALSE(view->state().focused);
-    pass(239s);
-    EXPECT_EQ(message(), "Too many wrong tries. Try again in 1:01.");
-
+    EXPECT_EQ(show(PasscodeView::Relock{shape}),
+              "Locked. Enter your passcode to carry on. [Sign out instead]");
+    expect("9999                                      9        9999",
+           "Wrong passcode. 2 tries left. |, shaken  code 9|  Wrong passcode. One more try. |, shaken");
+    expect("9999", "Too many wrong tries. Try again in 5:00. ., shaken");
+    expect("1234                                       click",
+           "Too many wrong tries. Try again in 5:00. .  Too many wrong tries. Try again in 5:00. .");
+    expect("239000 ms", "Too many wrong tries. Try again in 1:01. .");
     // Somebody who leaves and comes back finds the same lock-out.
-    show(PasscodeView::Relock{shape()});
-    EXPECT_EQ(message(), "Too many wrong tries. Try again in 1:01.");
-    clock.time += 60s + 800ms;
-    pass(0s);
-    EXPECT_EQ(message(), "Too many wrong tries. Try again in 0:01.");
-    pass(1s);
-    EXPECT_EQ(message(), "");
-    EXPECT_TRUE(view->state().focused);
-    type("1234");
-    EXPECT_EQ(called, Texts({"unlocked"}));
-    EXPECT_TRUE(account.http.sent.empty()) << "a relock asks no service";
-}
-
-TEST_F(PasscodeViewTest, takesTheNumbersOfEveryScriptAndNothingElse) {
-    show(PasscodeView::Relock{shape()});
-    const std::vector<std::pair<const char*, const char*>> edits = {
-        {"a1-2", "12"},
-        {"\xD9\xA1\xE0\xA5\xA8", "\xD9\xA1\xE0\xA5\xA8"}, // Arabic-Indic and Devanagari digits
-        {"\xC2\xBD\xE2\x85\xAB\xE4\xB8\x89",
-         "\xC2\xBD\xE2\x85\xAB\xE4\xB8\x89"},                        // fraction, Roman, ideograph
-        {"1\xEF\xB8\x8F\xE2\x83\xA3x", "1\xEF\xB8\x8F\xE2\x83\xA3"}, // a keycap is one character
-        {" \xE2\x80\x8B", ""}};
-    for (const auto& [typed, kept] : edits) {
-        type(typed);
-        EXPECT_EQ(code(), kept) << typed;
-    }
-    type("x1y2z3-4567");
-    EXPECT_EQ(called, Texts({"unlocked"}));
+    show(PasscodeView::Relock{shape});
+    expect("60800 ms                                   199 ms",
+           "Too many wrong tries. Try again in 0:01. .  Too many wrong tries. Try again in 0:01. .");
+    expect("1 ms    x1y2z3-4567", "code |  code 1234| -> unlocked");
 }
 
 TEST_F(PasscodeViewTest, choosesAndConfirmsAPasscodeOfTheChosenLength) {
+    EXPECT_EQ(show(setUp(SecretText("secret"))),
+              "Choose a passcode for this Mac. [Not now] [Turn the passcode off] And a note.");
     spawn(store.clear());
-    showSetup("secret");
-    EXPECT_EQ(view->title(), "Choose a passcode for this Mac.");
-    EXPECT_EQ(buttons(), Texts({"Not now"}));
-    EXPECT_TRUE(view->note());
-    type("12");
-    view->chooseLength(8);
-    EXPECT_EQ(view->expected(), 8);
-    EXPECT_EQ(code(), "");
-    type("12345678");
-    EXPECT_EQ(view->title(), "Enter it again.");
-    type("12345679");
-    EXPECT_EQ(message(), "Those did not match. Start again.");
-    EXPECT_EQ(view->state().step, Step::choose);
-    EXPECT_TRUE(view->state().first.empty());
-    type("12345678");
-    type("12345678");
-    EXPECT_EQ(called, Texts({"done"}));
-    EXPECT_EQ(store.shape(), (Passcode::Shape{"ann", 8}));
+    EXPECT_EQ(show(setUp(SecretText("secret"))), "Choose a passcode for this Mac. [Not now] And a note.");
+    expect("12         eight     12345678  12345679",
+           "choose 12|, keeps nothing  choose |  again |   Those did not match. Start again. |");
+    expect("12345678  12345678", "again |   again 12345678|, keeps 8 of ann -> done");
 }
 
 TEST_F(PasscodeViewTest, asksOnceForAPasswordThatItDoesNotKnow) {
-    showSetup(std::nullopt);
-    EXPECT_EQ(view->title(), "Your password once, so the passcode has something to unlock.");
-    spawn(view->checkPassword());
-    EXPECT_TRUE(account.http.sent.empty()) << "nothing was typed";
-    view->typePassword(SecretText("guess"));
-    spawn(view->checkPassword());
-    spawn(view->checkPassword());
-    EXPECT_EQ(account.http.sent.size(), 1U);
-    account.http.answer(401, R"({"error":"Wrong password."})");
-    EXPECT_EQ(message(), "Wrong password.");
-    EXPECT_EQ(view->state().step, Step::password);
-    view->typePassword(SecretText("secret"));
-    spawn(view->checkPassword());
-    account.http.answer(200);
-    EXPECT_EQ(view->state().step, Step::choose);
-
-    showSetup(std::nullopt, "");
-    view->typePassword(SecretText("secret"));
-    spawn(view->checkPassword());
-    EXPECT_EQ(message(), "Sign in with a username and password first.");
+    EXPECT_EQ(show(setUp(std::nullopt)),
+              "Your password once, so the passcode has something to unlock. [Not now] [Turn "
+              "the passcode off] And a note.");
+    expect("password    password guess      password more       refuse",
+           "password |  password | busy>  password | busy>  Wrong password. |");
+    expect("password secret    accept", "password | busy>  choose |");
+    EXPECT_EQ(account.http.sent.back().body, R"({"password":"secret","username":"ann"})");
+    show(setUp(std::nullopt, ""));
+    expect("password secret", "Sign in with a username and password first. |");
 }
 
 TEST_F(PasscodeViewTest, changesThePasscodeForOneOfAnotherLength) {
-    show(PasscodeView::Change{shape(), 6});
-    EXPECT_EQ(view->title(), "Enter your current passcode.");
-    EXPECT_EQ(view->expected(), 4);
-    type("1234");
+    EXPECT_EQ(show(PasscodeView::Change{shape, 6}), "Enter your current passcode. [Cancel]");
+    expect("1234", "choose |");
     EXPECT_EQ(view->title(), "Choose the new passcode.");
-    EXPECT_EQ(view->expected(), 6);
-    EXPECT_EQ(view->state().owner, "ann");
-    type("654321");
-    type("654321");
-    EXPECT_EQ(called, Texts({"done"}));
-    EXPECT_EQ(store.shape(), (Passcode::Shape{"ann", 6}));
+    expect("654321   654321", "again |  again 654321|, keeps 6 of ann -> done");
+    EXPECT_EQ(view->title(), "Enter it again.");
 }
 
-TEST_F(PasscodeViewTest, clearsTheStoreOnlyWhenTheServiceCouldNotBeSignedInToWithWhatWasSealed) {
-    show(PasscodeView::Unlock{shape()});
-    type("1234");
-    account.http.fail(TransportError(TransportError::Reason::other, "Connection refused"));
-    EXPECT_EQ(message(), "Connection refused Sign in with your password.");
-    EXPECT_FALSE(store.shape() || keychain.item);
-
-    SetUp();
-    show(PasscodeView::Unlock{shape()});
-    type("9999");
-    EXPECT_TRUE(store.shape());
-    keychain.unavailable = "No such interface";
-    type("1234");
-    EXPECT_TRUE(store.shape());
-}
-
-TEST_F(PasscodeViewTest, neitherCountsNorClearsWhenTheKeyringCannotBeAsked) {
-    keychain.unavailable = "The name is not activatable";
-    for (const auto& mode : openingModes) {
+TEST_F(PasscodeViewTest, tellsAKeyringThatCannotBeAskedFromABrokenRecordInEveryMode) {
+    const std::function<PasscodeView::Mode()> modes[] = {[] { return PasscodeView::Unlock{shape}; },
+                                                         [] { return PasscodeView::Relock{shape}; },
+                                                         [] { return PasscodeView::Change{shape, 6}; }};
+    const std::string gone = "The keyring could not be opened: It is locked. |  ";
+    for (const auto& mode : modes) {
+        seal();
         show(mode());
-        const auto shaken = view->state().wrong;
-        for (int i = 0; i < 4; ++i)
-            type("1234");
-        EXPECT_EQ(message(), "The keyring could not be opened: The name is not activatable");
-        EXPECT_EQ(code(), "");
-        EXPECT_TRUE(view->state().focused);
-        EXPECT_EQ(view->state().wrong, shaken);
-        EXPECT_TRUE(called.empty());
-        EXPECT_TRUE(store.shape());
-        EXPECT_EQ(account.defaults.value("brisko.passcode.failures"), 0);
+        expect("gone    1234  1234  1234  back", "code |  " + gone + gone + gone + gone);
+        // None of these tries was counted. Only a sign-in has another screen to go to.
+        expect("9999", "Wrong passcode. 2 tries left. |, shaken");
+        const std::string left = view->mode().index() == 0 ? " -> sign-in" : "";
+        expect("damage  1234", "Wrong passcode. 2 tries left. |  The saved passcode could not be read. Sign "
+                               "in with your password. |, keeps nothing, shaken" +
+                                   left);
     }
-    showSetup("secret");
-    type("5678");
-    type("5678");
-    EXPECT_EQ(message(), "The keyring could not be opened: The name is not activatable");
-    keychain.unavailable.reset();
-    type("5678");
-    EXPECT_EQ(called, Texts({"done"})) << "the same code once more stores it";
-}
-
-TEST_F(PasscodeViewTest, tellsABrokenRecordApartByMode) {
-    for (const auto& mode : openingModes) {
-        SetUp();
-        keychain.item = "{}";
-        show(mode());
-        type("1234");
-        EXPECT_EQ(message(), "The saved passcode could not be read. Sign in with your password.");
-        EXPECT_TRUE(view->state().focused);
-        EXPECT_EQ(called, Texts({"password"})) << "only a sign-in has another screen to go to";
-        EXPECT_FALSE(store.shape());
-    }
-}
-
-TEST_F(PasscodeViewTest, keepsTheCodeWhenTheKeyringRefusesIt) {
-    showSetup("secret");
-    keychain.refusal = Keychain::Refused("Out of space");
-    type("5678");
-    type("5678");
-    EXPECT_EQ(message(), "The keychain would not store it: Out of space");
-    EXPECT_EQ(code(), "5678");
-    EXPECT_EQ(view->state().step, Step::confirm);
-    EXPECT_EQ(store.shape(), shape()) << "the earlier passcode still stands";
+    show(setUp(SecretText("secret")));
+    expect("5678     gone     5678  full", "again |  again |  " + gone + gone);
+    // The same code once more stores it.
+    expect("back", gone);
+    expect("5678", "The keychain would not store it: Full. 5678|");
+    expect("room                                         5678",
+           "The keychain would not store it: Full. 5678|  again 5678|, keeps 4 of ann -> done");
 }
 
 TEST_F(PasscodeViewTest, leavesThroughItsButtonsOnce) {
-    showSetup("secret");
-    EXPECT_EQ(buttons(), Texts({"Not now", "Turn the passcode off"}));
-    press("Turn the passcode off");
-    EXPECT_EQ(called, Texts({"done"}));
-    EXPECT_FALSE(store.shape());
-    EXPECT_TRUE(view->cancel());
-    EXPECT_EQ(called.size(), 1U);
-
-    SetUp();
-    called.clear();
-    show(PasscodeView::Relock{shape()});
-    EXPECT_FALSE(view->cancel());
-    account.webData.hold = true;
-    press("Sign out instead");
-    EXPECT_FALSE(store.shape()) << "the passcode goes before the session has ended";
-    EXPECT_TRUE(called.empty());
-    account.webData.release();
-    EXPECT_EQ(called, Texts({"password"}));
-
-    SetUp();
-    called.clear();
-    show(PasscodeView::Unlock{shape()});
-    type("1234");
-    press("Use your password instead");
-    EXPECT_EQ(called, Texts({"password"}));
-    account.webData.hold = false;
-    account.acceptSignIn();
-    EXPECT_EQ(called, Texts({"password"})) << "a sign-in that comes too late unlocks nothing";
+    show(setUp(SecretText("secret")));
+    expect("Turn the passcode off                     escape", "choose |, keeps nothing -> done  choose |");
+    seal();
+    show(PasscodeView::Unlock{shape});
+    expect("1234               Use your password instead                      accept",
+           "code 1234| busy>  code 1234| busy>, keeps nothing -> sign-in  code 1234|");
+    seal();
+    show(PasscodeView::Relock{shape});
+    // The passcode goes before the session has ended.
+    expect("escape            hold    Sign out instead  release keyring        release page",
+           "code |, not left  code |  code |, keeps a box  code |, keeps nothing  code | -> sign-in");
 }
 
 TEST_F(PasscodeViewTest, waitsForAKeyringThatIsBeingOpenedAndSurvivesItsScreen) {
-    keychain.hold = true;
-    show(PasscodeView::Relock{shape()});
-    type("1234");
-    EXPECT_TRUE(view->state().busy);
-    type("4321");
-    EXPECT_EQ(code(), "1234") << "edits wait until the try is over";
-    view.reset();
-    keychain.hold = false;
-    keychain.release();
-    EXPECT_EQ(called, Texts({"unlocked"}));
+    show(PasscodeView::Relock{shape});
+    expect("hold    1234             4321             vanish           release keyring",
+           "code |  code 1234| busy  code 1234| busy  code 1234| busy  code 1234| busy -> unlocked");
+}
+
+TEST_F(PasscodeViewTest, takesTheKeyboardOnceMoreAMomentAfterItAppeared) {
+    show(PasscodeView::Change{shape, 6});
+    expect("look away  50 ms   click   escape          look away  50 ms",
+           "code .     code |  code |  code | -> done  code .     code .");
+}
+
+TEST(PasscodeText, keepsTheNumbersOfEveryScriptAndNothingElse) {
+    const std::pair<const char*, const char*> cases[] = {{"a1-2", "12"}, {"x1y2z3-4567", "1234"},
+                                                         {"١२", "١२"},   {"½Ⅻ三", "½Ⅻ三"},
+                                                         {"1️⃣x", "1️⃣"},    {" \u200b", ""}};
+    for (const auto& [typed, kept] : cases)
+        EXPECT_EQ(PasscodeText::numbers(typed, 4), kept) << typed;
 }

@@ -20,8 +20,8 @@ struct Real {
     KeyringDaemon daemon;
     SecretServiceKeychain keychain{"app.brisko.Test"};
 
-    void refuse() { daemon.setDiskFull(true); }
-    void allow() { daemon.setDiskFull(false); }
+    void refuse() { daemon.setDisk(0); }
+    void allow() { daemon.setDisk(RLIM_INFINITY); }
     void goAway() { daemon.kill(); }
     void comeBack() { daemon.start(); }
 };
@@ -30,14 +30,13 @@ template <class Kind>
 class KeychainContract : public testing::Test {
 protected:
     Kind kind;
-    Keychain& keychain = kind.keychain;
 
     std::string read() {
-        const auto data = MainLoop::finish(keychain.read());
+        const auto data = MainLoop::finish(kind.keychain.read());
         return data ? std::string(data->view()) : "none";
     }
-    void write(std::string_view data) { MainLoop::finish(keychain.write(SecretText(data))); }
-    void remove() { MainLoop::finish(keychain.remove()); }
+    void write(std::string_view data) { MainLoop::finish(kind.keychain.write(SecretText(data))); }
+    void remove() { MainLoop::finish(kind.keychain.remove()); }
 };
 
 using Kinds = testing::Types<Fake, Real>;
@@ -53,9 +52,6 @@ TYPED_TEST(KeychainContract, keepsOneItemUntilItIsReplacedOrRemoved) {
         EXPECT_EQ(this->read(), data);
         EXPECT_EQ(this->read(), data);
     }
-    this->kind.goAway();
-    this->kind.comeBack();
-    EXPECT_EQ(this->read(), "second");
     this->remove();
     EXPECT_EQ(this->read(), "none");
 }
@@ -69,8 +65,6 @@ TYPED_TEST(KeychainContract, keepsTheEarlierItemWhenAnotherIsRefused) {
         this->kind.allow();
         EXPECT_EQ(this->read(), standing);
     }
-    this->write("third");
-    EXPECT_EQ(this->read(), "third");
 }
 
 TYPED_TEST(KeychainContract, tellsAKeyringThatIsNotThereFromAnEmptyOne) {
@@ -81,4 +75,6 @@ TYPED_TEST(KeychainContract, tellsAKeyringThatIsNotThereFromAnEmptyOne) {
     EXPECT_THROW(this->remove(), Keychain::Unavailable);
     this->kind.comeBack();
     EXPECT_EQ(this->read(), "first");
+    this->write("third");
+    EXPECT_EQ(this->read(), "third");
 }

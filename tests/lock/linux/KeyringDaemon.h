@@ -1,10 +1,17 @@
 #pragma once
 
+#include "lock/linux/BusName.h"
 #include "platform/linux/GPtr.h"
 #include "platform/linux/TemporaryFolder.h"
 
 #include <gio/gio.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
 #include <string>
 
 /// A real keyring daemon, with a home of its own, on the session bus of this process. It keeps its keyrings
@@ -18,31 +25,83 @@ public:
 
     static constexpr auto password = "password of the login keyring";
 
-    explicit KeyringDaemon(Login login = Login::opened);
+    /// Its prompts go to the bus name of a prompter.
+    explicit KeyringDaemon(Login login = Login::opened, std::string prompter = "")
+        : login_(login), prompter_(std::move(prompter)) {
+        start();
+    }
     KeyringDaemon(const KeyringDaemon&) = delete;
     KeyringDaemon& operator=(const KeyringDaemon&) = delete;
-    ~KeyringDaemon();
+    ~KeyringDaemon() { kill(); }
 
     /// Returns once the daemon is on the bus.
-    void start();
+    void start() {
+        const auto launcher = GPtr<GSubprocessLauncher>::take(g_subprocess_launcher_new(
+            static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_SILENCE |
+                                          G_SUBPROCESS_FLAGS_STDERR_SILENCE)));
+        for (const auto* name : {"HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR", "XDG_CACHE_HOME"})
+            g_subprocess_launcher_setenv(launcher.get(), name, home_.path().c_str(), TRUE);
+        g_subprocess_launcher_unsetenv(launcher.get(), "DISPLAY");
+        if (!prompter_.empty())
+            g_subprocess_launcher_setenv(launcher.get(), "GNOME_KEYRING_TEST_PROMPTER", prompter_.c_str(),
+                                         TRUE);
+        const auto prepare = [](gpointer) {
+            // On a full disk, a write fails; it does not end the daemon.
+            std::signal(SIGXFSZ, SIG_IGN);
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+        };
+        g_subprocess_launcher_set_child_setup(launcher.get(), prepare, nullptr, nullptr);
+        GError* error = nullptr;
+        const auto* unlock = login_ == Login::opened ? "--unlock" : nullptr;
+        process_ = GPtr<GSubprocess>::take(
+            g_subprocess_launcher_spawn(launcher.get(), &error, "gnome-keyring-daemon", "--foreground",
+                                        "--components=secrets", unlock, nullptr));
+        check(error);
+        auto* input = g_subprocess_get_stdin_pipe(process_.get());
+        if (unlock)
+            g_output_stream_write_all(input, password, strlen(password), nullptr, nullptr, nullptr);
+        g_output_stream_close(input, nullptr, nullptr);
+        waitForName(G_BUS_TYPE_SESSION, name, Presence::present);
+    }
     /// Ends the daemon as a crash would (SIGKILL), and returns once it has left the bus.
-    void kill();
-    /// Leaves it on the bus without an answer to anything (SIGSTOP), and lets it go on (SIGCONT).
-    void freeze();
-    void thaw();
+    void kill() {
+        if (!process_)
+            return;
+        g_subprocess_force_exit(process_.get());
+        g_subprocess_wait(process_.get(), nullptr, nullptr);
+        process_ = {};
+        waitForName(G_BUS_TYPE_SESSION, name, Presence::absent);
+    }
+    /// Leaves it on the bus without an answer to anything (SIGSTOP), or lets it go on (SIGCONT).
+    void signal(int number) { g_subprocess_send_signal(process_.get(), number); }
     /// Locks the login keyring.
-    void lock();
-    /// From now on its disk is full, or no longer so.
-    void setDiskFull(bool full);
-    /// Has its prompts go to this bus name; takes effect with the next start.
-    void setPrompter(std::string name) { prompter_ = std::move(name); }
+    static void lock() {
+        GError* error = nullptr;
+        const auto bus = GPtr<GDBusConnection>::take(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
+        const char* collections[] = {"/org/freedesktop/secrets/collection/login", nullptr};
+        const GVariantPtr reply(g_dbus_connection_call_sync(
+            bus.get(), name, "/org/freedesktop/secrets", "org.freedesktop.Secret.Service", "Lock",
+            g_variant_new("(^ao)", collections), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
+        check(error);
+    }
+    /// From now on its disk takes so many bytes of a file.
+    void setDisk(rlim_t bytes) {
+        const rlimit size = {bytes, RLIM_INFINITY};
+        if (prlimit(std::atoi(g_subprocess_get_identifier(process_.get())), RLIMIT_FSIZE, &size, nullptr) !=
+            0)
+            throw std::runtime_error("the daemon's disk cannot be limited");
+    }
 
 private:
-    void waitForName(bool present);
-    int id() const;
+    static constexpr auto name = "org.freedesktop.secrets";
+
+    static void check(GError* error) {
+        if (error)
+            throw std::runtime_error(GErrorPtr(error)->message);
+    }
 
     Login login_;
-    TemporaryFolder home_{"keyring"};
     std::string prompter_;
+    TemporaryFolder home_{"keyring"};
     GPtr<GSubprocess> process_;
 };

@@ -1,5 +1,3 @@
-#include "fakes/FakeLock.h"
-#include "linux/FullDisk.h"
 #include "linux/MainLoop.h"
 #include "lock/PasscodeStore.h"
 #include "lock/linux/KeyringDaemon.h"
@@ -10,67 +8,56 @@
 
 namespace {
 
-class PasscodeKeyringTest : public testing::Test {
-protected:
-    KeyringDaemon daemon;
-    TemporaryFolder folder{"passcode"};
-    JsonUserDefaults defaults{folder.path() / "preferences.json"};
+/// What a start of the program makes of the keyring and of the disk.
+struct Program {
+    explicit Program(const std::filesystem::path& preferences) : defaults(preferences) {}
+
+    JsonUserDefaults defaults;
     SecretServiceKeychain keychain{"app.brisko.Test"};
     FakeClock clock;
-    Passcode passcode{keychain, defaults, clock};
-    PasscodeOperations operations{passcode, clock};
+    Passcode passcode{keychain, defaults, clock, deriveInOneRound};
 
-    static std::string end(const PasscodeOperations::Words& words) {
-        MainLoop::runUntil([&] { return words->has_value(); });
-        return **words;
+    auto set(const std::string& code) {
+        return begin(passcode.set(SecretText(code.c_str()), "ann", SecretText("secret")));
+    }
+    template <class T>
+    std::string endOf(const std::shared_ptr<Outcome<T>>& outcome) const {
+        MainLoop::runUntil([&] { return outcome->ended(); });
+        return wordsOf(outcome, clock);
     }
 };
 
 } // namespace
 
-TEST_F(PasscodeKeyringTest, keepsAPasscodeThroughTheDeathOfTheKeyringBeforeAndAfterASet) {
-    daemon.kill();
-    EXPECT_EQ(end(operations.set("1234", "ann", "secret")), "unavailable");
-    EXPECT_FALSE(passcode.shape());
-    daemon.start();
-    EXPECT_EQ(end(operations.set("1234", "ann", "secret")), "set");
-    daemon.kill();
-    EXPECT_EQ(end(operations.unlock("1234")), "unavailable");
-    EXPECT_EQ(defaults.value("brisko.passcode.failures"), 0);
-    daemon.start();
-    EXPECT_EQ(end(operations.unlock("1234")), "ann: secret");
-}
-
-TEST_F(PasscodeKeyringTest, knowsWhichPasscodeStandsWhenTheKeyringDiesDuringASet) {
+TEST(PasscodeKeyring, knowsWhichPasscodeStandsWhenKeyringAndProgramDieDuringASet) {
+    KeyringDaemon daemon;
+    const TemporaryFolder folder("passcode");
+    const auto preferences = folder.path() / "preferences.json";
     std::string standing = "1234";
-    end(operations.set(standing, "ann", "secret"));
-    // The daemon dies a few events later each time, until a passcode has been set before that.
+    {
+        Program first(preferences);
+        ASSERT_EQ(first.endOf(first.set(standing)), "done");
+    }
+    // Both die a few events later each time, until a passcode has been set before that.
     auto stored = false;
     for (int events = 1; !stored && events < 200; events += 2) {
+        SCOPED_TRACE("after " + std::to_string(events) + " events");
         const std::string next = standing == "1234" ? "88888888" : "1234";
-        const auto setting = operations.set(next, "ann", "secret");
-        for (int count = 0; count < events && !setting->has_value(); ++count)
-            g_main_context_iteration(nullptr, TRUE);
-        daemon.kill();
-        stored = end(setting) == "set";
+        {
+            Program dying(preferences);
+            const auto setting = dying.set(next);
+            for (int count = 0; count < events && !setting->ended(); ++count)
+                g_main_context_iteration(nullptr, TRUE);
+            daemon.kill();
+            stored = dying.endOf(setting) == "done";
+        }
         daemon.start();
-
-        end(operations.reconcile());
-        ASSERT_TRUE(passcode.shape());
-        const std::string found = passcode.shape()->digits == 4 ? "1234" : "88888888";
-        EXPECT_TRUE(found == next || !stored);
-        standing = found;
-        EXPECT_EQ(end(operations.unlock(standing)), "ann: secret") << events;
+        Program program(preferences);
+        MainLoop::finish(program.passcode.reconcile());
+        ASSERT_TRUE(program.passcode.shape());
+        standing = program.passcode.shape()->digits == 4 ? "1234" : "88888888";
+        EXPECT_TRUE(standing == next || !stored);
+        EXPECT_EQ(program.endOf(begin(program.passcode.unlock(SecretText(standing.c_str())))), "ann: secret");
     }
     EXPECT_TRUE(stored);
-}
-
-TEST_F(PasscodeKeyringTest, changesAndTriesNothingWhereTheDiskOfThePreferencesIsFull) {
-    EXPECT_EQ(end(operations.set("1234", "ann", "secret")), "set");
-    {
-        const FullDisk full;
-        EXPECT_EQ(end(operations.set("88888888", "bob", "other")), "error");
-        EXPECT_EQ(end(operations.unlock("1234")), "unavailable") << "a try that cannot be counted";
-    }
-    EXPECT_EQ(end(operations.unlock("1234")), "ann: secret");
 }

@@ -1,170 +1,189 @@
 #include "lock/linux/PolkitOwnerAuthentication.h"
 
+#include "linux/BusObject.h"
 #include "linux/MainLoop.h"
-#include "lock/linux/PolkitAgent.h"
+#include "lock/linux/BusName.h"
+#include "platform/linux/DBus.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
-
-#include <memory>
+#include <unistd.h>
 
 /// Against the machine's own polkit and PAM, as `with-polkit` runs them.
 namespace {
 
 using namespace std::chrono_literals;
 using Kind = OwnerAuthentication::Kind;
-using Person = PolkitAgent::Person;
 
 constexpr auto polkit = "org.freedesktop.PolicyKit1";
 
-/// Waits until the name has an owner, and returns the process behind it.
-pid_t processOf(const char* name) {
-    const auto bus = GPtr<GDBusConnection>::take(g_bus_get_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
-    g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+GPtr<GDBusConnection> connectToSystemBus() {
+    const GText address(g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
+    return BusObject::connectTo(address.get());
+}
+
+/// Waits until polkit is on the bus, and returns its process.
+pid_t polkitProcess() {
+    waitForName(G_BUS_TYPE_SYSTEM, polkit, Presence::present);
+    const DBus::Method find{"org.freedesktop.DBus", "/", "org.freedesktop.DBus",
+                            "GetConnectionUnixProcessID"};
+    const auto found =
+        MainLoop::finish(DBus::call(connectToSystemBus(), find, DBus::own(g_variant_new("(s)", polkit)), {}));
     guint32 process = 0;
-    MainLoop::runUntil([&] {
-        const GVariantPtr answer(g_dbus_connection_call_sync(
-            bus.get(), "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetConnectionUnixProcessID",
-            g_variant_new("(s)", name), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
-        if (answer)
-            g_variant_get(answer.get(), "(u)", &process);
-        else
-            g_main_context_wakeup(nullptr);
-        return process != 0;
-    });
+    g_variant_get(found.value.get(), "(u)", &process);
     return static_cast<pid_t>(process);
 }
+
+enum class Person { knowsPassword, guesses, dismisses, thinks };
+
+/// The desktop's part of polkit with a person in front of it, for this process alone: it hands the password
+/// to the machine's own helper, which asks PAM.
+class Agent {
+public:
+    std::vector<std::string> shown; ///< to the person: the action and the message of each question
+    int cancelled = 0;              ///< questions that polkit has taken back
+
+    /// Returns once polkit knows of it; polkit forgets it when it leaves the bus.
+    explicit Agent(Person person) : person_(person) {
+        const DBus::Method enlist{polkit, "/org/freedesktop/PolicyKit1/Authority",
+                                  "org.freedesktop.PolicyKit1.Authority", "RegisterAuthenticationAgent"};
+        // polkit looks the start of the process up by itself when it is given as 0.
+        auto* self = g_variant_new_parsed(
+            "(('unix-process', {'pid': <%u>, 'start-time': <uint64 0>}), 'C', '/agent')", getpid());
+        const auto enlisted = MainLoop::finish(
+            DBus::call(GPtr<GDBusConnection>::share(object_.bus()), enlist, DBus::own(self), {}));
+        EXPECT_FALSE(enlisted.error) << enlisted.error->message;
+    }
+
+private:
+    static constexpr auto description = R"xml(<node name="/agent">
+        <interface name="org.freedesktop.PolicyKit1.AuthenticationAgent"><method name="BeginAuthentication">
+        <arg type="s" direction="in"/><arg type="s" direction="in"/><arg type="s" direction="in"/>
+        <arg type="a{ss}" direction="in"/><arg type="s" direction="in"/><arg type="a(sa{sv})" direction="in"/></method>
+        <method name="CancelAuthentication"><arg type="s" direction="in"/></method></interface></node>)xml";
+
+    void hear(BusCall call) {
+        if (call.member == "CancelAuthentication") {
+            cancelled += 1;
+            call.answer();
+            for (auto& question : std::exchange(open_, {}))
+                question.answer();
+            return;
+        }
+        const char *action = nullptr, *message = nullptr, *cookie = nullptr;
+        g_variant_get(call.arguments, "(&s&ss@a{ss}&s@a(sa{sv}))", &action, &message, nullptr, nullptr,
+                      &cookie, nullptr);
+        shown.push_back(std::string(action) + ": " + message);
+        if (person_ == Person::thinks) {
+            open_.push_back(std::move(call));
+        } else if (person_ == Person::dismisses) {
+            call.refuse("org.freedesktop.PolicyKit1.Error.Cancelled");
+        } else {
+            tryPassword(cookie, person_ == Person::knowsPassword ? "analytical engine" : "difference engine");
+            call.answer();
+        }
+    }
+    /// polkit answers the helper from a process of its own, so this one may wait.
+    static void tryPassword(const std::string& cookie, const std::string& password) {
+        const auto helper = GPtr<GSubprocess>::take(g_subprocess_new(
+            static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_SILENCE),
+            nullptr, "/usr/lib/polkit-1/polkit-agent-helper-1", "ada", nullptr));
+        const auto typed = cookie + "\n" + password + "\n";
+        ASSERT_TRUE(
+            g_subprocess_communicate_utf8(helper.get(), typed.c_str(), nullptr, nullptr, nullptr, nullptr));
+    }
+
+    Person person_;
+    std::vector<BusCall> open_;
+    BusObject object_{connectToSystemBus(), "", description, [this](BusCall call) { hear(std::move(call)); }};
+};
 
 class PolkitOwnerAuthenticationTest : public testing::Test {
 protected:
     SystemBus bus;
     PolkitOwnerAuthentication owner{bus, 200ms};
-    pid_t daemon = processOf(polkit);
+    pid_t daemon = polkitProcess();
 
-    bool ask() { return MainLoop::finish(owner.authenticate("unlock brisko")); }
+    bool prove() { return MainLoop::finish(owner.authenticate("unlock brisko")); }
     Kind kind() { return MainLoop::finish(owner.kind()); }
-};
-
-/// fprintd as far as it is asked, with the fingers of one person.
-class Fprintd {
-public:
-    explicit Fprintd(std::vector<const char*> fingers) : fingers_(std::move(fingers)) {
-        const GText address(g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, nullptr));
-        bus_ = GPtr<GDBusConnection>::take(g_dbus_connection_new_for_address_sync(
-            address.get(),
-            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-            nullptr, nullptr, nullptr));
-        serve("/net/reactivated/Fprint/Manager", R"(<node><interface name="net.reactivated.Fprint.Manager">
-            <method name="GetDefaultDevice"><arg type="o" direction="out"/></method></interface></node>)");
-        serve("/device/0", R"(<node><interface name="net.reactivated.Fprint.Device">
-            <method name="ListEnrolledFingers"><arg type="s" direction="in"/><arg type="as" direction="out"/>
-            </method></interface></node>)");
-        const GVariantPtr owned(
-            g_dbus_connection_call_sync(bus_.get(), "org.freedesktop.DBus", "/", "org.freedesktop.DBus",
-                                        "RequestName", g_variant_new("(su)", "net.reactivated.Fprint", 0),
-                                        nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+    /// Returns once the question is on the screen.
+    std::shared_ptr<Outcome<bool>> startAsking(const Agent& agent) {
+        auto answer = begin(owner.authenticate("unlock brisko"));
+        MainLoop::runUntil([&] { return agent.shown.size() == 1; });
+        EXPECT_FALSE(answer->ended());
+        return answer;
     }
-    Fprintd(const Fprintd&) = delete;
-    Fprintd& operator=(const Fprintd&) = delete;
-    ~Fprintd() { g_dbus_connection_close_sync(bus_.get(), nullptr, nullptr); }
-
-private:
-    void serve(const char* path, const char* description) {
-        auto* const interfaces = g_dbus_node_info_new_for_xml(description, nullptr);
-        const GDBusInterfaceVTable methods = {called, nullptr, nullptr, {}};
-        g_dbus_connection_register_object(bus_.get(), path, interfaces->interfaces[0], &methods, this,
-                                          nullptr, nullptr);
-        g_dbus_node_info_unref(interfaces);
-    }
-    static void called(GDBusConnection*, const char*, const char*, const char*, const char* method, GVariant*,
-                       GDBusMethodInvocation* call, gpointer data) {
-        const auto& fingers = static_cast<Fprintd*>(data)->fingers_;
-        if (std::string(method) == "GetDefaultDevice")
-            g_dbus_method_invocation_return_value(call, g_variant_new("(o)", "/device/0"));
-        else if (fingers.empty())
-            g_dbus_method_invocation_return_dbus_error(call, "net.reactivated.Fprint.Error.NoEnrolledPrints",
-                                                       "no finger");
-        else
-            g_dbus_method_invocation_return_value(
-                call, g_variant_new("(@as)",
-                                    g_variant_new_strv(fingers.data(), static_cast<gssize>(fingers.size()))));
-    }
-
-    std::vector<const char*> fingers_;
-    GPtr<GDBusConnection> bus_;
 };
 
 } // namespace
 
 TEST_F(PolkitOwnerAuthenticationTest, believesNobodyButTheOwnerWithTheirOwnPassword) {
-    for (const auto& [person, proved] :
-         {std::pair(Person::knowsPassword, true), {Person::guesses, false}, {Person::dismisses, false}}) {
-        const PolkitAgent agent(person);
-        EXPECT_EQ(ask(), proved);
-        EXPECT_EQ(agent.actions, std::vector<std::string>{"app.brisko.Brisko.unlock"});
-        EXPECT_EQ(
-            agent.messages,
-            std::vector<std::string>{"Authentication is required to unlock brisko or to switch its lock on"});
+    // Nothing is retained: whoever comes next is asked again.
+    for (const auto person : {Person::knowsPassword, Person::guesses, Person::dismisses}) {
+        const Agent agent(person);
+        EXPECT_EQ(prove(), person == Person::knowsPassword);
+        EXPECT_EQ(agent.shown,
+                  std::vector<std::string>{"app.brisko.Brisko.unlock: Authentication is required to unlock "
+                                           "brisko or to switch its lock on"});
         EXPECT_EQ(kind(), Kind::password);
     }
-    // Nothing is retained: whoever comes next is asked again.
-    const PolkitAgent agent(Person::dismisses);
-    EXPECT_FALSE(ask());
 }
 
 TEST_F(PolkitOwnerAuthenticationTest, cannotAskWithoutAnAgentAndLooksAgainAtTheNextQuestion) {
     EXPECT_EQ(kind(), Kind::password);
-    EXPECT_FALSE(ask());
+    EXPECT_FALSE(prove());
     EXPECT_EQ(kind(), Kind::none);
-    const PolkitAgent agent(Person::knowsPassword);
-    EXPECT_TRUE(ask());
+    const Agent agent(Person::dismisses);
+    EXPECT_FALSE(prove());
     EXPECT_EQ(kind(), Kind::password);
 }
 
 TEST_F(PolkitOwnerAuthenticationTest, knowsAFingerThatIsEnrolled) {
-    {
-        const Fprintd fprintd({});
-        EXPECT_EQ(kind(), Kind::password);
-    }
-    const Fprintd fprintd({"right-index-finger"});
+    std::vector<const char*> fingers;
+    const BusObject fprintd(connectToSystemBus(), "net.reactivated.Fprint", R"(<node>
+        <node name="/net/reactivated/Fprint/Manager"><interface name="net.reactivated.Fprint.Manager">
+        <method name="GetDefaultDevice"><arg type="o" direction="out"/></method></interface></node>
+        <node name="/device/0"><interface name="net.reactivated.Fprint.Device">
+        <method name="ListEnrolledFingers"><arg type="s" direction="in"/><arg type="as" direction="out"/>
+        </method></interface></node></node>)",
+                            [&](BusCall call) {
+                                if (call.member == "GetDefaultDevice")
+                                    call.answer(g_variant_new("(o)", "/device/0"));
+                                else if (fingers.empty())
+                                    call.refuse("net.reactivated.Fprint.Error.NoEnrolledPrints");
+                                else
+                                    call.answer(
+                                        g_variant_new("(@as)", g_variant_new_strv(fingers.data(), 1)));
+                            });
+    EXPECT_EQ(kind(), Kind::password);
+    fingers.push_back("right-index-finger");
     EXPECT_EQ(kind(), Kind::finger);
 }
 
 TEST_F(PolkitOwnerAuthenticationTest, takesTheQuestionsBackAtTheEndAndAsksNoMore) {
-    PolkitAgent agent(Person::thinks);
-    const auto first = begin(owner.authenticate("unlock brisko"));
-    MainLoop::runUntil([&] { return agent.messages.size() == 1; });
-    EXPECT_FALSE(first->ended());
+    const Agent agent(Person::thinks);
+    const auto first = startAsking(agent);
     owner.cancelAll();
     EXPECT_EQ(first->value, false);
     MainLoop::runUntil([&] { return agent.cancelled == 1; });
-    EXPECT_FALSE(ask());
-    EXPECT_EQ(agent.messages.size(), 1U);
+    EXPECT_FALSE(prove());
+    EXPECT_EQ(agent.shown.size(), 1U);
 }
 
 TEST_F(PolkitOwnerAuthenticationTest, doesNotWaitForAPolkitThatHasStoppedOrDied) {
-    {
-        PolkitAgent agent(Person::thinks);
-        const auto answer = begin(owner.authenticate("unlock brisko"));
-        MainLoop::runUntil([&] { return agent.messages.size() == 1; });
-        kill(daemon, SIGSTOP);
+    for (const auto signal : {SIGSTOP, SIGKILL}) {
+        const Agent agent(Person::thinks);
+        const auto answer = startAsking(agent);
+        kill(daemon, signal);
         EXPECT_FALSE(MainLoop::finish(answer));
         kill(daemon, SIGCONT);
-        // Once it goes on, it takes the question off the screen.
-        MainLoop::runUntil([&] { return agent.cancelled == 1; });
-    }
-    {
-        PolkitAgent agent(Person::thinks);
-        const auto answer = begin(owner.authenticate("unlock brisko"));
-        MainLoop::runUntil([&] { return agent.messages.size() == 1; });
-        kill(daemon, SIGKILL);
-        EXPECT_FALSE(MainLoop::finish(answer));
+        // Once one that has stopped goes on, it takes the question off the screen.
+        MainLoop::runUntil([&] { return signal == SIGKILL || agent.cancelled == 1; });
     }
     // A new one comes.
-    processOf(polkit);
-    const PolkitAgent agent(Person::knowsPassword);
-    EXPECT_TRUE(ask());
+    polkitProcess();
+    const Agent agent(Person::knowsPassword);
+    EXPECT_TRUE(prove());
 }
 
 TEST(PolkitOwnerAuthentication, isOfNoUseWithoutPolkitOrWithoutABus) {

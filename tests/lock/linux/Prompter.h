@@ -1,5 +1,7 @@
 #pragma once
 
+#include "linux/MainLoop.h"
+
 #include <dlfcn.h>
 #include <glib.h>
 
@@ -24,15 +26,21 @@ public:
     const std::string& name() const { return name_; }
 
     void typePassword(const char* password) {
-        call<void (*)(const char*, const char*, ...)>("gcr_mock_prompter_expect_password_ok")(password,
-                                                                                              nullptr);
+        using Expect = void (*)(const char*, const char*, ...);
+        call<Expect>("gcr_mock_prompter_expect_password_ok")(password, nullptr);
     }
     void dismiss() { call<void (*)()>("gcr_mock_prompter_expect_close")(); }
-    /// How long it takes over an answer.
+    /// From now on the person answers after so long.
     void setDelay(guint milliseconds) {
         call<void (*)(guint)>("gcr_mock_prompter_set_delay_msec")(milliseconds);
     }
-    bool isPrompting() { return call<gboolean (*)()>("gcr_mock_prompter_is_prompting")() != FALSE; }
+    void waitUntilPrompting() {
+        // The prompter has a thread of its own and wakes nobody.
+        const auto waking = g_timeout_add(1, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+        MainLoop::runUntil(
+            [this] { return call<gboolean (*)()>("gcr_mock_prompter_is_prompting")() != FALSE; });
+        g_source_remove(waking);
+    }
 
 private:
     template <class Function>

@@ -3,144 +3,140 @@
 #include "linux/MainLoop.h"
 #include "lock/linux/KeyringDaemon.h"
 #include "lock/linux/Prompter.h"
-#include "platform/linux/GAsync.h"
 
 #include <gtest/gtest.h>
 #include <libsecret/secret.h>
-
-#include <chrono>
 
 using namespace std::chrono_literals;
 
 namespace {
 
 constexpr auto service = "app.brisko.Test";
+constexpr auto locked = "The keyring could not be opened: It is locked.";
 
-class SecretServiceKeychainTest : public testing::Test {
-protected:
-    std::string read(Keychain& keychain) {
-        const auto data = MainLoop::finish(keychain.read());
-        return data ? std::string(data->view()) : "none";
+/// A session bus that starts no service by itself, and a home: none of the person's own.
+class PrivateSession : public testing::Environment {
+public:
+    void SetUp() override {
+        for (const auto* name :
+             {"HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR", "XDG_CACHE_HOME", "XDG_CONFIG_HOME"})
+            setenv(name, home_.path().c_str(), 1);
+        g_test_dbus_up(bus_.get());
     }
-    void write(Keychain& keychain, std::string_view data) {
-        MainLoop::finish(keychain.write(SecretText(data)));
-    }
-    /// What a person reads; "" when nothing fails.
-    template <class Operation>
-    static std::string failureOf(Operation operation) {
-        try {
-            MainLoop::finish(std::move(operation));
-        } catch (const Keychain::Unavailable& failure) {
-            return failure.what();
-        }
-        return "";
-    }
+    void TearDown() override { g_test_dbus_down(bus_.get()); }
+
+private:
+    TemporaryFolder home_{"keyring-session"};
+    GPtr<GTestDBus> bus_ = GPtr<GTestDBus>::take(g_test_dbus_new(G_TEST_DBUS_NONE));
 };
+const auto* const session = testing::AddGlobalTestEnvironment(std::make_unique<PrivateSession>().release());
+
+/// The data that was read, "none", or what a person reads of the failure.
+std::string endOf(const std::shared_ptr<Outcome<std::optional<SecretText>>>& reading) {
+    MainLoop::runUntil([&] { return reading->ended(); });
+    if (reading->failure)
+        return reading->message();
+    return *reading->value ? std::string((*reading->value)->view()) : "none";
+}
+std::string read(Keychain& keychain) {
+    return endOf(begin(keychain.read()));
+}
+/// What a person reads of the failure; "" when there is none.
+std::string endOf(const std::shared_ptr<Outcome<Done>>& operation) {
+    MainLoop::runUntil([&] { return operation->ended(); });
+    return operation->message();
+}
+std::string write(Keychain& keychain, const char* data) {
+    return endOf(begin(keychain.write(SecretText(data))));
+}
+std::string remove(Keychain& keychain) {
+    return endOf(begin(keychain.remove()));
+}
+
+/// The labels and attributes of the items as another program sees them.
+std::string items() {
+    const std::unique_ptr<SecretSchema, void (*)(SecretSchema*)> any(
+        secret_schema_new("any", SECRET_SCHEMA_DONT_MATCH_NAME, "account", SECRET_SCHEMA_ATTRIBUTE_STRING,
+                          nullptr),
+        secret_schema_unref);
+    auto* found = secret_password_search_sync(any.get(), SECRET_SEARCH_ALL, nullptr, nullptr, "account",
+                                              "passcode", nullptr);
+    std::string text;
+    for (auto* link = found; link; link = link->next) {
+        auto* item = SECRET_RETRIEVABLE(link->data);
+        const GText label(secret_retrievable_get_label(item));
+        auto* attributes = secret_retrievable_get_attributes(item);
+        text += std::string(label.get()) + " of " +
+                static_cast<const char*>(g_hash_table_lookup(attributes, "service"));
+        g_hash_table_unref(attributes);
+    }
+    g_list_free_full(found, g_object_unref);
+    // The library would go on with the service that it has found first.
+    secret_service_disconnect();
+    return text;
+}
 
 /// With a person in front of the desktop, and the item "first" in a locked keyring.
-class LockedKeyringTest : public SecretServiceKeychainTest {
+class LockedKeyring : public testing::Test {
 protected:
     Prompter prompter;
-    KeyringDaemon daemon;
+    KeyringDaemon daemon{KeyringDaemon::Login::opened, prompter.name()};
     SecretServiceKeychain keychain{service};
 
     void SetUp() override {
-        daemon.kill();
-        daemon.setPrompter(prompter.name());
-        daemon.start();
         write(keychain, "first");
-        daemon.lock();
+        KeyringDaemon::lock();
     }
     /// Returns once the prompt is open. The person takes longer over it than the test.
     std::shared_ptr<Outcome<std::optional<SecretText>>> startAsking(Keychain& asking) {
         prompter.setDelay(600'000);
         prompter.dismiss();
         auto reading = begin(asking.read());
-        // The prompter has a thread of its own and wakes nobody.
-        const auto waking = g_timeout_add(1, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
-        MainLoop::runUntil([&] { return prompter.isPrompting(); });
-        g_source_remove(waking);
+        prompter.waitUntilPrompting();
         return reading;
     }
 };
 
-/// The attributes and the label as another program sees them.
-Task<std::string> describeItems() {
-    auto* any = secret_schema_new("any", SECRET_SCHEMA_DONT_MATCH_NAME, "account",
-                                  SECRET_SCHEMA_ATTRIBUTE_STRING, nullptr);
-    GAsync searching;
-    secret_password_search(any, SECRET_SEARCH_ALL, nullptr, GAsync::ready, &searching, "account", "passcode",
-                           nullptr);
-    const auto result = co_await searching.settlement();
-    auto* found = secret_password_search_finish(result.get(), nullptr);
-    secret_schema_unref(any);
-    std::string text;
-    for (auto* link = found; link; link = link->next) {
-        auto* retrievable = SECRET_RETRIEVABLE(link->data);
-        auto* attributes = secret_retrievable_get_attributes(retrievable);
-        const GText label(secret_retrievable_get_label(retrievable));
-        text += std::string(label.get()) + ": " +
-                static_cast<const char*>(g_hash_table_lookup(attributes, "service")) + ", " +
-                static_cast<const char*>(g_hash_table_lookup(attributes, "account")) + "\n";
-        g_hash_table_unref(attributes);
-    }
-    g_list_free_full(found, g_object_unref);
-    // libsecret would go on with the service that it has found first.
-    secret_service_disconnect();
-    co_return text;
-}
-
 } // namespace
 
-TEST_F(SecretServiceKeychainTest, isFoundUnderItsAttributesByOtherProgramsAndKeptApartFromOtherProfiles) {
+TEST(SecretServiceKeychain, isFoundUnderItsAttributesByOtherProgramsAndKeptApartFromOtherProfiles) {
     const KeyringDaemon daemon;
-    SecretServiceKeychain keychain(service);
-    SecretServiceKeychain other("app.brisko.Other");
+    SecretServiceKeychain keychain(service), other("app.brisko.Other");
     write(keychain, "first");
     write(keychain, "second");
-    EXPECT_EQ(MainLoop::finish(describeItems()), "brisko passcode: app.brisko.Test, passcode\n");
+    EXPECT_EQ(items(), "brisko passcode of app.brisko.Test");
     EXPECT_EQ(read(other), "none");
     write(other, "another");
-    MainLoop::finish(keychain.remove());
+    remove(keychain);
     EXPECT_EQ(read(keychain), "none");
     EXPECT_EQ(read(other), "another");
 }
 
-TEST_F(SecretServiceKeychainTest, saysInPlainWordsThatThereIsNoService) {
+TEST(SecretServiceKeychain, tellsAPersonWithoutAKeyringFromAMachineWithoutAService) {
     SecretServiceKeychain keychain(service);
-    EXPECT_EQ(failureOf(keychain.read()),
-              "The keyring could not be opened: The name org.freedesktop.secrets was not "
-              "provided by any .service files");
-}
-
-TEST_F(SecretServiceKeychainTest, findsNothingWhereThePersonHasNoKeyringYet) {
+    EXPECT_EQ(read(keychain),
+              "The keyring could not be opened: The name org.freedesktop.secrets was not provided by any "
+              ".service files");
     const KeyringDaemon daemon(KeyringDaemon::Login::none);
-    SecretServiceKeychain keychain(service);
     EXPECT_EQ(read(keychain), "none");
-    EXPECT_EQ(failureOf(keychain.remove()), "");
+    EXPECT_EQ(remove(keychain), "");
 }
 
-TEST_F(SecretServiceKeychainTest, givesUpOnAServiceThatDoesNotAnswer) {
+TEST(SecretServiceKeychain, givesUpOnAServiceThatDoesNotAnswer) {
     KeyringDaemon daemon;
-    SecretServiceKeychain keychain(service, 50ms);
-    write(keychain, "first");
-    daemon.freeze();
-    for (auto* operation : {"read", "write", "remove"}) {
-        const auto what = std::string(operation);
-        const auto failure = what == "read"    ? failureOf(keychain.read())
-                             : what == "write" ? failureOf(keychain.write(SecretText(std::string("x"))))
-                                               : failureOf(keychain.remove());
-        EXPECT_EQ(failure, "The keyring could not be opened: The keyring does not answer.") << what;
-    }
-    daemon.thaw();
-    SecretServiceKeychain patient(service);
+    SecretServiceKeychain patient(service), impatient(service, 50ms);
+    write(patient, "first");
+    daemon.signal(SIGSTOP);
+    for (const auto& end : {read(impatient), write(impatient, "second"), remove(impatient)})
+        EXPECT_EQ(end, "The keyring could not be opened: The keyring does not answer.");
+    daemon.signal(SIGCONT);
     EXPECT_EQ(read(patient), "first");
 }
 
-TEST_F(SecretServiceKeychainTest, endsWhatIsOpenWhenItGoes) {
+TEST(SecretServiceKeychain, endsWhatIsOpenWhenItGoes) {
     KeyringDaemon daemon;
     auto keychain = std::make_unique<SecretServiceKeychain>(service);
-    daemon.freeze();
+    daemon.signal(SIGSTOP);
     const auto reading = begin(keychain->read());
     EXPECT_FALSE(reading->ended());
     keychain.reset();
@@ -148,71 +144,42 @@ TEST_F(SecretServiceKeychainTest, endsWhatIsOpenWhenItGoes) {
     EXPECT_THROW(reading->take(), Keychain::Unavailable);
 }
 
-TEST_F(SecretServiceKeychainTest, losesNoItemWhenTheServiceDiesWhileItStoresAnother) {
-    KeyringDaemon daemon;
-    SecretServiceKeychain keychain(service);
-    std::string standing = "0";
-    write(keychain, standing);
-    // The daemon dies a few events later each time, until a write has ended before that.
-    int completed = 0;
-    for (int events = 0; completed < 3 && events < 200; ++events) {
-        const auto next = std::to_string(events + 1);
-        const auto writing = begin(keychain.write(SecretText(std::string_view(next))));
-        for (int count = 0; count < events && !writing->ended(); ++count)
-            g_main_context_iteration(nullptr, TRUE);
-        completed += writing->ended() ? 1 : 0;
-        daemon.kill();
-        const auto stored = failureOf(writing).empty();
-        daemon.start();
-        const auto found = read(keychain);
-        EXPECT_TRUE(found == next || (!stored && found == standing)) << found << " after " << events;
-        standing = found;
-    }
-    EXPECT_EQ(completed, 3);
-}
-
-TEST_F(LockedKeyringTest, isUnavailableWhenThePersonDismissesThePrompt) {
+TEST_F(LockedKeyring, isUnavailableWhenThePersonDismissesThePromptAndOpensWithThePassword) {
     prompter.dismiss();
-    EXPECT_EQ(failureOf(keychain.read()), "The keyring could not be opened: It is locked.");
+    EXPECT_EQ(read(keychain), locked);
     prompter.dismiss();
-    EXPECT_EQ(failureOf(keychain.write(SecretText(std::string("second")))),
-              "The keyring could not be opened: It is locked.");
-    EXPECT_EQ(failureOf(keychain.remove()), "The keyring could not be opened: It is locked.")
-        << "nobody is asked";
+    EXPECT_EQ(write(keychain, "second"), locked);
+    EXPECT_EQ(remove(keychain), locked) << "nobody is asked";
     prompter.typePassword(KeyringDaemon::password);
     EXPECT_EQ(read(keychain), "first");
+    for (const auto* name : {service, "app.brisko.Other"}) {
+        KeyringDaemon::lock();
+        prompter.typePassword(KeyringDaemon::password);
+        SecretServiceKeychain writing(name);
+        EXPECT_EQ(write(writing, "second"), "");
+        EXPECT_EQ(read(writing), "second");
+        EXPECT_EQ(items(), std::string("brisko passcode of ") + name);
+        remove(writing);
+    }
 }
 
-TEST_F(LockedKeyringTest, opensForWritingToo) {
-    prompter.typePassword(KeyringDaemon::password);
-    write(keychain, "second");
-    EXPECT_EQ(read(keychain), "second");
-    EXPECT_EQ(MainLoop::finish(describeItems()), "brisko passcode: app.brisko.Test, passcode\n");
-    daemon.lock();
-    prompter.typePassword(KeyringDaemon::password);
-    SecretServiceKeychain other("app.brisko.Other");
-    write(other, "third");
-    EXPECT_EQ(read(other), "third");
-}
-
-TEST_F(LockedKeyringTest, waitsForThePersonLongerThanForTheService) {
-    prompter.setDelay(1500);
-    prompter.typePassword(KeyringDaemon::password);
-    SecretServiceKeychain impatient(service, 500ms);
-    EXPECT_EQ(read(impatient), "first");
-}
-
-TEST_F(LockedKeyringTest, takesThePromptAwayWhenItGoes) {
-    auto leaving = std::make_unique<SecretServiceKeychain>(service);
-    const auto reading = startAsking(*leaving);
+TEST_F(LockedKeyring, waitsForThePersonLongerThanForTheServiceAndTakesThePromptAwayWhenItGoes) {
+    constexpr auto patience = 2s;
+    auto impatient = std::make_unique<SecretServiceKeychain>(service, patience);
+    const auto reading = startAsking(*impatient);
+    auto passed = false;
+    const auto pass = [](gpointer flag) -> gboolean { return *static_cast<bool*>(flag) = true; };
+    const auto clock = g_timeout_add_full(G_PRIORITY_LOW + 1, 2000, pass, &passed, nullptr);
+    MainLoop::runUntil([&] { return passed; });
+    g_source_remove(clock);
     EXPECT_FALSE(reading->ended());
-    leaving.reset();
+    impatient.reset();
     ASSERT_TRUE(reading->ended());
     EXPECT_THROW(reading->take(), Keychain::Unavailable);
 }
 
-TEST_F(LockedKeyringTest, isUnavailableWhenTheServiceDiesWhileThePersonIsAsked) {
+TEST_F(LockedKeyring, isUnavailableWhenTheServiceDiesWhileThePersonIsAsked) {
     const auto reading = startAsking(keychain);
     daemon.kill();
-    EXPECT_EQ(failureOf(reading), "The keyring could not be opened: It is locked.");
+    EXPECT_EQ(endOf(reading), locked);
 }
