@@ -1,5 +1,6 @@
 #include "account/AuthView.h"
 
+#include "Scenario.h"
 #include "fakes/FakeAccount.h"
 
 #include <gtest/gtest.h>
@@ -8,362 +9,248 @@ namespace {
 
 using Mode = AuthView::Mode;
 using Field = AuthView::Field;
-using Names = std::vector<std::optional<std::string>>;
+using Reason = TransportError::Reason;
 
+// In the order of the enumerations.
+constexpr const char* modes[] = {"in", "up", "forgot"};
+constexpr const char* fields[] = {"name", "password", "email", "answer"};
+
+/// A person at the sign-in screen, and the service behind it.
 class AuthViewTest : public testing::Test {
 protected:
-    FakeAccount account;
-    Names signedIn; ///< what each successful sign-in reported
-    std::shared_ptr<AuthView> view = makeView(account);
-    std::string drawn = describe();
+    std::optional<FakeAccount> account{std::in_place};
+    std::string reports; ///< of successful sign-ins, with the password in quotes
+    std::shared_ptr<AuthView> view;
+    Scenario::Sight drawn; ///< when the view last said that it has changed
+    Scenario story{[this] { return sight(); }, deeds()};
 
-    std::shared_ptr<AuthView> makeView(FakeAccount& from) {
-        auto made = AuthView::make(
-            from.api, from.remembered, from.workspace,
-            [this, &from](const std::optional<SecretText>& password) {
-                EXPECT_EQ(from.webData.cookies, from.jar.cookies) << "reported before the hand-over";
-                signedIn.push_back(password ? std::optional(std::string(password->view())) : std::nullopt);
-            });
-        made->changed = [this] { drawn = view ? describe() : drawn; };
-        return made;
+    void SetUp() override { start(); }
+    void TearDown() override { EXPECT_TRUE(account->http.pending.empty()) << "a request was left open"; }
+
+    void start() {
+        const auto onSignedIn = [this](const std::optional<SecretText>& password) {
+            EXPECT_EQ(account->webData.cookies, account->jar.cookies) << "told too early";
+            reports += password ? "'" + std::string(password->view()) + "'" : "none";
+        };
+        view = AuthView::make(account->api, account->remembered, account->workspace, onSignedIn);
+        view->changed = [this] { drawn = drawnSight(); };
+        drawn = drawnSight();
     }
-    void TearDown() override {
-        EXPECT_TRUE(account.http.pending.empty()) << "a request was left open";
-        EXPECT_TRUE(!view || drawn == describe()) << "a change was not announced";
+    /// The screen goes, and the view with it unless something keeps it. True when something does.
+    bool leave() {
+        const std::weak_ptr<AuthView> kept = view;
+        view->changed = nullptr;
+        view.reset();
+        return !kept.expired();
     }
-    std::string describe() const {
+    Scenario::Sight drawnSight() const {
         const auto& state = view->state();
-        const auto focus = state.focused ? std::to_string(static_cast<int>(*state.focused)) : "nowhere";
-        return std::to_string(static_cast<int>(state.mode)) + state.identifier + "," +
-               std::string(state.password.view()) + "," + state.email + "," + state.captchaAnswer + "," +
-               shownImage() + "," + focus + "," + messages() +
-               (state.revealPassword ? " revealed" : " masked") + (state.busy ? " busy" : " idle");
+        return {{"mode", modes[static_cast<int>(state.mode)]},
+                {"name", state.identifier},
+                {"password", std::string(state.password.view())},
+                {"email", state.email},
+                {"answer", state.captchaAnswer},
+                {"image", state.captcha ? state.captcha->token : ""},
+                {"focus", state.focused ? fields[static_cast<int>(*state.focused)] : ""},
+                {"error", state.error.value_or("")},
+                {"notice", state.notice.value_or("")},
+                {"revealed", Scenario::flag(state.revealPassword)},
+                {"busy", Scenario::flag(state.busy)},
+                {"ready", Scenario::flag(view->canSubmit())}};
     }
-    /// What a person reads below the fields: the error and the notice.
-    std::string messages() const {
-        return view->state().error.value_or("") + "|" + view->state().notice.value_or("");
+    Scenario::Sight sight() const {
+        auto all = drawnSight();
+        all.emplace_back("unannounced", Scenario::flag(drawn != all));
+        std::string asked;
+        for (const auto& each : account->http.pending)
+            asked += (asked.empty() ? "" : " + ") + each->request.url.path().substr(10) + each->request.body;
+        all.emplace_back("asks", asked);
+        all.emplace_back("remembers", account->remembered.username());
+        all.emplace_back("web", account->webData.log.empty() ? "" : account->webData.log.back());
+        all.emplace_back("reports", reports);
+        return all;
     }
-    std::string shownImage() const { return view->state().captcha ? view->state().captcha->token : ""; }
-
-    void fill(const std::string& identifier, const std::string& password) {
-        view->type(Field::identifier, identifier);
-        view->type(Field::password, password);
+    void fail(Reason reason) { account->http.fail(TransportError(reason, "Timed out")); }
+    void image(const std::string& token, std::size_t index) {
+        account->http.answer(200, R"({"token":")" + token + R"(","image":"a,AQID"})", index);
     }
-    void fillSignUp() {
-        view->switchTo(Mode::signUp);
-        fill("ann", "secret");
-        view->type(Field::captcha, "typed");
-        answerImage("t1");
-    }
-    void fillReset() {
-        view->switchTo(Mode::forgot);
-        view->type(Field::email, "ann@mail.example");
-    }
-    void answerImage(const std::string& token, std::size_t index = 0) {
-        account.http.answer(200, R"({"token":")" + token + R"(","image":"data:image/png;base64,AQID"})",
-                            index);
-    }
-    void answerImageIfAsked() {
-        if (!account.http.pending.empty())
-            answerImage("t1");
-    }
-    /// The latest request: its path and its body.
-    std::string sent() const {
-        return account.http.sent.back().url.path() + " " + account.http.sent.back().body;
+    Scenario::Deeds deeds() {
+        Scenario::Deeds all = {
+            {"start", [this](auto&) { start(); }},
+            {"appear", [this](auto&) { view->appeared(); }},
+            {"remember", [this](auto& name) { account->remembered.setUsername(name); }},
+            {"footer", [this](auto&) { view->pressFooter(); }},
+            {"click-elsewhere", [this](auto&) { view->focus(std::nullopt); }},
+            {"tab", [this](auto& step) { story.said = view->move(std::stoi(step)) ? "moved" : "not moved"; }},
+            {"reveal", [this](auto&) { view->toggleReveal(); }},
+            {"go", [this](auto&) { spawn(view->go()); }},
+            {"google", [this](auto&) { spawn(view->googleSignIn()); }},
+            {"reload", [this](auto&) { spawn(view->loadCaptcha()); }},
+            {"reply", [this](auto& text) { account->http.answer(std::stoi(text), text.substr(3)); }},
+            {"accept", [this](auto&) { account->acceptSignIn(); }},
+            {"image", [this](auto& token) { image(token, 0); }},
+            {"second-image", [this](auto& token) { image(token, 1); }},
+            {"lost", [this](auto&) { fail(Reason::timedOut); }},
+            {"stopped", [this](auto&) { fail(Reason::cancelled); }},
+            {"browser", [this](auto& url) { account->browser.answer.resolve(url); }}};
+        for (const auto mode : {Mode::signIn, Mode::signUp, Mode::forgot})
+            all[modes[static_cast<int>(mode)]] = [this, mode](auto&) { view->switchTo(mode); };
+        for (const auto field : {Field::identifier, Field::password, Field::email, Field::captcha}) {
+            const std::string name = fields[static_cast<int>(field)];
+            all[name] = [this, field](auto& text) { view->type(field, text); };
+            all["click-" + name] = [this, field](auto&) { view->focus(field); };
+        }
+        return all;
     }
 };
+
+const std::string annSignsIn = R"(asks login{"password":"secret","username":"ann"})";
 
 } // namespace
 
 TEST_F(AuthViewTest, opensWhereThePersonHasToTypeFirst) {
-    view->appeared();
-    EXPECT_EQ(view->state().focused, Field::identifier);
-    account.remembered.setUsername("ann");
-    view = makeView(account);
-    view->appeared();
-    EXPECT_EQ(view->state().identifier, "ann");
-    EXPECT_EQ(view->state().focused, Field::password);
-    EXPECT_TRUE(account.http.sent.empty());
+    story.play({{"appear", "focus name"},
+                {"remember ann, start, appear", "name ann; focus password; remembers ann"},
+                {"reveal", "revealed"}});
 }
 
 TEST_F(AuthViewTest, mayBeSubmittedOnceWhatTheModeNeedsIsThere) {
-    struct Case {
-        Mode mode;
-        const char *identifier, *password, *email, *answer;
-        bool ready;
-    };
-    const Case cases[] = {{Mode::signIn, " ", " ", "", "", true},
-                          {Mode::signIn, "", "secret", "a@b", "x", false},
-                          {Mode::signIn, "ann", "", "a@b", "x", false},
-                          {Mode::signUp, "ann", "secret", "", "x", true},
-                          {Mode::signUp, "ann", "secret", "a@b", "", false},
-                          {Mode::signUp, "", "secret", "a@b", "x", false},
-                          {Mode::signUp, "ann", "", "a@b", "x", false},
-                          {Mode::forgot, "", "", "@", "", true},
-                          {Mode::forgot, "ann@mail.example", "secret", "ann", "x", false}};
-    for (const auto& row : cases) {
-        view->switchTo(row.mode);
-        answerImageIfAsked();
-        fill(row.identifier, row.password);
-        view->type(Field::email, row.email);
-        view->type(Field::captcha, row.answer);
-        EXPECT_EQ(view->canSubmit(), row.ready) << describe();
-        if (!row.ready)
-            spawn(view->go());
-        EXPECT_TRUE(account.http.pending.empty()) << describe();
-    }
+    story.play({{"name  , password  ", "name  ; password  ; ready"},
+                {"name, email a@b, answer x, go", "no name; email a@b; answer x; no ready"},
+                {"name ann, password, go", "name ann; no password"},
+                {"up, image t1", "mode up; no name; no answer; image t1; focus name"},
+                {"name ann, password secret, go", "name ann; password secret"},
+                {"answer x", "answer x; ready"},
+                {"password, go", "no password; no ready"},
+                {"password secret, name, go", "no name; password secret"},
+                {"forgot", "mode forgot; no answer; no image; focus email; ready"},
+                {"name ann, answer x, email ann, go", "name ann; email ann; answer x; no ready"},
+                {"email @", "email @; ready"}});
 }
 
 TEST_F(AuthViewTest, tabGoesRoundTheFieldsOnTheScreenAndLeavesTheRestToTheSystem) {
-    struct Case {
-        Mode mode;
-        std::optional<Field> from;
-        int step;
-        std::optional<Field> to; ///< none: not handled
-    };
-    for (const auto& row : std::vector<Case>{{Mode::signIn, Field::identifier, +1, Field::password},
-                                             {Mode::signIn, Field::password, +1, Field::identifier},
-                                             {Mode::signIn, Field::identifier, -1, Field::password},
-                                             {Mode::signUp, Field::identifier, -1, Field::captcha},
-                                             {Mode::signUp, Field::identifier, +1, Field::email},
-                                             {Mode::signUp, Field::email, +1, Field::password},
-                                             {Mode::signUp, Field::captcha, +1, Field::identifier},
-                                             {Mode::signIn, Field::email, +1, std::nullopt},
-                                             {Mode::signIn, std::nullopt, -1, std::nullopt},
-                                             {Mode::forgot, Field::email, +1, std::nullopt}}) {
-        view->switchTo(row.mode);
-        answerImageIfAsked();
-        view->focus(row.from);
-        EXPECT_EQ(view->move(row.step), row.to.has_value()) << describe();
-        EXPECT_EQ(view->state().focused, row.to ? row.to : row.from) << describe();
-    }
+    story.play({{"click-name, tab +1", "moved; focus password"},
+                {"tab +1", "moved; focus name"},
+                {"tab -1", "moved; focus password"},
+                {"click-email, tab +1", "not moved; focus email"},
+                {"click-elsewhere, tab -1", "not moved; no focus"},
+                {"up, image t1, tab -1", "moved; mode up; image t1; focus answer"},
+                {"tab +1", "moved; focus name"},
+                {"tab +1", "moved; focus email"},
+                {"tab +1", "moved; focus password"},
+                {"tab +1", "moved; focus answer"},
+                {"forgot, tab +1", "not moved; mode forgot; no image; focus email"}});
 }
 
 TEST_F(AuthViewTest, signInSendsOnceWhatWasTypedRemembersTheNameAndReportsThePassword) {
-    fill(" Ann ", " secret ");
-    spawn(view->go());
-    EXPECT_TRUE(view->state().busy);
-    EXPECT_FALSE(view->canSubmit());
-    EXPECT_EQ(sent(), R"(/api/auth/login {"password":" secret ","username":" Ann "})");
-    fill("bob", "other");
-    spawn(view->go());
-    EXPECT_EQ(account.http.sent.size(), 1U);
-    EXPECT_EQ(account.remembered.username(), "");
-    account.acceptSignIn();
-    EXPECT_EQ(signedIn, Names({" secret "}));
-    EXPECT_EQ(account.remembered.username(), "Ann");
-    EXPECT_FALSE(view->state().busy);
-    EXPECT_EQ(view->state().password.view(), "other");
+    story.play(
+        {{"name  Ann , password  secret , go",
+          R"(name  Ann ; password  secret ; busy; asks login{"password":" secret ","username":" Ann "})"},
+         {"name bob, password other, go", "name bob; password other"},
+         {"accept", "no busy; ready; no asks; remembers Ann; web set brisko_session; reports ' secret '"}});
 }
 
 TEST_F(AuthViewTest, aFailedSubmitSaysWhyKeepsTheFieldsAndCanBeTriedAgain) {
-    using Step = std::function<void()>;
-    const std::pair<Step, std::string> faults[] = {
-        {[this] { account.http.answer(401, R"({"error":"Wrong password."})"); }, "Wrong password.|"},
-        {[this] { account.http.fail(TransportError(TransportError::Reason::timedOut, "Timed out")); },
-         "Timed out|"}};
-    for (const auto& fillForm : {Step([this] { fill("ann", "secret"); }), Step([this] { fillReset(); })}) {
-        fillForm();
-        for (const auto& [fault, shown] : faults) {
-            spawn(view->go());
-            EXPECT_EQ(messages(), "|") << "the previous message still stands";
-            fault();
-            EXPECT_EQ(messages(), shown);
-            EXPECT_TRUE(view->canSubmit());
-        }
-    }
-    EXPECT_EQ(view->state().password.view(), "secret");
-    EXPECT_TRUE(signedIn.empty());
-    EXPECT_TRUE(account.defaults.values.empty());
-    EXPECT_EQ(account.webData.started, 0);
+    story.play({{"name ann, password secret, go", "name ann; password secret; busy; " + annSignsIn},
+                {R"(reply 401{"error":"Wrong password."})", "error Wrong password.; no busy; ready; no asks"},
+                {"go", "no error; busy; no ready; " + annSignsIn},
+                {"lost", "error Timed out; no busy; ready; no asks"}});
 }
 
 TEST_F(AuthViewTest, aResetLinkIsAnnouncedAndNobodyIsSignedIn) {
-    fillReset();
-    for (const std::string notice : {"Look in your mail.", "Once more."}) {
-        spawn(view->go());
-        EXPECT_EQ(messages(), "|");
-        account.http.answer(200, Json({{"message", notice}}).dump());
-        EXPECT_EQ(messages(), "|" + notice);
-    }
-    EXPECT_EQ(view->state().mode, Mode::forgot);
-    EXPECT_TRUE(signedIn.empty());
+    const std::string asks = R"(asks forgot{"email":"a@b"})";
+    story.play({{"forgot, email a@b, go", "mode forgot; email a@b; focus email; busy; " + asks},
+                {"lost", "error Timed out; no busy; ready; no asks"},
+                {"go", "no error; busy; no ready; " + asks},
+                {R"(reply 200{"message":"Look."})", "notice Look.; no busy; ready; no asks"},
+                {"go", "no notice; busy; no ready; " + asks},
+                {R"(reply 200{"message":"Once more."})", "notice Once more.; no busy; ready; no asks"},
+                {"footer", "mode in; focus name; no notice; no ready"},
+                {"footer", "mode forgot; focus email; ready"}});
 }
 
 TEST_F(AuthViewTest, signUpAnswersTheImageThatIsShownAndGetsANewOneWhenItFails) {
-    fillSignUp();
-    spawn(view->go());
-    EXPECT_EQ(sent(),
-              "/api/auth/register {\"captchaAnswer\":\"typed\",\"captchaToken\":\"t1\",\"email\":\"\","
-              "\"password\":\"secret\",\"username\":\"ann\"}");
-    account.http.answer(400, R"({"error":"Wrong characters."})");
-    EXPECT_EQ(messages(), "Wrong characters.|");
-    EXPECT_FALSE(view->canSubmit()) << "before there is an image to answer";
-    answerImage("t2");
-    EXPECT_EQ(messages(), "Wrong characters.|");
-    EXPECT_EQ(shownImage(), "t2");
-    EXPECT_EQ(view->state().captchaAnswer, "typed");
-    spawn(view->go());
-    account.acceptSignIn();
-    EXPECT_EQ(signedIn, Names({"secret"}));
-    EXPECT_EQ(account.remembered.username(), "ann");
+    story.play(
+        {{"up, image t1, name ann, password secret, answer x, go",
+          R"(mode up; name ann; password secret; answer x; image t1; focus name; busy; )"
+          R"(asks register{"captchaAnswer":"x","captchaToken":"t1","email":"","password":"secret","username":"ann"})"},
+         {R"(reply 400{"error":"Wrong characters."})", "error Wrong characters.; asks captcha"},
+         {"image t2", "image t2; no busy; ready; no asks"},
+         {"go, accept", "no error; remembers ann; web set brisko_session; reports 'secret'"}});
 }
 
 TEST_F(AuthViewTest, aSignUpWithoutAnImageSendsNothingButFetchesOne) {
-    fillSignUp();
-    spawn(view->loadCaptcha());
-    account.http.answer(200, "{}");
-    EXPECT_EQ(messages(), "Could not load the verification image.|");
-    spawn(view->go());
-    EXPECT_EQ(messages(), "Reload the verification image.|");
-    EXPECT_EQ(sent(), "/api/auth/captcha ");
-    answerImage("t2");
-    EXPECT_EQ(shownImage(), "t2");
-    EXPECT_TRUE(view->canSubmit());
+    story.play({{"up, image t1, name ann, password secret, answer x",
+                 "mode up; name ann; password secret; answer x; image t1; focus name; ready"},
+                {"reload, stopped", ""},
+                {"reload, reply 200{}", "no image; error Could not load the verification image."},
+                {"go", "error Reload the verification image.; busy; no ready; asks captcha"},
+                {"lost", "error Could not load the verification image. Check your connection and try again.; "
+                         "no busy; ready; no asks"},
+                {"reload, image t2", "image t2"}});
 }
 
-TEST_F(AuthViewTest, anImageThatCannotBeFetchedIsTakenAwayAndSaidUnlessTheRequestWasCancelled) {
-    using Reason = TransportError::Reason;
-    fillSignUp();
-    for (const auto reason : {Reason::cancelled, Reason::timedOut}) {
-        spawn(view->loadCaptcha());
-        account.http.fail(TransportError(reason, "told to nobody"));
-        const auto said = reason != Reason::cancelled;
-        EXPECT_EQ(shownImage(), said ? "" : "t1");
-        EXPECT_EQ(messages(),
-                  said ? "Could not load the verification image. Check your connection and try again.|"
-                       : "|");
-    }
-    EXPECT_EQ(view->state().captchaAnswer, "typed");
-}
-
-TEST_F(AuthViewTest, ofTwoLoadsTheOneThatEndsLastGivesTheImage) {
-    for (const auto firstToEnd : {0U, 1U}) {
-        view->switchTo(Mode::signUp);
-        spawn(view->loadCaptcha());
-        ASSERT_EQ(account.http.pending.size(), 2U);
-        answerImage("early", firstToEnd);
-        EXPECT_EQ(shownImage(), "early");
-        answerImage("late");
-        EXPECT_EQ(shownImage(), "late");
-    }
-}
-
-TEST_F(AuthViewTest, aLoadWhoseModeIsLeftLeavesNoTrace) {
-    for (const auto underWay : {false, true}) {
-        account.http.underWay = underWay;
-        view->switchTo(Mode::signUp);
-        spawn(view->loadCaptcha());
-        view->switchTo(Mode::signIn);
-        ASSERT_EQ(account.http.pending.size(), underWay ? 2U : 0U);
-        if (underWay) {
-            answerImage("stale");
-            account.http.answer(200, "{}");
-        }
-        EXPECT_EQ(shownImage() + messages(), "|");
-    }
-    // The form that is entered again does not get the image of the one that was left.
-    view->switchTo(Mode::signUp);
-    view->switchTo(Mode::signUp);
-    answerImage("stale");
-    EXPECT_EQ(shownImage(), "");
-    answerImage("t2");
-    EXPECT_EQ(shownImage(), "t2");
-}
-
-TEST_F(AuthViewTest, leavingTheFormWhileAFailedSignUpFetchesAnImageEndsTheSubmit) {
-    account.remembered.setUsername("ann");
-    fillSignUp();
-    spawn(view->go());
-    account.http.answer(500);
-    view->switchTo(Mode::signIn);
-    EXPECT_EQ(messages(), "|");
-    EXPECT_TRUE(view->canSubmit());
+TEST_F(AuthViewTest, ofTwoLoadsTheOneThatEndsLastGivesTheImageUnlessTheModeIsLeft) {
+    story.play({{"up, reload", "mode up; focus name; asks captcha + captcha"},
+                {"image early", "image early; asks captcha"},
+                {"image late", "image late; no asks"},
+                {"reload, reload, second-image early", "image early; asks captcha"},
+                {"image late", "image late; no asks"},
+                {"up, reload, in", "mode in; no image"}});
+    account->http.underWay = true;
+    story.play({{"up, reload, in", "asks captcha + captcha"},
+                {"image stale, reply 200{}", "no asks"},
+                // The form that is entered again does not get the image of the one that was left.
+                {"up, up", "mode up; asks captcha + captcha"},
+                {"image stale", "asks captcha"},
+                {"image t2", "image t2; no asks"}});
 }
 
 TEST_F(AuthViewTest, aModeIsEnteredFreshButKeepsThePasswordAndTheAddress) {
-    account.remembered.setUsername("ann");
-    fill("bob", "secret");
-    view->type(Field::email, "a@b");
-    struct Case {
-        Mode mode;
-        std::string identifier;
-        Field focused;
-    };
-    for (const auto& row : std::vector<Case>{{Mode::signUp, "", Field::identifier},
-                                             {Mode::signIn, "ann", Field::identifier},
-                                             {Mode::signUp, "", Field::identifier},
-                                             {Mode::forgot, "ann", Field::email}}) {
-        view->type(Field::captcha, "typed");
-        spawn(view->go());
-        while (!account.http.pending.empty())
-            account.http.answer(500);
-        view->switchTo(row.mode);
-        EXPECT_EQ(view->state().identifier, row.identifier);
-        EXPECT_EQ(view->state().focused, row.focused);
-        EXPECT_EQ(view->state().captchaAnswer + shownImage() + messages(), "|");
-        EXPECT_EQ(std::string(view->state().password.view()) + view->state().email, "secreta@b");
-        EXPECT_EQ(account.http.pending.size(), row.mode == Mode::signUp ? 1U : 0U);
-        answerImageIfAsked();
-    }
-    spawn(view->go());
-    account.http.answer(200);
-    view->pressFooter();
-    EXPECT_EQ(view->state().mode, Mode::signIn);
-    EXPECT_EQ(messages(), "|") << "the notice still stands";
-    view->pressFooter();
-    EXPECT_EQ(view->state().mode, Mode::forgot);
+    story.play(
+        {{"remember ann, name bob, password secret, email a@b, go, lost, answer x",
+          "name bob; password secret; email a@b; answer x; error Timed out; ready; remembers ann"},
+         {"up", "mode up; no name; no answer; focus name; no error; no ready; asks captcha"},
+         // A submit that fetches an image ends with it.
+         {"image t1, name eve, answer x, go, lost", "name eve; answer x; image t1; error Timed out; busy"},
+         {"in", "mode in; name ann; no answer; no image; no error; no busy; ready; no asks"},
+         {"answer x, forgot", "mode forgot; focus email"}});
 }
 
 TEST_F(AuthViewTest, aGoogleSignInReportsNoPasswordAndRemembersNobody) {
-    fillReset();
-    spawn(view->go());
-    account.http.answer(200, R"({"message":"Sent."})");
-    spawn(view->googleSignIn());
-    EXPECT_TRUE(view->state().busy);
-    EXPECT_EQ(messages(), "|Sent.");
-    account.browser.answer.resolve("brisko://auth?code=c1");
-    EXPECT_EQ(sent(), R"(/api/auth/native {"code":"c1"})");
-    account.acceptSignIn();
-    EXPECT_EQ(signedIn, Names({std::nullopt}));
-    EXPECT_TRUE(account.defaults.values.empty());
-    EXPECT_FALSE(view->state().busy);
+    story.play({{R"(forgot, email a@b, go, reply 200{"message":"Sent."})",
+                 "mode forgot; email a@b; focus email; notice Sent.; ready"},
+                {"google", "busy; no ready"},
+                {"browser brisko://auth?code=c1", R"(asks native{"code":"c1"})"},
+                {"accept", "no busy; ready; no asks; web set brisko_session; reports none"}});
 }
 
 TEST_F(AuthViewTest, aGoogleSignInSaysWhatWentWrongUnlessThePersonGaveUp) {
     const auto failure = [](auto error) { return std::make_exception_ptr(std::move(error)); };
     for (const auto& [error, shown] : std::vector<std::pair<std::exception_ptr, std::string>>{
-             {failure(WebAuthenticationError("Closed", WebAuthenticationError::cancelledLogin)), "|"},
-             {failure(Error("Code 1 of another source", 1)), "|"},
-             {failure(WebAuthenticationError("No browser", 2)), "No browser|"},
+             {failure(WebAuthenticationError("Closed", WebAuthenticationError::cancelledLogin)), ""},
+             {failure(Error("Code 1 of another source", 1)), ""},
+             {failure(WebAuthenticationError("No browser", 2)), "No browser"},
              {failure(BriskoAPI::Failure("Google did not send anything back.")),
-              "Google did not send anything back.|"}}) {
-        FakeAccount other;
-        view = makeView(other);
-        fill("ann", "secret");
-        spawn(view->go());
-        other.http.answer(500);
-        spawn(view->googleSignIn());
-        EXPECT_EQ(messages(), "|") << "the previous error still stands";
-        other.browser.answer.fail(error);
-        EXPECT_EQ(messages(), shown);
-        EXPECT_TRUE(view->canSubmit());
+              "Google did not send anything back."}}) {
         view.reset();
+        account.emplace();
+        start();
+        story.play({{"name ann, password secret, go, lost, google", "name ann; password secret; busy"}});
+        account->browser.answer.fail(error);
+        EXPECT_EQ(view->state().error.value_or(""), shown);
+        EXPECT_TRUE(view->canSubmit());
     }
-    EXPECT_TRUE(signedIn.empty());
+    EXPECT_EQ(reports, "");
 }
 
 TEST_F(AuthViewTest, thatIsReleasedGivesUpALoadButSeesASubmitThrough) {
-    fillSignUp();
-    spawn(view->loadCaptcha());
-    view->changed = nullptr;
-    view.reset();
-    EXPECT_TRUE(account.http.pending.empty());
-    view = makeView(account);
-    fill("ann", "secret");
-    spawn(view->go());
-    view->changed = nullptr;
-    view.reset();
-    account.acceptSignIn();
-    EXPECT_EQ(signedIn, Names({"secret"}));
+    story.play({{"up, reload", "mode up; focus name; asks captcha + captcha"}});
+    EXPECT_FALSE(leave());
+    EXPECT_TRUE(account->http.pending.empty());
+    start();
+    story.play({{"name ann, password secret, go", "name ann; password secret; busy; " + annSignsIn}});
+    EXPECT_TRUE(leave());
+    account->acceptSignIn();
+    EXPECT_EQ(reports, "'secret'");
 }

@@ -80,6 +80,11 @@ public:
     void close(std::uint32_t id) override { onScreen.erase(id); }
     void listen(Listening wanted) override { listening = wanted; }
 
+    /// The person takes a notification away.
+    void dismiss(std::uint32_t id) {
+        onScreen.erase(id);
+        onClosed(id);
+    }
     /// It ends, and with it what is on the screen.
     void vanish() {
         running.clear();

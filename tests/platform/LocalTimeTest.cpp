@@ -1,5 +1,6 @@
 #include "platform/LocalTime.h"
 
+#include "ForAll.h"
 #include "fakes/FakeNotifications.h"
 
 #include <gtest/gtest.h>
@@ -42,12 +43,24 @@ TEST(LocalTime, findsTheMomentsOfAMinuteAlsoWhereClocksAreSet) {
               (LocalMinute{2026, 3, 8, 3, 30}));
 }
 
-TEST(LocalTime, readsBackWhatItShowsAsFarAsTheCalendarGoes) {
-    const auto zone = newYork();
-    for (const auto& moment : {sys_seconds(0s), sys_seconds(-3600s), sys_seconds(9'404'118'120'000s),
-                               sys_seconds(9'223'372'036'854'720s), sys_seconds(253402300740s)}) {
-        const auto moments = LocalTime::momentsOf(LocalTime::minuteOf(moment, zone), zone);
-        EXPECT_EQ(moments, std::vector{moment});
+TEST(LocalTime, readsBackWhatItShowsInAnyZoneAsFarAsTheCalendarGoes) {
+    FakeTimeZone nepal;
+    nepal.offset = 5h + 45min;
+    for (const auto& zone : {newYork(), nepal}) {
+        const auto anyMoment = [](auto& random) {
+            const auto isAnywhere = anyOf(random, 0, 1) == 0;
+            const auto far = isAnywhere ? 9'223'372'036'854'720 : 400 * 86'400;
+            return sys_seconds(isAnywhere ? 0s : seconds(1'780'000'000)) +
+                   seconds(anyOf<std::int64_t>(random, -far, far));
+        };
+        forAll(2000, anyMoment, [&](const sys_seconds& moment) {
+            const auto minute = LocalTime::minuteOf(moment, zone);
+            const auto moments = LocalTime::momentsOf(minute, zone);
+            EXPECT_EQ(std::count(moments.begin(), moments.end(), floor<minutes>(moment)), 1)
+                << moment.time_since_epoch().count();
+            for (const auto& each : moments)
+                EXPECT_EQ(LocalTime::minuteOf(each, zone), minute) << each.time_since_epoch().count();
+        });
     }
 }
 

@@ -1,17 +1,20 @@
 #include "reminders/agent/ReminderAgent.h"
 
+#include "Scenario.h"
 #include "fakes/FakeLock.h"
 #include "fakes/FakeNotifications.h"
 #include "fakes/FakeReminderAgent.h"
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 using namespace std::chrono_literals;
 
 namespace {
 
-using Replaced = NotificationCenter::Replaced;
-using Titles = std::vector<std::string>;
+using Minutes = std::chrono::duration<double, std::ratio<60>>;
+using Text = const std::string&;
 
 /// A machine whose clock and notification server the test moves, and an agent that it can kill.
 class ReminderAgentTest : public testing::Test {
@@ -20,9 +23,11 @@ protected:
     FakeNotificationServer server;
     FakeAlarmClock alarm;
     FakeShellLauncher launcher;
-    FakeClock clock; // 08:00:00 UTC
+    FakeClock clock;
     FakeTimeZone zone;
     std::unique_ptr<ReminderAgent> agent;
+    const FakeClock::time_point beginning = clock.time;
+    Scenario story{[this] { return sight(); }, deeds()};
 
     void SetUp() override { startAgent(); }
     /// After a kill, if it has been there.
@@ -30,266 +35,191 @@ protected:
         agent = std::make_unique<ReminderAgent>(
             ReminderAgent::Surroundings{store, server, alarm, launcher, clock, zone});
         agent->start();
-        if (server.running.empty())
-            server.onVanished();
-        else
-            server.onAppeared();
+        server.running.empty() ? server.onVanished() : server.onAppeared();
     }
-    std::chrono::sys_seconds now() const { return std::chrono::floor<std::chrono::seconds>(clock.time); }
-    NotificationRequest request(const std::string& name, std::chrono::seconds in) const {
-        return {"brisko.task." + name, name, {}, 0, LocalTime::minuteOf(now() + in, zone)};
+    /// Times are in minutes after the beginning.
+    std::chrono::sys_seconds timeOf(Text minutes) const {
+        return std::chrono::round<std::chrono::seconds>(beginning + Minutes(std::stod(minutes)));
     }
-    Replaced replace(std::vector<NotificationRequest> requests) {
-        return agent->replace("brisko.task.", std::move(requests), {"brisko"});
+    /// Each "name@time", by clocks that are never set.
+    void keep(Text list, Text prefix = "brisko.task.") {
+        std::vector<NotificationRequest> requests;
+        std::istringstream words(list);
+        for (std::string name, time; std::getline(words >> std::ws, name, '@') && words >> time;)
+            requests.push_back(
+                {prefix + name, name, {}, 0, LocalTime::minuteOf(timeOf(time), FakeTimeZone())});
+        const auto [removed, added] = agent->replace(prefix, std::move(requests), {"brisko"});
+        story.said = "-" + std::to_string(removed) + " +" + std::to_string(added);
     }
     /// Time passes, and the alarm rings when it is due.
-    void pass(std::chrono::seconds time) {
-        const auto end = clock.time + time;
-        while (alarm.moment && *alarm.moment <= end) {
-            clock.time = std::max<Clock::time_point>(clock.time, *alarm.moment);
-            alarm.moment.reset();
-            alarm.onRing();
-        }
-        clock.time = end;
+    void passUntil(Text time) {
+        for (; alarm.moment && *alarm.moment <= timeOf(time); alarm.onRing())
+            clock.time = std::max<FakeClock::time_point>(clock.time, *std::exchange(alarm.moment, {}));
+        clock.time = timeOf(time);
+    }
+    Scenario::Sight sight() const {
+        auto pending = agent->pendingIdentifiers();
+        for (auto& identifier : pending)
+            identifier.erase(0, identifier.rfind('.') + 1);
+        std::vector<std::string> screen;
+        for (const auto& [id, title] : server.onScreen)
+            screen.push_back(std::to_string(id) + title);
+        const auto rings = alarm.moment ? std::to_string((*alarm.moment - timeOf("0")) / 1min) : "";
+        return {{"sent", Scenario::list(server.sent)},
+                {"pending", Scenario::list(pending)},
+                {"screen", Scenario::list(screen)},
+                {"alarm", rings},
+                {"opened", Scenario::list(launcher.opened)},
+                {"listening", Scenario::flag(server.listening == NotificationServer::Listening::on)},
+                {"needed", Scenario::flag(agent->isNeeded())}};
+    }
+    Scenario::Deeds deeds() {
+        return {{"keep", [this](Text list) { keep(list); }},
+                {"until", [this](Text time) { passUntil(time); }},
+                {"clock", [this](Text time) { clock.time = timeOf(time); }},
+                {"ring", [this](Text) { alarm.onRing(); }},
+                {"restart", [this](Text) { startAgent(); }},
+                {"full", [this](Text) { store.full = true; }},
+                {"server", [this](Text name) { name == "gone" ? server.vanish() : server.appear(name); }},
+                {"open", [this](Text id) { server.onOpened(std::stoi(id), "token"); }},
+                {"dismiss", [this](Text id) { server.dismiss(std::stoi(id)); }},
+                {"zone", [this](Text hours) { zone.offset = std::stoi(hours) * 1h; }},
+                {"zone-changed", [this](Text) { agent->timeZoneChanged(); }}};
     }
 };
 
 } // namespace
 
 TEST_F(ReminderAgentTest, showsEachReminderInItsMinuteAndOnce) {
-    EXPECT_EQ(replace({request("b", 90min), request("a", 30min + 59s), request("c", 30min)}),
-              (Replaced{0, 3}));
-    pass(30min - 1s);
-    EXPECT_EQ(server.sent, Titles());
-    pass(1s);
-    EXPECT_EQ(server.sent, (Titles{"a", "c"}));
-    EXPECT_EQ(agent->pendingIdentifiers(), Titles{"brisko.task.b"});
-    alarm.onRing(); // somebody has set the clock
-    startAgent();
-    pass(24h);
-    EXPECT_EQ(server.sent, (Titles{"a", "c", "b"}));
-    startAgent();
-    EXPECT_EQ(server.sent.size(), 3U);
-    EXPECT_TRUE(agent->pendingIdentifiers().empty());
+    story.play({{"keep b@90 a@30 c@30", "-0 +3; pending a c b; alarm 30; needed"},
+                {"until 29.98", ""},
+                {"until 30", "sent a c; pending b; screen 1a 2c; alarm 90; listening"},
+                {"clock 30.33, restart", ""},
+                {"until 1440", "sent a c b; no pending; screen 1a 2c 3b; no alarm"},
+                {"restart", ""}});
 }
 
 TEST_F(ReminderAgentTest, replacesItsOwnAndCountsWhatIsStillPending) {
-    agent->replace("other.", {{"other.1", "o", {}, 0, request("", 1h).trigger}}, {"brisko"});
-    EXPECT_EQ(replace({request("a", 1min), request("b", 1h), request("b", 2h)}), (Replaced{0, 3}));
-    EXPECT_EQ(agent->pendingIdentifiers(), (Titles{"brisko.task.a", "other.1", "brisko.task.b"}));
-    pass(1min);
-    const auto saved = store.saved + 1; // without what has been delivered
-    for (int count = 0; count < 1000; ++count)
-        EXPECT_EQ(replace({request("b", 2h - 1min)}), (Replaced{1, 1}));
+    keep("o@60", "other.");
+    story.play({{"keep a@1 b@60 b@120", "-0 +3; pending a o b; alarm 1"},
+                {"until 1", "sent a; pending o b; screen 1a; alarm 60; listening"},
+                {"keep b@120", "-1 +1"}});
+    const auto saved = store.saved;
+    story.play({{"keep b@120", "-1 +1"}});
     EXPECT_EQ(store.saved, saved) << "the same list wears no disk out";
-    startAgent();
-    EXPECT_EQ(replace({}), (Replaced{1, 0}));
-    EXPECT_EQ(agent->pendingIdentifiers(), Titles{"other.1"});
-    store.full = true;
-    EXPECT_EQ(replace({request("c", 1h)}), Replaced());
-    EXPECT_EQ(agent->pendingIdentifiers(), Titles{"other.1"});
+    story.play({{"restart, keep", "-1 +0; pending o"}, {"full, keep c@120", "-0 +0"}});
 }
 
 TEST_F(ReminderAgentTest, showsOnReturnWhatIsLessThanADayOld) {
-    replace({request("old", 1h), request("young", 1h + 1min), request("later", 40h)});
-    const auto rent = request("future", 30h);
-    clock.time += 25h;
-    startAgent();
-    EXPECT_EQ(server.sent, Titles{"young"});
-    EXPECT_EQ(replace({rent}), (Replaced{1, 1})) << "what is too old is no longer pending";
-    // The clock was wrong: it ran days ahead.
-    clock.time += 100h;
-    startAgent();
-    EXPECT_TRUE(agent->pendingIdentifiers().empty());
-    clock.time -= 101h;
-    alarm.onRing();
-    EXPECT_EQ(agent->pendingIdentifiers(), Titles{"brisko.task.future"});
+    story.play({{"keep old@60 young@61 later@2400", "-0 +3; pending old young later; alarm 60; needed"},
+                {"clock 1500, restart", "sent young; pending later; screen 1young; alarm 2400; listening"},
+                // The clock was wrong: it ran days ahead.
+                {"clock 8400, restart", "no pending; no alarm"},
+                {"clock 2340, ring", "pending later; alarm 2400"},
+                {"clock 8400, restart, keep other@11520", "-0 +1; pending other; alarm 11520"}});
 }
 
 TEST_F(ReminderAgentTest, repeatsNothingThatThePageSendsAgainInTheSameMinuteOrAfterTheClockWasSetBack) {
-    const auto rent = request("rent", 1min);
-    replace({rent});
-    pass(1min + 10s);
-    EXPECT_EQ(replace({rent, request("tea", 1min)}), (Replaced{0, 2}));
-    clock.time -= 30min;
-    alarm.onRing();
-    replace({rent});
-    startAgent();
-    replace({rent});
-    pass(2h);
-    EXPECT_EQ(server.sent, Titles{"rent"});
-    // Another moment is another reminder.
-    replace({request("rent", 1min)});
-    pass(1min);
-    EXPECT_EQ(server.sent, (Titles{"rent", "rent"}));
+    story.play({{"keep rent@1, until 1.17", "-0 +1; sent rent; screen 1rent; listening; needed"},
+                {"keep rent@1 tea@2", "-0 +2; pending tea; alarm 2"},
+                {"clock -29, ring, keep rent@1", "-1 +1; no pending; no alarm"},
+                {"restart, keep rent@1, until 120", "-0 +1"},
+                // Another moment is another reminder.
+                {"keep rent@121, until 121", "-0 +1; sent rent rent"}});
 }
 
 TEST_F(ReminderAgentTest, showsAtOnceWhatIsDueInTheMinuteThatHasBegun) {
-    clock.time += 20s;
-    replace({request("now", 10s)});
-    EXPECT_EQ(server.sent, Titles{"now"});
+    story.play({{"until 0.33, keep now@0", "-0 +1; sent now; screen 1now; listening; needed"}});
 }
 
 TEST_F(ReminderAgentTest, recordsADeliveryBeforeItIsSentSoThatAKillRepeatsNothing) {
     server.hold = true;
-    replace({request("a", 1min), request("b", 1min)});
-    pass(1min);
-    EXPECT_EQ(server.sent, Titles{"a"});
+    story.play({{"keep a@1 b@1, until 1", "-0 +2; sent a; pending b; needed"}});
     server.hold = false;
     const auto killed = std::move(agent);
     startAgent();
-    EXPECT_EQ(server.sent, (Titles{"a", "b"}));
-    store.full = true;
-    store.log.clear();
-    EXPECT_EQ(replace({}), Replaced()) << "nothing has been pending";
+    EXPECT_EQ(server.sent, (std::vector<std::string>{"a", "b"}));
     server.open();
 }
 
 TEST_F(ReminderAgentTest, showsAReminderAlsoWhereTheDiskIsFullOnceAtLeastUntilItEnds) {
-    replace({request("a", 1min)});
-    store.full = true;
-    pass(1min);
-    alarm.onRing();
-    server.vanish();
-    server.appear("second");
-    EXPECT_EQ(server.sent, Titles{"a"});
+    story.play({{"keep a@1, full, until 1", "-0 +1; sent a; screen 1a; listening; needed"},
+                {"clock 1, ring, server gone, server second", "no screen; no listening; no needed"}});
 }
 
 TEST_F(ReminderAgentTest, waitsForAServerAndForgetsNothingMeanwhile) {
-    server.vanish();
-    replace({request("a", 1min), request("b", 2h)});
-    pass(1h);
-    EXPECT_EQ(server.sent, Titles());
-    EXPECT_TRUE(agent->isNeeded());
-    EXPECT_EQ(replace({request("b", 1h)}), (Replaced{2, 1}));
-    replace({request("b", 1h), request("c", 1min)});
-    pass(1min);
-    server.appear("second");
-    EXPECT_EQ(server.sent, Titles{"c"});
+    story.play({{"server gone, keep a@1 b@120, until 60", "-0 +2; pending a b; alarm 120; needed"},
+                {"keep b@120", "-2 +1; pending b"},
+                {"keep b@120 c@61, until 61", "-1 +2; pending c b"},
+                {"server second", "sent c; pending b; screen 1c; listening"}});
     // It ends between two calls: certainly not sent.
     server.outcome = NotificationServer::Outcome::notSent;
-    pass(1h);
-    EXPECT_EQ(agent->pendingIdentifiers(), Titles{"brisko.task.b"});
+    story.play({{"until 120", "sent c b; no alarm"}});
     server.outcome = NotificationServer::Outcome::shown;
-    server.appear("third");
-    EXPECT_EQ(server.sent, (Titles{"c", "b", "b"}));
-    startAgent();
-    EXPECT_EQ(server.sent.size(), 3U);
+    story.play({{"server third", "sent c b b; no pending; screen 1c 2b"}, {"restart", ""}});
 }
 
 TEST_F(ReminderAgentTest, doesNotSendAgainWhatAServerHasEndedOn) {
     server.outcome = NotificationServer::Outcome::unknown;
-    replace({request("a", 1min), request("b", 1min)});
-    pass(1min);
-    server.appear("second");
-    startAgent();
-    EXPECT_EQ(server.sent, (Titles{"a", "b"}));
-    EXPECT_TRUE(server.onScreen.empty());
+    story.play({{"keep a@1 b@1, until 1", "-0 +2; sent a b"}, {"server second, restart", ""}});
 }
 
 TEST_F(ReminderAgentTest, letsTheMinutePassInSilenceWithoutPermission) {
     store.permitted = false;
-    replace({request("a", 1min), request("b", 1min), request("c", 1h)});
-    pass(30min);
+    story.play({{"keep a@1 b@1 c@60, until 30", "-0 +3; pending c; alarm 60; needed"}});
     store.permitted = true;
-    alarm.onRing();
-    startAgent();
-    EXPECT_EQ(server.sent, Titles());
-    pass(1h);
-    EXPECT_EQ(server.sent, Titles{"c"});
+    story.play(
+        {{"clock 30, restart", ""}, {"until 90", "sent c; no pending; screen 1c; no alarm; listening"}});
 }
 
 TEST_F(ReminderAgentTest, takesThePlaceOfTheTasksEarlierNotificationOnTheSameScreenOnly) {
-    const auto again = [&] {
-        replace({request("a", 1min)});
-        pass(1min);
-    };
-    again();
-    startAgent();
-    again();
-    EXPECT_EQ(server.onScreen.size(), 1U);
-    server.onClosed(server.onScreen.begin()->first);
-    server.onScreen.clear();
-    again();
-    const auto last = server.onScreen.begin()->first;
-    EXPECT_EQ(last, 2U) << "a closed one is not replaced";
-    server.vanish();
-    server.appear("second");
-    again();
-    EXPECT_EQ(server.onScreen.begin()->first, 3U) << "nor is a number of another server";
+    story.play({{"keep a@1, until 1", "-0 +1; sent a; screen 1a; listening; needed"},
+                {"restart, keep a@2, until 2", "-0 +1; sent a a"},
+                {"dismiss 1, keep a@3, until 3", "-0 +1; sent a a a; screen 2a"},
+                {"server gone, server second, keep a@4, until 4", "-0 +1; sent a a a a; screen 3a"}});
 }
 
 TEST_F(ReminderAgentTest, opensTheProgramAndLeavesWhenNothingIsToComeAndNothingIsShown) {
-    EXPECT_FALSE(agent->isNeeded());
-    replace({request("a", 1min), request("b", 1min)});
-    EXPECT_TRUE(agent->isNeeded());
-    EXPECT_EQ(server.listening, NotificationServer::Listening::off);
-    pass(1min);
-    EXPECT_EQ(server.listening, NotificationServer::Listening::on);
-    server.onOpened(99, "another program's");
-    EXPECT_EQ(launcher.opened, Titles());
-    startAgent();
-    server.onOpened(1, "token");
-    server.onOpened(1, "twice");
-    EXPECT_EQ(launcher.opened, Titles{"brisko token"});
-    EXPECT_EQ(server.onScreen.count(1), 0U);
-    EXPECT_TRUE(agent->isNeeded());
-    server.onClosed(2);
-    EXPECT_FALSE(agent->isNeeded());
-    EXPECT_EQ(server.listening, NotificationServer::Listening::off);
-    startAgent();
-    EXPECT_FALSE(agent->isNeeded());
+    story.play({{"keep a@1 b@1", "-0 +2; pending a b; alarm 1; needed"},
+                {"until 1", "sent a b; no pending; screen 1a 2b; no alarm; listening"},
+                {"open 99", ""},
+                {"restart, open 1", "screen 2b; opened brisko token"},
+                {"open 1", ""},
+                {"dismiss 2", "no screen; no listening; no needed"},
+                {"restart", ""}});
 }
 
 TEST_F(ReminderAgentTest, followsTheTimeZone) {
-    replace({request("a", 3h), request("b", 4h)});
-    zone.offset = 3h; // the person has gone east
-    agent->timeZoneChanged();
-    EXPECT_EQ(server.sent, Titles{"a"});
-    EXPECT_EQ(alarm.moment, now() + 1h);
-    zone.offset = 0h;
-    agent->timeZoneChanged();
-    EXPECT_EQ(server.sent, Titles{"a"}) << "its minute comes again, and it does not";
-    EXPECT_EQ(alarm.moment, now() + 4h);
+    story.play({{"keep a@180 b@240", "-0 +2; pending a b; alarm 180; needed"},
+                {"zone 3, zone-changed", "sent a; pending b; screen 1a; alarm 60; listening"},
+                // Its minute comes again, and it does not.
+                {"zone 0, zone-changed", "alarm 240"}});
 }
 
 TEST_F(ReminderAgentTest, meansTheHourThatWasStillToComeWhereClocksAreSetBack) {
-    // At 09:00 clocks go back to 08:00.
-    zone.changes = {{now() + 1h, -1h}};
-    const auto half = request("first", 30min);
-    replace({half});
-    EXPECT_EQ(alarm.moment, now() + 30min);
-    clock.time += 50min;
-    auto again = half;
-    again.title = "second";
-    replace({again});
-    EXPECT_EQ(alarm.moment, now() + 40min);
-    startAgent();
-    EXPECT_EQ(alarm.moment, now() + 40min);
-    pass(2h);
-    EXPECT_EQ(server.sent, Titles{"second"});
+    zone.changes = {{timeOf("60"), -1h}};
+    story.play({{"keep half@30", "-0 +1; pending half; alarm 30; needed"},
+                {"until 50", "sent half; no pending; screen 1half; no alarm; listening"},
+                {"keep half@30", "-0 +1; pending half; alarm 90"},
+                {"restart", ""},
+                {"until 180", "sent half half; no pending; no alarm"}});
 }
 
 TEST_F(ReminderAgentTest, keepsItsLogShortAndStillKnowsWhatMatters) {
-    const auto rent = request("rent", 1min);
-    replace({rent});
-    pass(1min);
-    std::vector<NotificationRequest> many;
-    for (int number = 0; number < 400; ++number) {
-        many.push_back(request(std::to_string(number), 0s));
-        many.back().title = "many";
-    }
-    for (int round = 0; round < 2; ++round) {
-        for (auto& each : many)
-            each.trigger = request("", 1min).trigger;
-        replace(many);
-        pass(1min);
+    keep("rent@1");
+    passUntil("1");
+    for (const auto* time : {"@2 ", "@3 "}) {
+        std::string many;
+        for (int number = 0; number < 400; ++number)
+            many += std::to_string(number) + time;
+        keep(many);
+        passUntil(time + 1);
     }
     EXPECT_GT(store.log.size(), 1600U);
-    replace({});
+    keep("");
     EXPECT_LT(store.log.size(), 900U);
     startAgent();
-    replace({rent});
+    keep("rent@1");
     EXPECT_EQ(server.sent.size(), 801U);
     EXPECT_EQ(server.onScreen.size(), 401U);
 }

@@ -1,5 +1,7 @@
 #include "web/DownloadName.h"
 
+#include "ForAll.h"
+
 #include <gtest/gtest.h>
 
 #include <set>
@@ -86,4 +88,15 @@ TEST(DownloadName, fitsTheFileSystemWithItsNumberAndItsPartialAndKeepsItsExtensi
         EXPECT_TRUE(partial.filename().string().starts_with("."));
         EXPECT_LE(partial.filename().string().size(), nameMax);
     }
+}
+
+TEST(DownloadName, staysAsItIsOnceItIsUsable) {
+    const auto anyName = [](auto& random) { return anyText(random, anyOf(random, 0, 300)); };
+    forAll(2000, anyName, [](const std::string& suggested) {
+        const auto name = DownloadName::usable(suggested);
+        EXPECT_EQ(DownloadName::usable(name), name) << suggested;
+        EXPECT_TRUE(!name.empty() && name.size() <= DownloadName::longest &&
+                    name.find('/') == std::string::npos)
+            << name;
+    });
 }

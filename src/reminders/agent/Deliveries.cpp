@@ -1,6 +1,6 @@
 #include "reminders/agent/Deliveries.h"
 
-#include "platform/Json.h"
+#include "platform/WholeNumber.h"
 
 #include <algorithm>
 #include <utility>
@@ -40,12 +40,12 @@ std::optional<DeliveryEvent> DeliveryEvent::decode(std::string_view line) {
             event.kind = kind;
             event.identifier = json[name].get<std::string>();
             if (kind == Kind::delivered) {
-                event.sync = json.at("sync").get<std::uint64_t>();
-                event.moment =
-                    std::chrono::sys_seconds(std::chrono::seconds(json.at("moment").get<std::int64_t>()));
+                event.sync = wholeNumber<std::uint64_t>(json.at("sync"));
+                event.moment = std::chrono::sys_seconds(
+                    std::chrono::seconds(wholeNumber<std::int64_t>(json.at("moment"))));
             } else if (kind == Kind::shown) {
                 event.server = json.at("server").get<std::string>();
-                event.id = json.at("id").get<std::uint32_t>();
+                event.id = wholeNumber<std::uint32_t>(json.at("id"));
             }
             return event;
         }

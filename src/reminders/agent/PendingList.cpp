@@ -1,6 +1,6 @@
 #include "reminders/agent/PendingList.h"
 
-#include "platform/Json.h"
+#include "platform/WholeNumber.h"
 
 #include <utility>
 
@@ -45,15 +45,16 @@ bool isMinute(const LocalMinute& minute) {
 
 /// Throws Json::exception when it is something else.
 NotificationRequest requestOf(const Json& json) {
-    const auto at = json.at("at").get<std::vector<int>>();
+    const auto at = json.at("at").get<std::vector<Json>>();
     NotificationRequest request;
     request.identifier = json.at("identifier").get<std::string>();
     request.title = json.at("title").get<std::string>();
     if (json.contains("body"))
         request.body = json["body"].get<std::string>();
-    request.taskId = json.at("taskId").get<std::int64_t>();
+    request.taskId = wholeNumber<std::int64_t>(json.at("taskId"));
     if (at.size() == triggerParts)
-        request.trigger = {at[0], at[1], at[2], at[3], at[4]};
+        request.trigger = {wholeNumber<int>(at[0]), wholeNumber<int>(at[1]), wholeNumber<int>(at[2]),
+                           wholeNumber<int>(at[3]), wholeNumber<int>(at[4])};
     if (!isMinute(request.trigger))
         throw Json::other_error::create(0, "not a minute", &json);
     return request;
@@ -98,10 +99,10 @@ std::optional<PendingList> PendingList::decode(std::string_view text) {
         if (json.at("version") != version)
             return std::nullopt;
         PendingList list;
-        list.sync = json.at("sync").get<std::uint64_t>();
+        list.sync = wholeNumber<std::uint64_t>(json.at("sync"));
         list.command = json.at("command").get<std::vector<std::string>>();
         for (const auto& item : json.at("reminders")) {
-            const std::chrono::seconds added(item.at("added").get<std::int64_t>());
+            const std::chrono::seconds added(wholeNumber<std::int64_t>(item.at("added")));
             list.reminders.push_back({requestOf(item), std::chrono::sys_seconds(added)});
         }
         return list;

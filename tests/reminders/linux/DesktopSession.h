@@ -1,29 +1,31 @@
 #pragma once
 
 #include "fakes/FakeNotifications.h"
-#include "platform/linux/GPtr.h"
+#include "linux/BusObject.h"
+#include "linux/MainLoop.h"
+#include "platform/linux/DurableFile.h"
+#include "platform/linux/SystemClock.h"
 #include "platform/linux/TemporaryFolder.h"
 #include "reminders/agent/PendingList.h"
 #include "reminders/linux/AgentNotificationCenter.h"
-#include "reminders/linux/ReminderPlace.h"
+#include "reminders/linux/SystemTimeZone.h"
 
-#include <gio/gio.h>
-#include <sys/types.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 
-#include <functional>
-#include <map>
-#include <memory>
-#include <string>
-#include <vector>
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+#include <set>
 
-namespace DesktopEvents {
-
-/// Runs the main loop until something is so that tells nobody.
-void poll(const std::function<bool()>& isReached);
-/// Throws std::runtime_error when the bus does not answer.
-void requestName(GDBusConnection* bus, const std::string& name);
-
-} // namespace DesktopEvents
+/// Runs the main loop until something is so that tells nobody: a file, another process.
+inline void poll(const std::function<bool()>& isReached, const std::function<std::string()>& seen = {},
+                 const std::source_location& where = std::source_location::current()) {
+    const auto waking = g_timeout_add(2, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+    const std::unique_ptr<const guint, void (*)(const guint*)> end(&waking,
+                                                                   [](auto* id) { g_source_remove(*id); });
+    MainLoop::runUntil(isReached, seen, where);
+}
 
 /// A person's session: a bus of its own, a home, and what the test puts on the bus. The agents on it end with
 /// it.
@@ -31,101 +33,219 @@ class DesktopSession {
     TemporaryFolder home_{"reminders"};
 
 public:
-    DesktopSession();
+    DesktopSession() {
+        std::signal(SIGXFSZ, SIG_IGN); // on a full disk, a write fails; it ends no agent
+        DurableFile::makePrivateFolder(place.folder);
+        std::filesystem::create_directory(home() / "services");
+        startBus();
+    }
     DesktopSession(const DesktopSession&) = delete;
     DesktopSession& operator=(const DesktopSession&) = delete;
-    ~DesktopSession();
+    ~DesktopSession() { stopBus(); }
 
-    /// The bus ends, and another one begins.
-    void restartBus();
-    /// From the next start on, the bus starts the agent of the place by itself.
-    void installService();
-    GPtr<GDBusConnection> connect() const;
     const std::filesystem::path& home() const { return home_.path(); }
 
     const ReminderPlace place = {"app.brisko.Test", home() / "state" / "reminders"};
 
-    void allow() const;
-    /// The list on disk, as an agent has left it: each due so many minutes ago.
-    void leave(const std::vector<std::string>& names, int minutesAgo = 5, std::uint64_t sync = 1) const;
-    std::string log() const;
+    GPtr<GDBusConnection> connect() const {
+        return BusObject::connectTo(g_test_dbus_get_bus_address(bus_.get()));
+    }
+    /// The bus ends, and another one begins.
+    void restartBus() {
+        stopBus();
+        startBus();
+    }
+    /// From now on a bus starts the agent of the place by itself.
+    void installService() {
+        std::ofstream(home() / "services" / (place.busName() + ".service"))
+            << "[D-BUS Service]\nName=" << place.busName() << "\nExec=" << BRISKO_REMINDERS
+            << " --application-id " << place.applicationId << " --state " << place.folder.string() << "\n";
+        restartBus();
+    }
 
-    /// A notification centre of a program that is started by `command`.
+    /// The list on disk, as an agent has left it: each due so many minutes ago.
+    void leave(const std::vector<std::string>& names, int minutesAgo = 5, std::uint64_t sync = 1,
+               const std::vector<std::string>& command = {"true"}) const {
+        const auto due =
+            std::chrono::floor<std::chrono::seconds>(SystemClock().now()) - std::chrono::minutes(minutesAgo);
+        PendingList list{sync, command, {}};
+        for (const auto& name : names)
+            list.reminders.push_back(
+                {{name, name, name, 0, LocalTime::minuteOf(due, SystemTimeZone())}, due});
+        DurableFile::write(place.pendingFile(), list.encode());
+    }
+    std::string log() const { return DurableFile::read(place.logFile()).value_or(""); }
+    /// Until the agent has written it down.
+    void waitForLog(const std::string& text) const {
+        poll([&] { return log().find(text) != std::string::npos; }, [this] { return log(); });
+    }
+
+    /// A program's end of the agent.
     std::unique_ptr<AgentNotificationCenter>
-    center(NotificationQuestion& question, std::chrono::milliseconds patience = std::chrono::seconds(20),
-           std::vector<std::string> command = {"true"}) const;
-    /// The process that has a name on the bus; 0 for none.
-    pid_t owner(const std::string& name) const;
-    /// Ends an agent as a crash would, and returns once it has left the bus.
-    void killAgent() const;
+    center(NotificationQuestion& question, const std::string& agent = BRISKO_REMINDERS,
+           std::chrono::milliseconds patience = std::chrono::seconds(20)) const {
+        return std::make_unique<AgentNotificationCenter>(
+            connect(), AgentNotificationCenter::Options{place, {"true"}, agent, patience}, question);
+    }
+    /// The process that is the agent on the bus; 0 for none.
+    pid_t agent() const {
+        const GVariantPtr reply(g_dbus_connection_call_sync(
+            asking_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+            "GetConnectionUnixProcessID", g_variant_new("(s)", place.busName().c_str()), nullptr,
+            G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+        guint32 id = 0;
+        if (reply)
+            g_variant_get(reply.get(), "(u)", &id);
+        return static_cast<pid_t>(id);
+    }
+    void waitForAgent() const {
+        poll([this] { return agent() != 0; });
+    }
+    /// Ends it as a crash would, and returns once it has left the bus.
+    void killAgent() const {
+        if (const auto id = agent()) {
+            ::kill(id, SIGKILL);
+            poll([&] { return agent() != id; });
+        }
+    }
+    void setDiskFull(bool full) const {
+        const rlimit size = {full ? 0 : RLIM_INFINITY, RLIM_INFINITY};
+        if (prlimit(agent(), RLIMIT_FSIZE, &size, nullptr) != 0)
+            throw std::runtime_error("the agent's disk cannot be filled");
+    }
 
 private:
-    void startBus();
+    void startBus() {
+        bus_ = GPtr<GTestDBus>::take(g_test_dbus_new(G_TEST_DBUS_NONE));
+        g_test_dbus_add_service_dir(bus_.get(), (home() / "services").c_str());
+        g_test_dbus_up(bus_.get());
+        asking_ = connect();
+    }
+    void stopBus() {
+        asking_ = GPtr<GDBusConnection>();
+        g_test_dbus_stop(bus_.get());
+    }
 
     GPtr<GTestDBus> bus_;
     GPtr<GDBusConnection> asking_;
 };
 
-/// An agent that the test starts itself.
+/// An agent that the test starts itself. It leaves as soon as there is nothing to wait for, unless it is told
+/// otherwise.
 class AgentUnderTest {
 public:
-    explicit AgentUnderTest(const DesktopSession& session, std::vector<std::string> options = {},
-                            std::map<std::string, std::string> environment = {});
+    explicit AgentUnderTest(const DesktopSession& session, const std::vector<std::string>& options = {},
+                            const std::map<std::string, std::string>& environment = {}) {
+        const auto launcher =
+            GPtr<GSubprocessLauncher>::take(g_subprocess_launcher_new(G_SUBPROCESS_FLAGS_NONE));
+        for (const auto& [name, value] : environment)
+            g_subprocess_launcher_setenv(launcher.get(), name.c_str(), value.c_str(), TRUE);
+        g_subprocess_launcher_setenv(launcher.get(), "G_DEBUG", "fatal-criticals", TRUE);
+        // One that is stopped would outlive a test that crashes.
+        g_subprocess_launcher_set_child_setup(
+            launcher.get(), [](gpointer) { prctl(PR_SET_PDEATHSIG, SIGKILL); }, nullptr, nullptr);
+        const auto& folder = session.place.folder.native();
+        std::vector<const char*> words = {
+            BRISKO_REMINDERS, "--application-id", session.place.applicationId.c_str(),
+            "--state",        folder.c_str(),     "--linger=0"};
+        for (const auto& each : options)
+            words.push_back(each.c_str());
+        words.push_back(nullptr);
+        process_ =
+            GPtr<GSubprocess>::take(g_subprocess_launcher_spawnv(launcher.get(), words.data(), nullptr));
+        if (!process_)
+            throw std::runtime_error("the agent does not start");
+    }
     AgentUnderTest(const AgentUnderTest&) = delete;
     AgentUnderTest& operator=(const AgentUnderTest&) = delete;
-    ~AgentUnderTest();
+    ~AgentUnderTest() {
+        g_subprocess_force_exit(process_.get());
+        g_subprocess_wait(process_.get(), nullptr, nullptr);
+    }
 
-    void waitUntilOnBus() const;
     /// Returns the exit status; -1 after a signal.
-    int waitForEnd();
-    bool hasEnded() const { return hasEnded_; }
-    void kill();
-    void freeze() const;
-    void setDiskFull(bool full) const;
-    pid_t id() const { return id_; }
+    int waitForEnd(const std::source_location& where = std::source_location::current()) const {
+        poll([this] { return !g_subprocess_get_identifier(process_.get()); }, {}, where);
+        return g_subprocess_get_if_exited(process_.get()) ? g_subprocess_get_exit_status(process_.get()) : -1;
+    }
+    void freeze() const { g_subprocess_send_signal(process_.get(), SIGSTOP); }
 
 private:
-    const DesktopSession& session_;
     GPtr<GSubprocess> process_;
-    pid_t id_;
-    bool hasEnded_ = false;
 };
 
-/// A notification server on the bus, whose screen the test looks at and clicks on.
+/// A notification server on the bus, whose screen the test looks at and clicks on. It ends as in a crash:
+/// without a word.
 class NotificationDaemon {
 public:
-    struct Notification {
-        std::string title;
-        std::string body;
-        std::vector<std::string> actions;
-        std::map<std::string, std::string> hints; ///< as text
-        std::uint32_t replaced = 0;
-    };
-
     explicit NotificationDaemon(const DesktopSession& session,
-                                std::vector<std::string> capabilities = {"actions", "body", "body-markup"});
-    NotificationDaemon(const NotificationDaemon&) = delete;
-    NotificationDaemon& operator=(const NotificationDaemon&) = delete;
-    /// As a crash: without a word.
-    ~NotificationDaemon();
+                                std::vector<std::string> capabilities = {"actions", "body", "body-markup"})
+        : capabilities_(std::move(capabilities)),
+          object_(session.connect(), interface, description,
+                  [this](BusCall call) { answer(std::move(call)); }) {}
 
-    std::vector<Notification> received;
-    std::map<std::uint32_t, Notification> onScreen;
-    std::function<void()> onNotify; ///< before the answer
-    bool isMute = false;            ///< takes notifications, and answers nothing
+    std::vector<std::string> received; ///< the arguments of each Notify as text
+    std::vector<std::string> titles;
+    std::set<std::uint32_t> onScreen;
+    bool isMute = false; ///< takes notifications, and answers nothing
 
-    std::vector<std::string> titles() const;
-    void open(std::uint32_t id, const std::string& token);
-    void dismiss(std::uint32_t id);
+    void waitFor(std::size_t count,
+                 const std::source_location& where = std::source_location::current()) const {
+        MainLoop::runUntil([&] { return titles.size() >= count; }, {}, where);
+    }
+    void open(std::uint32_t id, const std::string& token) const {
+        emit("ActivationToken", g_variant_new("(us)", id, token.c_str()));
+        emit("ActionInvoked", g_variant_new("(us)", id, "default"));
+    }
+    void dismiss(std::uint32_t id) {
+        onScreen.erase(id);
+        constexpr guint32 byThePerson = 2;
+        emit("NotificationClosed", g_variant_new("(uu)", id, byThePerson));
+    }
 
 private:
-    static void called(GDBusConnection*, const char*, const char*, const char*, const char* method,
-                       GVariant* parameters, GDBusMethodInvocation* invocation, gpointer self);
-    void notify(GVariant* parameters, GDBusMethodInvocation* invocation);
-    void emit(const char* signal, GVariant* parameters);
+    static constexpr auto interface = "org.freedesktop.Notifications";
+    static constexpr auto path = "/org/freedesktop/Notifications";
+    static constexpr auto description = R"(
+<node name="/org/freedesktop/Notifications"><interface name="org.freedesktop.Notifications">
+  <method name="GetCapabilities"><arg type="as" direction="out"/></method>
+  <method name="CloseNotification"><arg type="u" direction="in"/></method>
+  <method name="Notify">
+    <arg type="s" direction="in"/><arg type="u" direction="in"/><arg type="s" direction="in"/>
+    <arg type="s" direction="in"/><arg type="s" direction="in"/><arg type="as" direction="in"/>
+    <arg type="a{sv}" direction="in"/><arg type="i" direction="in"/><arg type="u" direction="out"/>
+  </method>
+</interface></node>)";
 
-    GPtr<GDBusConnection> bus_;
-    guint object_ = 0;
+    void emit(const char* signal, GVariant* arguments) const {
+        object_.emit(path, interface, signal, arguments);
+    }
+    void answer(BusCall call) {
+        guint32 id = 0;
+        if (call.member == "GetCapabilities") {
+            std::vector<const char*> names;
+            for (const auto& name : capabilities_)
+                names.push_back(name.c_str());
+            call.answer(
+                g_variant_new("(@as)", g_variant_new_strv(names.data(), static_cast<gssize>(names.size()))));
+        } else if (call.member == "CloseNotification") {
+            g_variant_get(call.arguments, "(u)", &id);
+            dismiss(id);
+            call.answer();
+        } else {
+            const char* title = nullptr;
+            g_variant_get_child(call.arguments, 1, "u", &id);
+            g_variant_get_child(call.arguments, 3, "&s", &title);
+            titles.emplace_back(title);
+            received.emplace_back(GText(g_variant_print(call.arguments, FALSE)).get());
+            if (isMute)
+                return;
+            onScreen.insert(id = id != 0 ? id : ++last_);
+            call.answer(g_variant_new("(u)", id));
+        }
+    }
+
     std::vector<std::string> capabilities_;
     std::uint32_t last_ = 0;
+    BusObject object_;
 };

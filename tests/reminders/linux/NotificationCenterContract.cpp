@@ -1,4 +1,3 @@
-#include "linux/MainLoop.h"
 #include "reminders/linux/DesktopSession.h"
 
 #include <gmock/gmock.h>
@@ -15,17 +14,19 @@ struct Fake {
     FakeNotificationCenter center{question};
 
     void goAway() { center.unavailable = true; }
+    void setFull(bool full) { center.full = full; }
     void respond() { center.onResponse(); }
 };
 
 struct Real {
     FakeNotificationQuestion question;
     DesktopSession session;
-    std::unique_ptr<NotificationDaemon> daemon = std::make_unique<NotificationDaemon>(session);
+    NotificationDaemon daemon{session};
     std::unique_ptr<AgentNotificationCenter> owner = session.center(question);
     AgentNotificationCenter& center = *owner;
 
     void goAway() { session.restartBus(); }
+    void setFull(bool full) { session.setDiskFull(full); }
     void respond() {
         const auto application = GPtr<GSimpleActionGroup>::take(g_simple_action_group_new());
         center.listen(G_ACTION_MAP(application.get()));
@@ -40,7 +41,6 @@ protected:
     Kind kind;
     NotificationCenter& center = kind.center;
 
-    Permission permission() { return MainLoop::finish(center.permission()); }
     Permission request(Answer answer) {
         const auto asked = kind.question.asked;
         const auto asking = begin(center.requestPermission());
@@ -49,17 +49,22 @@ protected:
             kind.question.answer(answer);
         return MainLoop::finish(asking);
     }
-    static NotificationRequest request(const std::string& identifier) {
-        return {identifier, "title", {}, 0, {2999, 12, 31, 23, 59}};
+    void expectPermission(Permission permission) {
+        EXPECT_EQ(MainLoop::finish(center.permission()), permission);
     }
-    Replaced replace(const std::string& prefix, const std::vector<std::string>& identifiers) {
+    /// "-removed +added: pending"
+    std::string replace(const std::string& prefix, const std::vector<std::string>& identifiers) {
         std::vector<NotificationRequest> requests;
-        requests.reserve(identifiers.size());
         for (const auto& identifier : identifiers)
-            requests.push_back(request(identifier));
-        return MainLoop::finish(center.replace(prefix, requests));
+            requests.push_back({identifier, "title", {}, 0, {2999, 12, 31, 23, 59}});
+        const auto [removed, added] = MainLoop::finish(center.replace(prefix, requests));
+        auto text = "-" + std::to_string(removed) + " +" + std::to_string(added) + ":";
+        auto kept = MainLoop::finish(center.pendingIdentifiers());
+        std::sort(kept.begin(), kept.end());
+        for (const auto& identifier : kept)
+            text += " " + identifier;
+        return text;
     }
-    std::vector<std::string> pending() { return MainLoop::finish(center.pendingIdentifiers()); }
 };
 
 using Kinds = testing::Types<Fake, Real>;
@@ -68,22 +73,23 @@ TYPED_TEST_SUITE(NotificationCenterContract, Kinds);
 } // namespace
 
 TYPED_TEST(NotificationCenterContract, asksUntilThePersonHasAnswered) {
-    EXPECT_EQ(this->permission(), Permission::notDetermined);
+    this->expectPermission(Permission::notDetermined);
     EXPECT_EQ(this->request(Answer::dismissed), Permission::notDetermined);
     EXPECT_EQ(this->request(Answer::dontAllow), Permission::denied);
     EXPECT_EQ(this->request(Answer::allow), Permission::denied);
-    EXPECT_EQ(this->permission(), Permission::denied);
+    this->expectPermission(Permission::denied);
     EXPECT_EQ(this->kind.question.asked, 2);
 }
 
-TYPED_TEST(NotificationCenterContract, replacesWhatBeginsWithThePrefixAndNothingElse) {
-    EXPECT_EQ(this->replace("a.", {}), (Replaced{0, 0}));
-    EXPECT_EQ(this->replace("a.", {"a.1", "a.2", "a.1"}), (Replaced{0, 3}));
-    EXPECT_EQ(this->replace("b.", {"b.1"}), (Replaced{0, 1}));
-    EXPECT_EQ(this->replace("a.", {"a.3"}), (Replaced{2, 1}));
-    EXPECT_THAT(this->pending(), testing::UnorderedElementsAre("a.3", "b.1"));
-    EXPECT_EQ(this->replace("", {}), (Replaced{2, 0}));
-    EXPECT_THAT(this->pending(), testing::IsEmpty());
+TYPED_TEST(NotificationCenterContract, replacesWhatBeginsWithThePrefixAndTellsWhatIsReallyKept) {
+    EXPECT_EQ(this->replace("a.", {}), "-0 +0:");
+    EXPECT_EQ(this->replace("a.", {"a.1", "a.2", "a.1"}), "-0 +3: a.1 a.2");
+    EXPECT_EQ(this->replace("b.", {"b.1"}), "-0 +1: a.1 a.2 b.1");
+    this->kind.setFull(true);
+    EXPECT_EQ(this->replace("a.", {"a.3"}), "-0 +0: a.1 a.2 b.1");
+    this->kind.setFull(false);
+    EXPECT_EQ(this->replace("a.", {"a.3"}), "-2 +1: a.3 b.1");
+    EXPECT_EQ(this->replace("", {}), "-2 +0:");
 }
 
 TYPED_TEST(NotificationCenterContract, tellsOfAnOpenedNotification) {
@@ -94,10 +100,9 @@ TYPED_TEST(NotificationCenterContract, tellsOfAnOpenedNotification) {
 }
 
 TYPED_TEST(NotificationCenterContract, isEmptyAndDeniedWhereThereIsNoDesktop) {
-    this->request(Answer::allow);
+    EXPECT_EQ(this->request(Answer::allow), Permission::authorized);
     this->kind.goAway();
-    EXPECT_EQ(this->permission(), Permission::denied);
+    this->expectPermission(Permission::denied);
     EXPECT_EQ(this->request(Answer::allow), Permission::denied);
-    EXPECT_EQ(this->replace("a.", {"a.1"}), Replaced());
-    EXPECT_THAT(this->pending(), testing::IsEmpty());
+    EXPECT_EQ(this->replace("a.", {"a.1"}), "-0 +0:");
 }

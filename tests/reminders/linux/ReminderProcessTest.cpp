@@ -1,322 +1,207 @@
-#include "linux/MainLoop.h"
-#include "platform/linux/DurableFile.h"
+#include "ForAll.h"
 #include "reminders/linux/DesktopSession.h"
 
 #include <fcntl.h>
-#include <gio/gunixfdlist.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <fstream>
-#include <random>
-#include <set>
-
 using namespace std::chrono_literals;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace {
 
 namespace fs = std::filesystem;
-using DesktopEvents::poll;
-using DesktopEvents::requestName;
+using Words = std::vector<std::string>;
 
-using Titles = std::vector<std::string>;
-
-/// The real agent in a session of its own.
+/// The real agent in a session of its own, with the person's permission.
 class ReminderProcessTest : public testing::Test {
 protected:
     DesktopSession session;
 
-    void SetUp() override { session.allow(); }
-    static void waitFor(const NotificationDaemon& daemon, std::size_t count) {
-        MainLoop::runUntil([&] { return daemon.received.size() >= count; });
+    void SetUp() override {
+        PermissionFile(session.place.permissionFile()).write(NotificationPermission::authorized);
     }
-    /// Until the agent has written it down.
-    void waitForLog(const std::string& text) {
-        poll([&] { return session.log().find(text) != std::string::npos; });
+    int run(const Words& options, const std::map<std::string, std::string>& environment = {}) const {
+        return AgentUnderTest(session, options, environment).waitForEnd();
     }
-    /// The agent ends by itself when nothing is pending or shown.
-    static int endAfterDismissing(NotificationDaemon& daemon, AgentUnderTest& agent) {
-        const auto shown = daemon.onScreen;
-        for (const auto& [id, notification] : shown)
-            daemon.dismiss(id);
-        return agent.waitForEnd();
-    }
-};
-
-/// The program as the session bus sees it.
-class RunningProgram {
-public:
-    explicit RunningProgram(const DesktopSession& session) : bus_(session.connect()) {
-        constexpr auto xml =
-            R"(<node><interface name="org.freedesktop.Application"><method name="ActivateAction">
-            <arg type="s" direction="in"/><arg type="av" direction="in"/><arg type="a{sv}" direction="in"/>
-            </method></interface></node>)";
-        static const GDBusInterfaceVTable methods = {
-            [](GDBusConnection*, const char*, const char*, const char*, const char*, GVariant* parameters,
-               GDBusMethodInvocation* invocation, gpointer self) {
-                static_cast<RunningProgram*>(self)->actions.emplace_back(
-                    GText(g_variant_print(parameters, FALSE)).get());
-                g_dbus_method_invocation_return_value(invocation, nullptr);
-            },
-            nullptr,
-            nullptr,
-            {}};
-        auto* node = g_dbus_node_info_new_for_xml(xml, nullptr);
-        object_ = g_dbus_connection_register_object(bus_.get(), "/app/brisko/Test", node->interfaces[0],
-                                                    &methods, this, nullptr, nullptr);
-        g_dbus_node_info_unref(node);
-        requestName(bus_.get(), session.place.applicationId);
-    }
-    ~RunningProgram() {
-        g_dbus_connection_unregister_object(bus_.get(), object_);
-        g_dbus_connection_close_sync(bus_.get(), nullptr, nullptr);
-    }
-    RunningProgram(const RunningProgram&) = delete;
-    RunningProgram& operator=(const RunningProgram&) = delete;
-
-    std::vector<std::string> actions;
-
-private:
-    GPtr<GDBusConnection> bus_;
-    guint object_ = 0;
 };
 
 } // namespace
 
-TEST_F(ReminderProcessTest, showsWhatBecameDueMeanwhileOnceAndLeavesWhenItIsClosed) {
-    NotificationDaemon daemon(session);
-    session.leave({"rent"});
-    {
-        AgentUnderTest agent(session);
-        waitFor(daemon, 1);
-        waitForLog("shown");
-        agent.kill();
-    }
-    EXPECT_THAT(daemon.received[0].actions, ElementsAre("default", "Open"));
-    EXPECT_EQ(daemon.received[0].hints["sound-name"], "'message-new-instant'");
-    EXPECT_EQ(daemon.received[0].hints["desktop-entry"], "'app.brisko.Brisko'");
-    {
-        AgentUnderTest agent(session);
-        agent.waitUntilOnBus();
-        EXPECT_EQ(endAfterDismissing(daemon, agent), EXIT_SUCCESS) << "it knows what another has shown";
-    }
-    AgentUnderTest agent(session, {"--if-pending"});
-    EXPECT_EQ(agent.waitForEnd(), EXIT_SUCCESS);
-    EXPECT_EQ(daemon.titles(), Titles{"rent"});
-}
-
-TEST_F(ReminderProcessTest, passesTextsOnAsTheServerReadsThem) {
+TEST_F(ReminderProcessTest, showsWhatBecameDueMeanwhileAsTheServerReadsItAndLeavesWhenItIsClosed) {
     const auto hostile = std::string("<b>&amp;\x01\x1b\n\tש\xe2\x80\xae") + '\0';
-    const std::pair<Titles, std::string> cases[] = {{{"body-markup"}, "&lt;b&gt;&amp;amp;\n ש\xe2\x80\xae"},
-                                                    {{}, "<b>&amp;\n ש\xe2\x80\xae"}};
-    std::uint64_t sync = 1;
-    for (const auto& [capabilities, body] : cases) {
-        NotificationDaemon daemon(session, capabilities);
-        session.leave({"x"}, 5, sync);
-        auto list = *PendingList::decode(*DurableFile::read(session.place.pendingFile()));
-        list.reminders[0].request.identifier += std::to_string(sync++);
-        list.reminders[0].request.title = hostile;
-        list.reminders[0].request.body = hostile;
-        DurableFile::write(session.place.pendingFile(), list.encode());
-        AgentUnderTest agent(session);
-        waitFor(daemon, 1);
-        EXPECT_EQ(daemon.received[0].title, "<b>&amp;  ש\xe2\x80\xae");
-        EXPECT_EQ(daemon.received[0].body, body);
-        EXPECT_THAT(daemon.received[0].actions, IsEmpty());
-    }
-}
-
-TEST_F(ReminderProcessTest, takesThePlaceOfTheTasksEarlierNotification) {
     NotificationDaemon daemon(session);
-    for (std::uint64_t sync = 1; sync <= 2; ++sync) {
-        session.leave({"rent"}, 10 - static_cast<int>(sync), sync);
-        AgentUnderTest agent(session);
-        waitFor(daemon, sync);
-        waitForLog("\"shown\"");
-        MainLoop::runUntil([&] { return daemon.onScreen.size() == 1; });
+    for (const std::string sync : {"1", "2"}) {
+        session.leave({hostile}, 10 - std::stoi(sync), std::stoul(sync));
+        const AgentUnderTest agent(session);
+        session.waitForLog("\"sync\":" + sync + "}\n{\"id\":1,");
+        if (sync == "2") {
+            daemon.dismiss(1);
+            EXPECT_EQ(agent.waitForEnd(), EXIT_SUCCESS);
+        }
     }
-    EXPECT_EQ(daemon.received[1].replaced, daemon.onScreen.begin()->first);
+    const std::string rest = ", 'app.brisko.Brisko', '<b>&amp;  ש\\u202e', '&lt;b&gt;&amp;amp;\\n ש\\u202e', "
+                             "['default', 'Open'], {'desktop-entry': <'app.brisko.Brisko'>, 'sound-name': "
+                             "<'message-new-instant'>}, -1)";
+    EXPECT_THAT(daemon.received, ElementsAre("('brisko', 0" + rest, "('brisko', 1" + rest))
+        << "the second in its place";
 }
 
 TEST_F(ReminderProcessTest, repeatsNothingAndLosesAtMostOneAtATimeWhileItIsKilledAgainAndAgain) {
-    Titles names;
-    for (int number = 0; number < 60; ++number)
+    const testing::ScopedTrace seed(__FILE__, __LINE__, "BRISKO_SEED=" + std::to_string(testSeed()));
+    std::mt19937_64 random(testSeed());
+    constexpr std::size_t count = 60;
+    Words names;
+    for (std::size_t number = 0; number < count; ++number)
         names.push_back(std::to_string(number));
     const auto areDelivered = [&] {
         const auto log = session.log();
-        return std::all_of(names.begin(), names.end(), [&](const auto& name) {
-            return log.find("\"delivered\":\"brisko.task." + name + "\"") != std::string::npos;
+        return std::ranges::all_of(names, [&](const auto& name) {
+            return log.find("\"delivered\":\"" + name + "\"") != std::string::npos;
         });
     };
     NotificationDaemon daemon(session);
     session.leave(names);
-    const auto seed = std::random_device{}();
-    std::minstd_rand random(seed);
     std::size_t kills = 0;
     for (; !areDelivered(); ++kills) {
-        AgentUnderTest agent(session);
-        const auto goal = daemon.received.size() + std::uniform_int_distribution<std::size_t>(1, 4)(random);
-        poll([&] { return daemon.received.size() >= goal || areDelivered(); });
-        const auto end = g_get_monotonic_time() + std::uniform_int_distribution(0, 3000)(random);
+        const AgentUnderTest agent(session);
+        const auto goal = daemon.titles.size() + anyOf<std::size_t>(random, 1, 4);
+        poll([&] { return daemon.titles.size() >= goal || areDelivered(); });
+        const auto end = g_get_monotonic_time() + anyOf(random, 0, 3000);
         while (g_get_monotonic_time() < end)
             g_main_context_iteration(nullptr, FALSE);
-        agent.kill();
     }
-    const auto titles = daemon.titles();
-    EXPECT_EQ(std::set(titles.begin(), titles.end()).size(), titles.size()) << "seed " << seed;
-    EXPECT_GE(titles.size() + kills, names.size()) << "seed " << seed;
-    EXPECT_GT(titles.size(), names.size() / 2);
+    EXPECT_EQ(std::set(daemon.titles.begin(), daemon.titles.end()).size(), daemon.titles.size());
+    EXPECT_GE(daemon.titles.size() + kills, count);
+    EXPECT_GT(daemon.titles.size(), count / 2);
 }
 
-TEST_F(ReminderProcessTest, waitsForANotificationServerThatIsNotThereOrEnds) {
-    session.leave({"a"});
-    AgentUnderTest agent(session);
-    agent.waitUntilOnBus();
-    auto daemon = std::make_unique<NotificationDaemon>(session);
-    waitFor(*daemon, 1);
-    waitForLog("shown");
+TEST_F(ReminderProcessTest, waitsForANotificationServerAndSendsNothingAgainThatOneHasEndedOn) {
+    session.leave({"<b>"});
+    std::optional<AgentUnderTest> agent(std::in_place, session);
+    session.waitForAgent();
+    std::optional<NotificationDaemon> daemon(std::in_place, session, Words());
+    session.waitForLog("shown");
+    EXPECT_THAT(daemon->received, ElementsAre(HasSubstr("'<b>', '<b>', []")))
+        << "it knows neither markup nor buttons";
     daemon.reset();
-    agent.kill();
+    EXPECT_EQ(agent->waitForEnd(), EXIT_SUCCESS);
 
-    session.leave({"b"}, 5, 2);
-    AgentUnderTest next(session);
-    next.waitUntilOnBus();
-    daemon = std::make_unique<NotificationDaemon>(session);
-    waitFor(*daemon, 1);
-    EXPECT_EQ(daemon->titles(), Titles{"b"}) << "what the other has shown is not shown again";
-}
-
-TEST_F(ReminderProcessTest, doesNotSendAgainWhatAServerHasEndedOn) {
-    session.leave({"deadly"});
-    auto daemon = std::make_unique<NotificationDaemon>(session);
+    session.leave({"deadly"}, 5, 2);
+    daemon.emplace(session);
     daemon->isMute = true;
-    AgentUnderTest agent(session);
-    waitFor(*daemon, 1);
-    daemon = std::make_unique<NotificationDaemon>(session);
-    EXPECT_EQ(agent.waitForEnd(), EXIT_SUCCESS);
-    EXPECT_EQ(daemon->titles(), Titles());
+    agent.emplace(session);
+    daemon->waitFor(1);
+    daemon.emplace(session);
+    EXPECT_EQ(agent->waitForEnd(), EXIT_SUCCESS);
+    EXPECT_THAT(daemon->titles, IsEmpty());
 }
 
 TEST_F(ReminderProcessTest, followsTheTimeZoneWhileItRuns) {
-    const auto write = [&](const char* name, int hoursEast) {
+    const auto write = [&](const char* name, std::string offset) {
         // The smallest file that tzfile(5) allows: one type of local time, no change.
-        std::string file = "TZif" + std::string(16, '\0');
-        for (const int count : {0, 0, 0, 0, 1, 4})
-            file += std::string(3, '\0') + static_cast<char>(count);
-        const auto offset = static_cast<std::uint32_t>(hoursEast * 3600);
-        for (const int shift : {24, 16, 8, 0})
-            file += static_cast<char>(offset >> shift);
-        std::ofstream(session.home() / name) << file + std::string(2, '\0') + std::string("ABC\0", 4);
+        const auto header = "TZif" + std::string(35, '\0') + '\1' + std::string("\0\0\0\4", 4);
+        std::ofstream(session.home() / name) << header << offset << std::string("\0\0ABC\0", 6);
     };
-    write("west", 0);
-    write("east", 3);
-    fs::create_symlink("west", session.home() / "localtime");
+    write("west", std::string(4, '\0'));
+    write("east", std::string("\0\0\x2a\x30", 4)); // 3 hours
+    const auto zone = session.home() / "localtime";
+    fs::create_symlink("west", zone);
     setenv("TZ", "UTC0", 1);
     tzset();
     session.leave({"in two hours"}, -120);
     NotificationDaemon daemon(session);
-    AgentUnderTest agent(session, {}, {{"TZ", ":" + (session.home() / "localtime").string()}});
-    agent.waitUntilOnBus();
-    EXPECT_THAT(daemon.received, IsEmpty());
-    fs::create_symlink("east", session.home() / "localtime.new");
-    fs::rename(session.home() / "localtime.new", session.home() / "localtime");
-    waitFor(daemon, 1);
+    const AgentUnderTest agent(session, {}, {{"TZ", ":" + zone.string()}});
+    session.waitForAgent();
+    EXPECT_THAT(daemon.titles, IsEmpty());
+    fs::create_symlink("east", session.home() / "new");
+    fs::rename(session.home() / "new", zone);
+    daemon.waitFor(1);
 }
 
 TEST_F(ReminderProcessTest, setsFilesAsideThatItCannotUseAndTellsNobody) {
-    DurableFile::write(session.place.pendingFile(), "{\"version\":1,");
-    DurableFile::write(session.place.logFile(),
-                       "{\"delivered\":\"brisko.task.rent\",\"moment\":5,\"sync\":1}\nrubbish\n");
-    DurableFile::write(session.place.folder / "pending.json.new-abcdef", "half");
-    {
-        AgentUnderTest agent(session);
-        EXPECT_EQ(agent.waitForEnd(), EXIT_SUCCESS);
-    }
-    EXPECT_EQ(DurableFile::read(session.place.folder / "pending.json.broken-1"), "{\"version\":1,");
-    EXPECT_TRUE(fs::exists(session.place.folder / "deliveries.log.broken-1"));
-    EXPECT_FALSE(fs::exists(session.place.folder / "pending.json.new-abcdef"));
+    const auto& place = session.place;
+    DurableFile::write(place.pendingFile(), "{\"version\":1,");
+    DurableFile::write(place.logFile(), "{\"delivered\":\"rent\",\"moment\":5,\"sync\":1}\nrubbish\n");
+    DurableFile::write(place.folder / "pending.json.new-abcdef", "half");
+    EXPECT_EQ(run({}), EXIT_SUCCESS);
+    EXPECT_EQ(DurableFile::read(place.folder / "pending.json.broken-1"), "{\"version\":1,");
+    EXPECT_TRUE(fs::exists(place.folder / "deliveries.log.broken-1"));
+    EXPECT_FALSE(fs::exists(place.folder / "pending.json.new-abcdef"));
     // The last line was being written when the machine went down.
     const auto whole = session.log();
-    DurableFile::append(session.place.logFile(), "{\"delivered\":\"brisko");
+    DurableFile::append(place.logFile(), "{\"delivered\":\"brisko");
     session.leave({"rent", "tea"});
     NotificationDaemon daemon(session);
-    AgentUnderTest agent(session);
-    waitFor(daemon, 1);
-    EXPECT_EQ(daemon.titles(), Titles{"tea"}) << "what the log still says counts";
-    EXPECT_TRUE(session.log().starts_with(whole + "{\"delivered\":\"brisko.task.tea"));
+    const AgentUnderTest agent(session);
+    daemon.waitFor(1);
+    EXPECT_THAT(daemon.titles, ElementsAre("tea")) << "what the log still says counts";
+    EXPECT_THAT(session.log(), testing::StartsWith(whole + "{\"delivered\":\"tea"));
 }
 
 TEST_F(ReminderProcessTest, opensTheRunningProgramAndStartsItWhereItDoesNotRun) {
     const auto marker = session.home() / "started";
-    session.leave({"a", "b"});
-    auto list = *PendingList::decode(*DurableFile::read(session.place.pendingFile()));
-    list.command = {
-        "sh",
-        "-c",
-        "printf %s \"$1 $XDG_ACTIVATION_TOKEN $DESKTOP_STARTUP_ID\" >\"$2.new\"; mv \"$2.new\" \"$2\"",
-        "sh",
-        "an argument",
-        marker};
-    DurableFile::write(session.place.pendingFile(), list.encode());
+    session.leave({"a", "b"}, 5, 1,
+                  {"sh", "-c", "echo $1 $XDG_ACTIVATION_TOKEN $DESKTOP_STARTUP_ID >$2.new; mv $2.new $2",
+                   "sh", "argument", marker});
     NotificationDaemon daemon(session);
-    AgentUnderTest agent(session);
-    waitFor(daemon, 2);
-    waitForLog("\"shown\":\"brisko.task.b\"");
+    const AgentUnderTest agent(session);
+    session.waitForLog("\"shown\":\"b\"");
     daemon.open(99, "another program's");
     daemon.open(1, "token-1");
     poll([&] { return fs::exists(marker); });
-    EXPECT_EQ(DurableFile::read(marker), "an argument token-1 token-1");
+    EXPECT_EQ(DurableFile::read(marker), "argument token-1 token-1\n");
     MainLoop::runUntil([&] { return daemon.onScreen.size() == 1; });
 
-    RunningProgram program(session);
+    std::vector<std::string> actions;
+    const BusObject program(session.connect(), session.place.applicationId,
+                            R"(<node name="/app/brisko/Test"><interface name="org.freedesktop.Application">
+        <method name="ActivateAction"><arg type="s" direction="in"/><arg type="av" direction="in"/>
+        <arg type="a{sv}" direction="in"/></method></interface></node>)",
+                            [&](BusCall call) {
+                                actions.emplace_back(GText(g_variant_print(call.arguments, FALSE)).get());
+                                call.answer();
+                            });
     daemon.open(2, "token-2");
-    MainLoop::runUntil([&] { return !program.actions.empty(); });
-    EXPECT_THAT(program.actions, ElementsAre("('notification-opened', [], {'activation-token': <'token-2'>, "
-                                             "'desktop-startup-id': <'token-2'>})"));
+    MainLoop::runUntil([&] { return !actions.empty(); });
+    EXPECT_THAT(actions, ElementsAre("('notification-opened', [], {'activation-token': <'token-2'>, "
+                                     "'desktop-startup-id': <'token-2'>})"));
     EXPECT_EQ(agent.waitForEnd(), EXIT_SUCCESS);
 }
 
-TEST_F(ReminderProcessTest, endsAtOnceWhenItIsToStayOnlyForRemindersAndThereAreNone) {
-    AgentUnderTest none(session, {"--if-pending"}, {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent"}});
-    EXPECT_EQ(none.waitForEnd(), EXIT_SUCCESS);
+TEST_F(ReminderProcessTest, endsAtOnceWhenItIsToStayOnlyForRemindersAndThereAreNoneAndIsAloneOtherwise) {
+    const std::map<std::string, std::string> noBus = {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent"}};
+    EXPECT_EQ(run({"--if-pending"}, noBus), EXIT_SUCCESS);
     session.leave({"older than a day"}, 24 * 60 + 2);
-    AgentUnderTest old(session, {"--if-pending"}, {{"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent"}});
-    EXPECT_EQ(old.waitForEnd(), EXIT_SUCCESS);
+    EXPECT_EQ(run({"--if-pending"}, noBus), EXIT_SUCCESS);
     session.leave({"tomorrow"}, -24 * 60);
-    AgentUnderTest stays(session, {"--if-pending"});
-    stays.waitUntilOnBus();
-    for (const auto* wrong : {"--no-such-option", "more", "--application-id=:1.5"}) {
-        AgentUnderTest refuses(session, {wrong});
-        EXPECT_EQ(refuses.waitForEnd(), 2) << wrong;
-    }
-    AgentUnderTest second(session);
-    EXPECT_EQ(second.waitForEnd(), EXIT_FAILURE) << "one at a time";
+    const AgentUnderTest stays(session, {"--if-pending"});
+    session.waitForAgent();
+    for (const auto* wrong : {"--no-such-option", "more", "--application-id=:1.5", "--linger=soon"})
+        EXPECT_EQ(run({wrong}), 2) << wrong;
+    EXPECT_EQ(run({}), EXIT_FAILURE) << "one at a time";
 }
 
 TEST_F(ReminderProcessTest, refusesWhatIsNoListOfRequests) {
-    AgentUnderTest agent(session);
-    agent.waitUntilOnBus();
-    const auto bus = session.connect();
+    const AgentUnderTest agent(session, {"--linger=3600"});
+    session.waitForAgent();
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    const auto file = session.home() / "rubbish";
-    std::ofstream(file) << "[{\"identifier\":5}]";
-    const auto rubbish = open(file.c_str(), O_RDONLY);
+    DurableFile::write(session.home() / "rubbish", "[{\"identifier\":5}]");
+    const auto rubbish = open((session.home() / "rubbish").c_str(), O_RDONLY);
     for (const int descriptor : {-1, ends[0], rubbish}) {
         const auto files = GPtr<GUnixFDList>::take(g_unix_fd_list_new());
         if (descriptor >= 0)
             g_unix_fd_list_append(files.get(), descriptor, nullptr);
         GError* error = nullptr;
-        const char* command[] = {nullptr};
         const GVariantPtr reply(g_dbus_connection_call_with_unix_fd_list_sync(
-            bus.get(), session.place.busName().c_str(), ReminderPlace::objectPath,
-            ReminderPlace::interfaceName, "Replace", g_variant_new("(sh^as)", "", 0, command), nullptr,
+            session.connect().get(), session.place.busName().c_str(), ReminderPlace::objectPath,
+            ReminderPlace::interfaceName, "Replace", g_variant_new_parsed("('', handle 0, @as [])"), nullptr,
             G_DBUS_CALL_FLAGS_NONE, -1, files.get(), nullptr, nullptr, &error));
-        EXPECT_FALSE(reply);
+        ASSERT_FALSE(reply);
         EXPECT_TRUE(g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_INVALID_ARGS)) << error->message;
         g_clear_error(&error);
     }

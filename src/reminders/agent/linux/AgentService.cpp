@@ -49,10 +49,12 @@ std::optional<std::string> readFile(int descriptor) {
 
 } // namespace
 
-AgentService::AgentService(GPtr<GDBusConnection> bus, const ReminderPlace& place, ReminderAgent& agent)
+AgentService::AgentService(GPtr<GDBusConnection> bus, const ReminderPlace& place, ReminderAgent& agent,
+                           std::chrono::seconds linger)
     : bus_(std::move(bus)),
       name_(place.busName()),
       agent_(agent),
+      linger_(linger),
       loop_(g_main_loop_new(nullptr, FALSE)),
       status_(EXIT_SUCCESS) {
     g_dbus_connection_set_exit_on_close(bus_.get(), FALSE);
@@ -140,12 +142,14 @@ void AgentService::considerLeaving() {
     if (agent_.isNeeded())
         leaving_.stop();
     else
-        leaving_.start(linger, [this] { leave(); });
+        leaving_.start(linger_, [this] { leave(); });
 }
 
 /// Calls that are on their way when the name is given up are still answered: they have come by the time that
 /// the bus answers a question put to it afterwards.
 void AgentService::leave() {
+    if (owning_ == 0)
+        return; // the bus is being asked already
     g_bus_unown_name(std::exchange(owning_, 0));
     const auto answered = [](GObject*, GAsyncResult*, gpointer data) {
         auto& self = *static_cast<AgentService*>(data);

@@ -19,10 +19,11 @@ class AgentService {
 public:
     /// How long the agent stays when it is no longer needed: a page that sends one list after the other does
     /// not start it each time.
-    static constexpr std::chrono::seconds linger{2};
+    static constexpr std::chrono::seconds usualLinger{2};
 
     /// All of it outlives the service.
-    AgentService(GPtr<GDBusConnection> bus, const ReminderPlace& place, ReminderAgent& agent);
+    AgentService(GPtr<GDBusConnection> bus, const ReminderPlace& place, ReminderAgent& agent,
+                 std::chrono::seconds linger = usualLinger);
     ~AgentService();
     AgentService(const AgentService&) = delete;
     AgentService& operator=(const AgentService&) = delete;
@@ -44,6 +45,7 @@ private:
     GPtr<GDBusConnection> bus_;
     std::string name_;
     ReminderAgent& agent_;
+    std::chrono::seconds linger_;
     GMainLoop* loop_;
     SignalConnection closing_;
     OneShotTimer leaving_;

@@ -20,6 +20,7 @@
 namespace {
 
 constexpr int usageError = 2;
+constexpr guint64 longestLinger = 86'400; // seconds
 
 constexpr auto help =
     "Usage: brisko-reminders [OPTION…]\n"
@@ -30,20 +31,29 @@ constexpr auto help =
     "  --if-pending         end at once when there are no reminders\n"
     "  --application-id ID  the application that the reminders belong to\n"
     "  --state DIR          the folder that keeps them\n"
+    "  --linger SECONDS     how long to stay when there is nothing to wait for: 2, unless it is given\n"
     "  --help               print this\n";
 
 struct Options {
     bool onlyIfPending = false;
     bool wantsHelp = false;
+    std::chrono::seconds linger = AgentService::usualLinger;
     ReminderPlace place = {Profile::userApplicationId, std::filesystem::path(g_get_user_state_dir()) /
                                                            Profile::userFolderName / "reminders"};
 };
 
+std::optional<std::chrono::seconds> secondsOf(const char* text) {
+    guint64 seconds = 0;
+    const auto isOne = g_ascii_string_to_unsigned(text, 10, 0, longestLinger, &seconds, nullptr);
+    return isOne ? std::optional(std::chrono::seconds(seconds)) : std::nullopt;
+}
+
 std::optional<Options> parse(int count, char** arguments) {
-    enum Option { ifPending = 1, applicationId, state, showHelp };
+    enum Option { ifPending = 1, applicationId, state, linger, showHelp };
     static const option table[] = {{"if-pending", no_argument, nullptr, ifPending},
                                    {"application-id", required_argument, nullptr, applicationId},
                                    {"state", required_argument, nullptr, state},
+                                   {"linger", required_argument, nullptr, linger},
                                    {"help", no_argument, nullptr, showHelp},
                                    {nullptr, 0, nullptr, 0}};
     Options options;
@@ -54,6 +64,8 @@ std::optional<Options> parse(int count, char** arguments) {
             options.place.applicationId = optarg;
         else if (choice == state && *optarg != '\0')
             options.place.folder = std::filesystem::absolute(optarg);
+        else if (choice == linger && secondsOf(optarg))
+            options.linger = *secondsOf(optarg);
         else if (choice == showHelp)
             options.wantsHelp = true;
         else
@@ -101,7 +113,7 @@ int serve(const Options& options) {
         zone.refresh();
         agent.timeZoneChanged();
     });
-    return AgentService(bus, options.place, agent).run();
+    return AgentService(bus, options.place, agent, options.linger).run();
 }
 
 } // namespace
