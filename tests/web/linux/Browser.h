@@ -1,78 +1,65 @@
 #pragma once
 
-#include "EngineFolder.h"
+#include "PageServer.h"
 #include "linux/MainLoop.h"
-#include "platform/linux/GPtr.h"
 #include "web/linux/WebEngine.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <gtk/gtk.h>
+#include <sys/types.h>
 
-#include <chrono>
-#include <fstream>
-#include <memory>
-#include <string>
-#include <vector>
+#include <set>
+
+inline constexpr std::chrono::seconds patience{60};
+
+/// The engine over files in that folder, trusting that certificate for that origin.
+std::unique_ptr<WebEngine> makeEngine(const std::filesystem::path& folder, const Url& origin,
+                                      const std::optional<std::filesystem::path>& trusted = std::nullopt);
+
+/// The kernel keeps 15 characters of a name.
+inline constexpr auto pageProcess = "WebKitWebProces";
+inline constexpr auto networkProcess = "WebKitNetworkPr";
+/// The living processes of that name that the engine has started from this one.
+std::set<pid_t> engineProcesses(const std::string& name);
 
 /// A view in a window, what it has reported, and the engine behind it.
 class Browser {
 public:
-    static constexpr std::chrono::seconds patience{60};
-
-    Browser(const Url& origin, const std::string& pem) {
-        const auto folder = newEngineFolder();
-        WebEngine::Options options = {.data = folder / "data",
-                                      .cache = folder / "cache",
-                                      .origin = origin,
-                                      .trusted = std::nullopt,
-                                      .acceleration = false};
-        if (!pem.empty()) {
-            options.trusted = folder / "trusted.pem";
-            std::ofstream(*options.trusted) << pem;
-        }
-        engine_ = loadWebEngine(options);
-        gtk_window_set_default_size(GTK_WINDOW(window_.get()), 640, 480);
+    Browser(const Url& origin, const std::optional<std::filesystem::path>& trusted)
+        : engine(makeEngine(newFolder(), origin, trusted)) {
         makeView();
     }
     Browser(const Browser&) = delete;
     Browser& operator=(const Browser&) = delete;
-    ~Browser() { gtk_window_destroy(GTK_WINDOW(window_.get())); }
+    ~Browser() { gtk_window_destroy(GTK_WINDOW(window.get())); }
 
-    void makeView() {
-        view = engine_->makeView();
-        view->onFinished = [this] { finished += 1; };
-        view->decideResponse = [](bool showable) {
-            return showable ? NavigationPolicy::allow : NavigationPolicy::download;
-        };
-        view->onFailed = [this](const LoadFailure& failure) {
-            if (!failure.cancelled)
-                failures.emplace_back(failure.error.what());
-        };
-        gtk_window_set_child(GTK_WINDOW(window_.get()), view->widget());
-        gtk_window_present(GTK_WINDOW(window_.get()));
-        gtk_widget_child_focus(view->widget(), GTK_DIR_TAB_FORWARD);
-    }
-
+    void makeView();
+    /// Does what leads to a page, and waits for that page.
+    void follow(const std::function<void()>& lead);
+    void load(const Url& url, std::chrono::seconds timeout = patience);
     /// Loads the page and waits for what becomes of it: true when it was shown.
-    bool shows(const Url& url) {
-        const auto before = finished;
-        const auto failuresBefore = failures.size();
-        view->load(url, patience);
-        MainLoop::runUntil([&] { return finished > before || failures.size() > failuresBefore; });
-        return finished > before;
-    }
+    bool shows(const Url& url);
     /// What the page answers to the body of an asynchronous function; null for none.
-    Json ask(const std::string& body) {
-        return MainLoop::finish(view->evaluateForResult(body)).value_or(nullptr);
-    }
-    WebDataStore& store() { return engine_->dataStore(); }
-    WebEngine& engine() { return *engine_; }
+    Json ask(const std::string& body) const;
+    WebDataStore& store() const { return engine->dataStore(); }
 
-private:
-    GPtr<GtkWidget> window_ = GPtr<GtkWidget>::share(gtk_window_new());
-    std::unique_ptr<WebEngine> engine_;
-
-public:
+    std::unique_ptr<WebEngine> engine;
+    GPtr<GtkWidget> window = GPtr<GtkWidget>::share(gtk_window_new());
     std::unique_ptr<GtkWebView> view;
     int finished = 0;
-    std::vector<std::string> failures;
+    int terminated = 0;              ///< web processes of views, for whatever reason
+    int givenUp = 0;                 ///< loads
+    std::vector<std::string> failed; ///< the addresses of the other loads that came to nothing
+};
+
+/// A view beside the server that it trusts.
+class WebKitTest : public testing::Test {
+protected:
+    static const std::filesystem::path& certificate();
+
+    const std::set<pid_t> others =
+        engineProcesses(pageProcess); ///< of earlier views, which may still be ending
+    PageServer server{certificate()};
+    Browser browser{server.url(), certificate()};
 };

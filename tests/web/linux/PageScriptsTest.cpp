@@ -1,33 +1,42 @@
 #include "Browser.h"
-#include "PageServer.h"
-#include "demo/Certificate.h"
+#include "fakes/Gate.h"
 #include "web/Scripts.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 using testing::ElementsAre;
 
 namespace {
 
-const std::string page = "<!doctype html><html><body><input id=field autofocus>";
-
-/// The two scripts in the real engine, with what they post kept here.
-class PageScripts : public testing::Test {
+/// The two scripts of a page in the real engine. A call is answered with what it has posted.
+class PageScripts : public WebKitTest, protected Gate {
 protected:
-    PageScripts() : certificate(Demo::Certificate::make()), server(certificate.tls.get()) {
-        server.pages["/"] = PageServer::Page(page);
+    PageScripts() {
+        server.pages["/"] = {
+            "<!doctype html><body style='background: rgb(1, 2, 3)'><input id=field autofocus>"};
+        prepare();
     }
 
-    Browser& open(const std::string& path = "/") {
-        browser = std::make_unique<Browser>(server.origin(), certificate.pem);
-        auto& view = *browser->view;
+    /// A new view, with the scripts and their listeners.
+    void prepare() {
+        browser.makeView();
+        auto& view = *browser.view;
         view.addUserScript({std::string(Scripts::page()), UserScript::Time::documentStart});
         view.addUserScript({std::string(Scripts::chrome()), UserScript::Time::documentEnd});
         view.addReplyingMessageHandler("brisko", [this](Json body) { return answer(this, std::move(body)); });
         view.addMessageHandler("briskoChrome", [this](const Json& body) { posted.push_back(body); });
-        EXPECT_TRUE(browser->shows(server.url(path)));
-        return *browser;
+    }
+    static Task<Json> answer(PageScripts* self, Json body) {
+        if (!body.is_object())
+            throw Error("malformed \"é\"");
+        co_await self->pass();
+        co_return body;
+    }
+    /// Begins a call that is not answered yet.
+    auto holdCall() {
+        hold = true;
+        auto call = begin(browser.view->evaluateForResult("return await BriskoNative.lockSummary(1)"));
+        MainLoop::runUntil([this] { return waiting(); });
+        hold = false;
+        return call;
     }
     std::vector<std::string> colours() const {
         std::vector<std::string> result;
@@ -36,188 +45,140 @@ protected:
                 result.push_back(body["background"]);
         return result;
     }
-    void awaitColours(std::size_t count) {
+    /// Runs the script and waits until that many colours of the page have been reported.
+    void paint(const std::string& script, std::size_t count) {
+        browser.ask(script + "; return 1");
         MainLoop::runUntil([&] { return colours().size() >= count; });
     }
 
-    Demo::Certificate certificate;
-    PageServer server;
-    std::unique_ptr<Browser> browser;
-    std::vector<Json> called;
     std::vector<Json> posted;
-
-private:
-    static Task<Json> answer(PageScripts* self, Json body) {
-        self->called.push_back(body);
-        if (!body.is_object())
-            throw Error("malformed \"é\"");
-        co_return Json{{"count", 7}, {"on", true}, {"text", "é"}};
-    }
 };
 
 } // namespace
 
-TEST_F(PageScripts, givesThePageEightCallsThatEachPostOneMessageAndSettle) {
-    auto& used = open();
-    for (const auto* name :
-         {"notificationStatus", "requestNotifications", "biometryAvailable", "lockEnabled", "lockSummary"}) {
-        EXPECT_EQ(used.ask(std::string("return await BriskoNative.") + name + "({ignored: 1})"),
-                  parseJson(R"({"count": 7, "on": true, "text": "é"})"));
-        EXPECT_EQ(called.back(), (Json{{"name", name}, {"options", Json::object()}}));
-    }
-    for (const auto* name : {"syncReminders", "setLockEnabled", "openLockSettings"}) {
-        for (const auto& [given, sent] :
-             {std::pair("{a: [1]}", R"({"a": [1]})"), std::pair("", "{}"), std::pair("0", "{}"),
-              std::pair("{f() {}, n: NaN}", R"({"n": null})")}) {
-            used.ask(std::string("return await BriskoNative.") + name + "(" + given + ")");
-            EXPECT_EQ(called.back(), (Json{{"name", name}, {"options", parseJson(sent)}})) << given;
+TEST_F(PageScripts, giveThePageEightCallsThatEachPostOneMessageAndSettle) {
+    browser.load(server.url("/"));
+    const auto held = holdCall();
+    const auto nothing = parseJson("[{}, {}, {}]");
+    const auto given = parseJson(R"([{}, {}, {"n": null, "t": "\u202e<b>\ufffd"}])");
+    EXPECT_EQ(browser.ask(R"(const posted = {};
+        for (const name of Object.keys(BriskoNative)) {
+            posted[name] = [];
+            for (const options of [undefined, 0, {f() {}, n: NaN, t: '\u202e<b>\ud83d'}]) {
+                const message = await BriskoNative[name](options);
+                posted[message.name].push(message.options);
+            }
         }
-    }
-    EXPECT_EQ(called.size(), 17U);
-    for (const auto* unspeakable : {"(() => { const a = {}; a.a = a; return a })()", "{big: 1n}"})
-        EXPECT_EQ(used.ask(std::string("try { await BriskoNative.syncReminders(") + unspeakable +
-                           ") } catch (error) { return [error instanceof Error, error.message] }"),
-                  parseJson(R"([true, "malformed \"é\""])"));
-    EXPECT_EQ(used.ask("return [Object.keys(BriskoNative).length, typeof window.Capacitor]"),
-              parseJson(R"([8, "undefined"])"));
+        return posted)"),
+              (Json{{"notificationStatus", nothing},
+                    {"requestNotifications", nothing},
+                    {"biometryAvailable", nothing},
+                    {"lockEnabled", nothing},
+                    {"lockSummary", nothing},
+                    {"syncReminders", given},
+                    {"setLockEnabled", given},
+                    {"openLockSettings", given}}));
+    EXPECT_FALSE(held->ended());
+    release();
+    EXPECT_EQ(MainLoop::finish(held), parseJson(R"({"name": "lockSummary", "options": {}})"));
+    EXPECT_EQ(browser.ask(R"(const cycle = {};
+        const errors = [typeof window.Capacitor];
+        for (const options of [{cycle: cycle.cycle = cycle}, {big: 1n}, {get enabled() { throw 'no' }}])
+            await BriskoNative.syncReminders(options).catch((error) => errors.push(String(error)));
+        return errors)"),
+              parseJson(R"(["undefined", "Error: malformed \"é\"", "Error: malformed \"é\"",
+                            "Error: malformed \"é\""])"));
 }
 
-TEST_F(PageScripts, leavesWhatIsThereWhenItIsLoadedTwice) {
-    auto& used = open();
-    used.ask("window.first = [BriskoNative, __brisko]; return 1");
-    used.ask("eval(" + Json(std::string(Scripts::page())).dump() + "); return 1");
-    EXPECT_EQ(used.ask("return first[0] === BriskoNative && first[1] === __brisko"), true);
+TEST_F(PageScripts, surviveACallWhoseAskerHasGone) {
+    browser.load(server.url("/"));
+    holdCall();
+    browser.load(server.url("/"));
+    release();
+    holdCall();
+    prepare();
+    release();
+    EXPECT_TRUE(browser.shows(server.url("/"))) << "the engine is as good as before";
 }
 
-TEST_F(PageScripts, isInTheMainFrameOnlyAndBeforeThePagesOwnScripts) {
-    server.pages["/framed"] =
-        PageServer::Page("<script>window.early = typeof BriskoNative</script><iframe src=/></iframe>");
-    auto& used = open("/framed");
-    EXPECT_EQ(used.ask("return [early, typeof frames[0].BriskoNative, typeof frames[0].__brisko]"),
+TEST_F(PageScripts, areInTheMainFrameOnlyOnceAndBeforeThePagesOwnScripts) {
+    server.pages["/framed"] = {"<script>early = typeof BriskoNative</script><iframe src=/></iframe>"};
+    browser.load(server.url("/framed"));
+    EXPECT_EQ(browser.ask("return [early, typeof frames[0].BriskoNative, typeof frames[0].__brisko]"),
               parseJson(R"(["object", "undefined", "undefined"])"));
+    browser.ask("first = [BriskoNative, __brisko]; return 1");
+    browser.ask("eval(" + Json(std::string(Scripts::page())).dump() + "); return 1");
+    EXPECT_EQ(browser.ask("return first[0] === BriskoNative && first[1] === __brisko"), true);
 }
 
-TEST_F(PageScripts, pressesTheKeysOfACombo) {
-    auto& used = open();
-    used.ask(
-        "window.pressed = []; document.addEventListener('keydown', (e) => { e.preventDefault(); pressed.push("
-        "[e.target.tagName, e.key, e.metaKey, e.altKey, e.shiftKey, e.ctrlKey, e.defaultPrevented]) });"
-        "document.getElementById('field').focus(); return 1");
-    struct Case {
-        const char* combo;
-        const char* key;
-        bool meta, alt, shift;
-    };
-    const Case cases[] = {
-        {"'mod+shift+enter'", "Enter", true, false, true},
-        {"'mod+,'", ",", true, false, false},
-        {"'alt+space'", " ", false, true, false},
-        {"'up'", "ArrowUp", false, false, false},
-        {"'down'", "ArrowDown", false, false, false},
-        {"'left'", "ArrowLeft", false, false, false},
-        {"'right'", "ArrowRight", false, false, false},
-        {"'escape'", "Escape", false, false, false},
-        {"'backspace'", "Backspace", false, false, false},
-        {"'delete'", "Delete", false, false, false},
-        {"'ctrl+k'", "k", false, false, false},
-        {"'F5'", "F5", false, false, false},
-        {"'constructor'", "constructor", false, false, false},
-        {"''", "", false, false, false},
-        {"7", "7", false, false, false},
-    };
-    for (const auto& [combo, key, meta, alt, shift] : cases) {
-        const auto event = used.ask(std::string("__brisko.run(") + combo + "); return pressed.at(-1)");
-        EXPECT_EQ(event, Json::array({"BODY", key, meta, alt, shift, false, true})) << combo;
-    }
+TEST_F(PageScripts, pressTheKeysOfACombo) {
+    browser.load(server.url("/"));
+    EXPECT_EQ(
+        browser.ask(R"(const pressed = [];
+        document.addEventListener('keydown', (e) => {
+            e.preventDefault();
+            const modifiers = ['metaKey', 'altKey', 'shiftKey', 'ctrlKey', 'defaultPrevented'];
+            pressed.push([e.target.tagName, e.key, ...modifiers.filter((name) => e[name])].join(' '));
+        });
+        document.getElementById('field').focus();
+        for (const combo of ['mod+shift+enter', 'alt+space', 'mod+,', 'up', 'down', 'left', 'right', 'escape',
+                             'backspace', 'delete', 'ctrl+F5', 'constructor', '', 7]) __brisko.run(combo);
+        return pressed.map((text) => text.replace('BODY ', '').replace(' defaultPrevented', '')))"),
+        parseJson(R"(["Enter metaKey shiftKey", "  altKey", ", metaKey", "ArrowUp", "ArrowDown", "ArrowLeft",
+                            "ArrowRight", "Escape", "Backspace", "Delete", "F5", "constructor", "", "7"])"));
 }
 
-TEST_F(PageScripts, reportsEachColourOnceAsThePageChangesItsRoots) {
-    server.pages["/"] = PageServer::Page("<body style='background: rgb(1, 2, 3)'>");
-    auto& used = open();
-    awaitColours(1);
-    used.ask("document.body.setAttribute('data-a', 'b'); document.body.append('text'); return 1");
-    used.ask("document.body.style.background = 'rgb(4, 5, 6)'; return 1");
-    awaitColours(2);
-    // A body without a colour of its own shows that of the root.
-    used.ask("document.documentElement.style.background = 'rgb(7, 8, 9)'; return 1");
-    used.ask("document.body.style.background = 'rgba(1, 1, 1, 0)'; return 1");
-    awaitColours(3);
-    used.ask("document.documentElement.style.background = 'rgba(7, 8, 9, 0.5)'; return 1");
-    awaitColours(4);
-    EXPECT_THAT(colours(), ElementsAre("rgb(1, 2, 3)", "rgb(4, 5, 6)", "rgb(7, 8, 9)", "rgba(7, 8, 9, 0.5)"));
-
-    ASSERT_TRUE(used.shows(server.url("/")));
-    awaitColours(5);
-    EXPECT_EQ(colours().back(), "rgb(1, 2, 3)") << "a new document starts over";
-}
-
-TEST_F(PageScripts, looksAgainOnceTheFirstPaintIsOver) {
+TEST_F(PageScripts, reportEachColourOnceAndAreSilentWhileNothingChanges) {
+    server.pages["/"] = {"<style>body { background: rgb(1, 2, 3) }</style><body><script>looks = [];"
+                         "setTimeout = (look, delay) => looks.push([look, delay])</script>"};
+    browser.load(server.url("/"));
+    paint("document.body.dataset.a = 'b'; document.body.append('text')", 1);
+    EXPECT_EQ(browser.ask("for (const look of looks) look[0]();"
+                          "for (let i = 0; i < 100; i += 1) {"
+                          "  document.body.dataset.count = i; await new Promise(requestAnimationFrame) }"
+                          "return looks.map((look) => look[1])"),
+              parseJson("[400, 1600]"));
     // The rule comes from a style sheet, of which no attribute of the roots tells.
-    server.pages["/"] =
-        PageServer::Page("<style>body { background: rgb(1, 2, 3) }</style><script>"
-                         "let count = 0; const report = () => count;"
-                         "const later = window.setTimeout; window.delays = [];"
-                         "window.setTimeout = (f, delay) => { delays.push(delay); later(f, delay) };"
-                         "</script>");
-    auto& used = open();
-    awaitColours(1);
-    EXPECT_EQ(used.ask("return delays"), parseJson("[400, 1600]"));
-    used.ask("document.styleSheets[0].deleteRule(0);"
-             "document.styleSheets[0].insertRule('body { background: rgb(9, 9, 9) }'); return 1");
-    awaitColours(2);
-    EXPECT_EQ(colours().back(), "rgb(9, 9, 9)");
+    paint("document.styleSheets[0].deleteRule(0); document.styleSheets[0].insertRule("
+          "'body { background: rgb(9, 9, 9) }'); looks[1][0]()",
+          2);
+    paint("document.body.style.background = 'rgb(4, 5, 6)'", 3);
+    // A body without a colour of its own shows that of the root.
+    browser.ask("document.documentElement.style.background = 'rgb(7, 8, 9)'; return 1");
+    paint("document.body.style.background = 'rgba(1, 1, 1, 0)'", 4);
+    paint("document.documentElement.style.background = 'rgba(7, 8, 9, 0.5)'", 5);
+    browser.load(server.url("/"));
+    paint("", 6);
+    EXPECT_THAT(colours(), ElementsAre("rgb(1, 2, 3)", "rgb(9, 9, 9)", "rgb(4, 5, 6)", "rgb(7, 8, 9)",
+                                       "rgba(7, 8, 9, 0.5)", "rgb(1, 2, 3)"));
+    EXPECT_EQ(posted.size(), 6U);
 }
 
-TEST_F(PageScripts, postsNothingWhileNothingChanges) {
-    server.pages["/"] = PageServer::Page("<body style='background: rgb(1, 2, 3)'><script>window.looks = [];"
-                                         "window.setTimeout = (look) => looks.push(look)</script>");
-    auto& used = open();
-    awaitColours(1);
-    const auto before = posted.size();
-    EXPECT_EQ(used.ask("for (const look of looks) look();"
-                       "for (let i = 0; i < 100; i += 1) {"
-                       "  document.body.dataset.count = i; await new Promise(requestAnimationFrame) }"
-                       "return looks.length"),
-              2);
-    EXPECT_EQ(posted.size(), before);
-}
-
-TEST_F(PageScripts, reportsTheAccountsBindingsWhenTheServiceHasSome) {
-    struct Case {
-        PageServer::Page settings;
-        std::optional<Json> reported;
-    };
-    const Case cases[] = {
-        {{R"({"shortcuts": {"newTask": "mod+j", "search": 5}})", "application/json"},
-         Json{{"newTask", "mod+j"}, {"search", 5}}},
-        {{R"({"shortcuts": null})", "application/json"}, std::nullopt},
-        {{"null", "application/json"}, std::nullopt},
-        {{R"({"shortcuts")", "application/json"}, std::nullopt},
-        {{R"({"shortcuts": {"newTask": "mod+j"}})", "application/json", 401}, std::nullopt},
-    };
-    for (const auto& [settings, expected] : cases) {
+TEST_F(PageScripts, reportTheAccountsBindingsWhenTheServiceHasSome) {
+    for (const auto& [status, settings, reported] :
+         {std::tuple(200, R"({"shortcuts": {"newTask": "mod+j", "search": 5}})", 1),
+          std::tuple(200, R"({"shortcuts": null})", 0), std::tuple(200, "null", 0),
+          std::tuple(200, R"({"shortcuts")", 0),
+          std::tuple(401, R"({"shortcuts": {"newTask": "mod+j"}})", 0)}) {
         posted.clear();
         server.requests.clear();
-        server.pages["/api/settings"] = settings;
-        auto& used = open();
+        server.pages["/api/settings"] = {settings, "application/json", static_cast<unsigned>(status)};
+        browser.load(server.url("/"));
         MainLoop::runUntil([&] { return server.wasAsked("/api/settings"); });
         // What the script does with the answer happens before what the page does after a later request.
-        used.ask("await (await fetch('/')).text(); await new Promise(requestAnimationFrame); return 1");
-        std::optional<Json> reported;
-        for (const auto& body : posted)
-            if (body.contains("shortcuts"))
-                reported = body["shortcuts"];
-        EXPECT_EQ(reported, expected) << settings.body;
+        browser.ask("await (await fetch('/')).text(); await new Promise(requestAnimationFrame); return 1");
+        std::erase_if(posted, [](const Json& body) { return !body.contains("shortcuts"); });
+        EXPECT_EQ(posted, reported ? std::vector{parseJson(settings)} : std::vector<Json>()) << settings;
     }
 }
 
-TEST_F(PageScripts, survivesAMessageOfFiveMegabytesAndOneThatIsNoObject) {
-    auto& used = open();
+TEST_F(PageScripts, surviveAMessageOfFiveMegabytesAndOneThatIsNoObject) {
+    browser.load(server.url("/"));
+    paint("", 1);
     posted.clear();
-    used.ask("const post = (body) => webkit.messageHandlers.briskoChrome.postMessage(body);"
-             "post('x'.repeat(5e6)); post(7); post(null); post([]); post({background: 'x'.repeat(5e6)}); "
-             "return 1");
-    MainLoop::runUntil([&] { return posted.size() >= 5; });
+    browser.ask("const post = (body) => webkit.messageHandlers.briskoChrome.postMessage(body);"
+                "post('x'.repeat(5e6)); post(7); post(null); post([]); return 1");
+    MainLoop::runUntil([&] { return posted.size() >= 4; });
     EXPECT_EQ(posted[0].get<std::string>().size(), 5'000'000U);
-    EXPECT_EQ(posted[1], 7);
+    EXPECT_EQ(Json(std::vector(posted.begin() + 1, posted.end())), parseJson("[7, null, []]"));
 }

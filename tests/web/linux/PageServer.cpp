@@ -1,89 +1,92 @@
 #include "PageServer.h"
 
+#include "platform/linux/TemporaryFolder.h"
+
 #include <algorithm>
+#include <cstdlib>
 #include <stdexcept>
 
 namespace {
 
-struct UrisFree {
-    void operator()(GSList* uris) const {
-        g_slist_free_full(uris, [](gpointer uri) { g_uri_unref(static_cast<GUri*>(uri)); });
-    }
-};
-
 std::string header(SoupServerMessage* message, const char* name) {
-    const char* const value =
-        soup_message_headers_get_one(soup_server_message_get_request_headers(message), name);
+    auto* const headers = soup_server_message_get_request_headers(message);
+    const char* const value = soup_message_headers_get_one(headers, name);
     return value ? value : "";
 }
 
 /// Promises more than it sends, and hangs up once that has been written.
-void breakOff(SoupServerMessage* message, const PageServer::Page& page) {
-    auto* const headers = soup_server_message_get_response_headers(message);
-    soup_message_headers_set_content_type(headers, page.type.c_str(), nullptr);
-    soup_message_headers_set_content_length(headers, static_cast<goffset>(page.body.size()) * 2);
-    soup_message_body_append(soup_server_message_get_response_body(message), SOUP_MEMORY_COPY,
-                             page.body.data(), page.body.size());
-    g_signal_connect(message, "wrote-body-data", G_CALLBACK(+[](SoupServerMessage* broken, guint, gpointer) {
-                         g_socket_shutdown(soup_server_message_get_socket(broken), TRUE, TRUE, nullptr);
-                     }),
-                     nullptr);
+void breakOff(SoupServerMessage* message, const std::string& body) {
+    soup_message_headers_set_content_length(soup_server_message_get_response_headers(message),
+                                            static_cast<goffset>(body.size()) * 2);
+    const auto hangUp = +[](SoupServerMessage* broken, guint, gpointer) {
+        g_socket_shutdown(soup_server_message_get_socket(broken), TRUE, TRUE, nullptr);
+    };
+    g_signal_connect(message, "wrote-body-data", G_CALLBACK(hangUp), nullptr);
 }
 
 } // namespace
 
-PageServer::PageServer(GTlsCertificate* certificate)
-    : server_(GPtr<SoupServer>::take(soup_server_new("server-header", "pages", nullptr))) {
-    soup_server_set_tls_certificate(server_.get(), certificate);
-    soup_server_add_handler(server_.get(), nullptr, answer, this, nullptr);
+std::filesystem::path newFolder() {
+    static const TemporaryFolder all("engines");
+    static int count = 0;
+    auto folder = all.path() / std::to_string(count++);
+    std::filesystem::create_directory(folder);
+    return folder;
+}
+
+std::filesystem::path newCertificate(const std::string& names, const std::filesystem::path& issuer) {
+    auto file = newFolder() / "certificate.pem";
+    const auto name = file.string();
+    const auto subject = "/CN=" + file.parent_path().filename().string(); // no two may be the same
+    const auto by = issuer.empty() ? "" : " -CA " + issuer.string() + " -CAkey " + issuer.string();
+    const auto command =
+        "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -noenc -days 1 -subj " + subject +
+        " -addext subjectAltName=" + names + by + " -keyout " + name + " -out " + name;
+    if (std::system((command + " 2>/dev/null").c_str()) != 0)
+        throw std::runtime_error("no certificate: " + command);
+    return file;
+}
+
+PageServer::PageServer(const std::filesystem::path& certificate) {
     GError* error = nullptr;
-    if (!soup_server_listen_local(server_.get(), 0, SOUP_SERVER_LISTEN_HTTPS, &error))
+    const auto own =
+        GPtr<GTlsCertificate>::take(g_tls_certificate_new_from_file(certificate.c_str(), &error));
+    if (own)
+        soup_server_set_tls_certificate(server_.get(), own.get());
+    soup_server_add_handler(server_.get(), nullptr, answer, this, nullptr);
+    if (!own || !soup_server_listen_local(server_.get(), 0, SOUP_SERVER_LISTEN_HTTPS, &error))
         throw std::runtime_error(GErrorPtr(error)->message);
-    const std::unique_ptr<GSList, UrisFree> uris(soup_server_get_uris(server_.get()));
-    port_ = static_cast<guint>(g_uri_get_port(static_cast<GUri*>(uris->data)));
-}
-
-PageServer::~PageServer() {
-    soup_server_disconnect(server_.get());
-}
-
-Url PageServer::origin(const std::string& host) const {
-    return *Url::parse("https://" + host + ":" + std::to_string(port_));
+    auto* const uris = soup_server_get_uris(server_.get());
+    port_ = std::to_string(g_uri_get_port(static_cast<GUri*>(uris->data)));
+    g_slist_free_full(uris, [](gpointer uri) { g_uri_unref(static_cast<GUri*>(uri)); });
 }
 
 Url PageServer::url(const std::string& path, const std::string& host) const {
-    return *Url::parse(origin(host).text() + path);
+    return *Url::parse("https://" + host + ":" + port_ + path);
 }
 
 bool PageServer::wasAsked(const std::string& path) const {
-    return std::any_of(requests.begin(), requests.end(), [&](const auto& one) { return one.path == path; });
+    return std::ranges::find(requests, path, &Request::path) != requests.end();
 }
 
 void PageServer::answer(SoupServer*, SoupServerMessage* message, const char* path, GHashTable*,
                         gpointer self) {
     auto& server = *static_cast<PageServer*>(self);
     server.requests.push_back({path, header(message, "User-Agent"), header(message, "Cookie")});
+    const auto found = server.pages.find(path);
     if (path == server.silentPath) {
         soup_server_message_pause(message);
-        return;
-    }
-    const auto found = server.pages.find(path);
-    if (found == server.pages.end()) {
+    } else if (found == server.pages.end()) {
         soup_server_message_set_status(message, SOUP_STATUS_NOT_FOUND, nullptr);
-        return;
+    } else {
+        const auto& page = found->second;
+        soup_server_message_set_status(message, page.status, nullptr);
+        for (const auto& [name, value] : page.headers)
+            soup_message_headers_append(soup_server_message_get_response_headers(message), name.c_str(),
+                                        value.c_str());
+        soup_server_message_set_response(message, page.type.c_str(), SOUP_MEMORY_COPY, page.body.data(),
+                                         page.body.size());
+        if (page.breaksOff)
+            breakOff(message, page.body);
     }
-    const auto& page = found->second;
-    soup_server_message_set_status(message, page.status, nullptr);
-    if (!page.location.empty())
-        soup_message_headers_replace(soup_server_message_get_response_headers(message), "Location",
-                                     page.location.c_str());
-    for (const auto& [name, value] : page.headers)
-        soup_message_headers_append(soup_server_message_get_response_headers(message), name.c_str(),
-                                    value.c_str());
-    if (page.breaksOff) {
-        breakOff(message, page);
-        return;
-    }
-    soup_server_message_set_response(message, page.type.c_str(), SOUP_MEMORY_COPY, page.body.data(),
-                                     page.body.size());
 }

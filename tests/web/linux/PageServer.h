@@ -5,32 +5,30 @@
 
 #include <libsoup/soup.h>
 
+#include <filesystem>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
+
+/// A new folder for the files of an engine or of a server. It stays until the program ends: the engine's
+/// network process lives on between two engines and does not survive the removal of a folder that it has
+/// used.
+std::filesystem::path newFolder();
+
+/// A PEM file with a new certificate and its key: for `names` ("DNS:localhost,IP:127.0.0.1"), issued by the
+/// one in the file `issuer` or else by itself.
+std::filesystem::path newCertificate(const std::string& names, const std::filesystem::path& issuer = {});
 
 /// An https server on the loopback interface that serves a few pages held in memory, from the test's own main
 /// loop.
 class PageServer {
 public:
     struct Page {
-        Page(std::string givenBody = {}, std::string givenType = "text/html", unsigned givenStatus = 200,
-             std::string givenLocation = {}, std::map<std::string, std::string> givenHeaders = {},
-             bool breaks = false)
-            : body(std::move(givenBody)),
-              type(std::move(givenType)),
-              status(givenStatus),
-              location(std::move(givenLocation)),
-              headers(std::move(givenHeaders)),
-              breaksOff(breaks) {}
-
-        std::string body;
-        std::string type;
-        unsigned status;
-        std::string location; ///< where a redirection leads
-        std::map<std::string, std::string> headers;
-        bool breaksOff; ///< the connection goes when half of it has been sent
+        std::string body = {};
+        std::string type = "text/html";
+        unsigned status = SOUP_STATUS_OK;
+        std::map<std::string, std::string> headers = {};
+        bool breaksOff = false; ///< the connection goes when half of it has been sent
     };
     /// What was asked for, in its order.
     struct Request {
@@ -39,13 +37,11 @@ public:
         std::string cookies;
     };
 
-    explicit PageServer(GTlsCertificate* certificate);
-    ~PageServer();
+    explicit PageServer(const std::filesystem::path& certificate);
+    ~PageServer() { soup_server_disconnect(server_.get()); }
 
-    /// "https://localhost:…", where the server has its certificate for; `host` may be another name of the
-    /// machine.
-    Url origin(const std::string& host = "localhost") const;
-    Url url(const std::string& path, const std::string& host = "localhost") const;
+    /// `host` may be another name of this machine.
+    Url url(const std::string& path = "", const std::string& host = "localhost") const;
     bool wasAsked(const std::string& path) const;
 
     std::map<std::string, Page> pages;
@@ -55,6 +51,6 @@ public:
 private:
     static void answer(SoupServer*, SoupServerMessage* message, const char* path, GHashTable*, gpointer self);
 
-    GPtr<SoupServer> server_;
-    guint port_ = 0;
+    GPtr<SoupServer> server_ = GPtr<SoupServer>::take(soup_server_new(nullptr, nullptr));
+    std::string port_;
 };

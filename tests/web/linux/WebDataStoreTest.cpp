@@ -1,13 +1,7 @@
-#include "EngineFolder.h"
+#include "Browser.h"
 #include "fakes/FakePlatform.h"
-#include "linux/MainLoop.h"
 #include "web/linux/LazyWebDataStore.h"
-#include "web/linux/WebEngine.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <fstream>
 
 using testing::ElementsAre;
@@ -18,49 +12,41 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::unique_ptr<WebEngine> makeEngine(const fs::path& folder) {
-    return loadWebEngine({.data = folder / "data",
-                          .cache = folder / "cache",
-                          .origin = *Url::parse("https://localhost"),
-                          .trusted = std::nullopt,
-                          .acceleration = false});
-}
+const auto origin = *Url::parse("https://localhost");
 
 /// What the fake promises, and what the engine has to keep.
 struct FakeStore {
-    WebDataStore& store() { return fake; }
-    FakeWebDataStore fake;
+    FakeWebDataStore store;
 };
 
 struct RealStore {
-    WebDataStore& store() { return engine->dataStore(); }
-    std::unique_ptr<WebEngine> engine = makeEngine(newEngineFolder());
+    std::unique_ptr<WebEngine> engine = makeEngine(newFolder(), origin);
+    WebDataStore& store = engine->dataStore();
 };
+
+std::vector<Cookie> list(WebDataStore& store) {
+    return MainLoop::finish(store.allCookies());
+}
 
 template <class Implementation>
-class WebDataStoreContract : public testing::Test {
+class WebDataStoreContract : public testing::Test, protected Implementation {
 protected:
-    std::vector<Cookie> list() { return MainLoop::finish(made_.store().allCookies()); }
-    void set(const Cookie& cookie) { MainLoop::finish(made_.store().setCookie(cookie)); }
-    void clear() { MainLoop::finish(made_.store().removeAllData()); }
-
-private:
-    Implementation made_;
+    void set(const Cookie& cookie) { MainLoop::finish(this->store.setCookie(cookie)); }
 };
 
-/// The same in every cookie of a test, in the whole seconds in which cookies are kept.
-const auto tomorrow =
-    std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()) + std::chrono::hours(24);
-
-Cookie session(const std::string& value) {
+Cookie session(const std::string& value, const std::string& path = "/",
+               const std::string& domain = "brisko.example") {
+    // The same in every cookie of a test, in the whole seconds in which cookies are kept.
+    static const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
     Cookie cookie;
     cookie.name = "brisko_session";
     cookie.value = value;
-    cookie.domain = "brisko.example";
+    cookie.domain = domain;
+    cookie.path = path;
     cookie.secure = true;
     cookie.httpOnly = true;
     cookie.sameSite = Cookie::SameSite::strict;
-    cookie.expires = tomorrow;
+    cookie.expires = now + std::chrono::hours(24);
     return cookie;
 }
 
@@ -79,82 +65,65 @@ Cookie untilTheEnd() {
 using Implementations = testing::Types<FakeStore, RealStore>;
 TYPED_TEST_SUITE(WebDataStoreContract, Implementations);
 
-TYPED_TEST(WebDataStoreContract, givesBackEveryCookieAsItWasSet) {
-    EXPECT_THAT(this->list(), IsEmpty());
-    this->set(session("one"));
-    this->set(untilTheEnd());
-    EXPECT_THAT(this->list(), UnorderedElementsAre(session("one"), untilTheEnd()));
-}
-
-TYPED_TEST(WebDataStoreContract, replacesACookieOfTheSameNameDomainAndPathOnly) {
-    auto elsewhere = session("elsewhere");
-    elsewhere.path = "/other";
-    auto everyHost = session("every host");
-    everyHost.domain = ".brisko.example";
-    for (const auto& cookie : {session("one"), elsewhere, everyHost, session("two")})
+TYPED_TEST(WebDataStoreContract, givesBackEveryCookieAsItWasSetAndRemovesThoseOfEverySite) {
+    EXPECT_THAT(list(this->store), IsEmpty());
+    const auto others = {untilTheEnd(), session("path", "/other"),
+                         session("every host", "/", ".brisko.example"),
+                         session("elsewhere", "/", "elsewhere.example")};
+    for (const auto& cookie : others)
         this->set(cookie);
-    EXPECT_THAT(this->list(), UnorderedElementsAre(session("two"), elsewhere, everyHost));
-}
-
-TYPED_TEST(WebDataStoreContract, removesTheCookiesOfEverySite) {
-    auto other = session("other");
-    other.domain = "elsewhere.example";
     this->set(session("one"));
-    this->set(other);
-    this->clear();
-    EXPECT_THAT(this->list(), IsEmpty());
+    this->set(session("two")); // replaces the one of the same name, domain and path
+    std::vector<Cookie> expected(others);
+    expected.push_back(session("two"));
+    EXPECT_THAT(list(this->store), testing::UnorderedElementsAreArray(expected));
+    MainLoop::finish(this->store.removeAllData());
+    EXPECT_THAT(list(this->store), IsEmpty());
     this->set(session("again"));
-    EXPECT_THAT(this->list(), ElementsAre(session("again")));
+    EXPECT_THAT(list(this->store), ElementsAre(session("again")));
 }
 
-TEST(WebKitDataStore, keepsWhatHasAnExpiryForTheNextStartInFoldersOfItsOwn) {
-    const auto folder = newEngineFolder();
-    {
-        const auto engine = makeEngine(folder);
-        MainLoop::finish(engine->dataStore().setCookie(session("kept")));
-        MainLoop::finish(engine->dataStore().setCookie(untilTheEnd()));
+TEST_F(WebKitTest, hearsOfEveryWayInWhichACookieGoesOfWhichOneIsItsExpiry) {
+    server.pages["/in"] = {"in", "text/html", 200, {{"Set-Cookie", "s=1; Path=/; Max-Age=1000"}}};
+    server.pages["/brief"] = {"in", "text/html", 200, {{"Set-Cookie", "s=1; Path=/; Max-Age=1"}}};
+    server.pages["/out"] = {"out", "text/html", 200, {{"Set-Cookie", "s=; Path=/; Max-Age=0"}}};
+    int changes = 0;
+    const auto watching = browser.store().observeCookies([&] { changes += 1; });
+    for (const auto* script :
+         {"await fetch('/out'); return 1", "document.cookie = 's=; path=/; max-age=0'; return 1"}) {
+        browser.load(server.url("/in"));
+        EXPECT_EQ(list(browser.store()).size(), 1U);
+        changes = 0;
+        browser.ask(script);
+        MainLoop::runUntil([&] { return changes > 0; });
+        EXPECT_THAT(list(browser.store()), IsEmpty()) << script;
     }
-    for (const auto* name : {"data", "cache"})
-        EXPECT_EQ(fs::status(folder / name).permissions(), fs::perms::owner_all) << name;
-    const auto engine = makeEngine(folder);
-    EXPECT_THAT(MainLoop::finish(engine->dataStore().allCookies()), ElementsAre(session("kept")));
 }
 
-TEST(LazyWebDataStore, startsTheEngineAtTheFirstCallOnly) {
-    const auto folder = newEngineFolder();
+TEST(WebEngine, keepsWhatHasAnExpiryForTheNextStartInFoldersOfItsOwnThatItSaysItCannotUse) {
+    const auto folder = newFolder();
     std::unique_ptr<WebEngine> engine;
     LazyWebDataStore store([&]() -> WebEngine& {
         if (!engine)
-            engine = makeEngine(folder);
+            engine = makeEngine(folder, origin);
         return *engine;
     });
     EXPECT_EQ(engine, nullptr);
-    MainLoop::finish(store.setCookie(session("one")));
-    ASSERT_NE(engine, nullptr);
-    EXPECT_THAT(MainLoop::finish(engine->dataStore().allCookies()), ElementsAre(session("one")));
+    MainLoop::finish(store.setCookie(session("kept")));
+    MainLoop::finish(store.setCookie(untilTheEnd()));
+    engine.reset();
+    for (const auto* name : {"data", "cache"})
+        EXPECT_EQ(fs::status(folder / name).permissions(), fs::perms::owner_all) << name;
+    EXPECT_THAT(list(store), ElementsAre(session("kept")));
     MainLoop::finish(store.removeAllData());
-    EXPECT_THAT(MainLoop::finish(store.allCookies()), IsEmpty());
-}
+    EXPECT_THAT(list(store), IsEmpty());
 
-TEST(LazyWebDataStore, findsNothingWhereTheEngineCannotBeMade) {
-    LazyWebDataStore store([]() -> WebEngine& { throw Error("no engine"); });
-    MainLoop::finish(store.setCookie(session("one")));
-    MainLoop::finish(store.removeAllData());
-    EXPECT_THAT(MainLoop::finish(store.allCookies()), IsEmpty());
-}
-
-TEST(WebEngine, saysWhenItsFoldersOrTheTrustedFileCannotBeUsed) {
-    const auto folder = newEngineFolder();
-    WebEngine::Options options = {.data = folder / "data",
-                                  .cache = folder / "cache",
-                                  .origin = *Url::parse("https://localhost"),
-                                  .trusted = folder / "missing.pem",
-                                  .acceleration = false};
-    EXPECT_THROW(loadWebEngine(options), Error);
     std::ofstream(folder / "empty.pem") << "no certificate\n";
-    options.trusted = folder / "empty.pem";
-    EXPECT_THROW(loadWebEngine(options), Error);
-    options.trusted.reset();
-    options.data = folder / "empty.pem" / "data";
-    EXPECT_THROW(loadWebEngine(options), Error);
+    EXPECT_THROW(makeEngine(folder, origin, folder / "missing.pem"), Error);
+    EXPECT_THROW(makeEngine(folder, origin, folder / "empty.pem"), Error);
+    EXPECT_THROW(makeEngine(folder / "empty.pem", origin), Error);
+    LazyWebDataStore none([]() -> WebEngine& { throw Error("no engine"); });
+    MainLoop::finish(none.setCookie(session("one")));
+    MainLoop::finish(none.removeAllData());
+    EXPECT_THAT(list(none), IsEmpty());
 }

@@ -1,11 +1,5 @@
 #include "Browser.h"
-#include "PageServer.h"
-#include "demo/Certificate.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -16,17 +10,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class WebKitDownload : public testing::Test {
+class WebKitDownload : public WebKitTest {
 protected:
-    WebKitDownload() : certificate(Demo::Certificate::make()), server(certificate.tls.get()) {
-        server.pages["/"] = PageServer::Page("<!doctype html><a id=link>");
-        browser = std::make_unique<Browser>(server.origin(), certificate.pem);
-        browser->view->onDownload = [this](const std::shared_ptr<Download>& download) { take(download); };
-        EXPECT_TRUE(browser->shows(server.url("/")));
+    WebKitDownload() {
+        server.pages["/"] = {"<!doctype html>"};
+        browser.view->onDownload = [this](const std::shared_ptr<Download>& download) { take(download); };
+        browser.load(server.url("/"));
     }
 
     void take(const std::shared_ptr<Download>& download) {
-        download->decideDestination = [this](const std::string& name) -> std::optional<fs::path> {
+        latest = download;
+        download->decideDestination = [this](const std::string& name) {
             names.push_back(name);
             return destination;
         };
@@ -37,104 +31,77 @@ protected:
         download->onCancelled = [this] { ends.emplace_back("cancelled"); };
         download->onProgress = [this](double fraction) { progress.push_back(fraction); };
     }
+    /// Clicks a link with these attributes.
     void click(const std::string& attributes) {
-        browser->ask("const a = document.createElement('a'); Object.assign(a, " + attributes +
-                     "); document.body.append(a); a.click(); return 1");
+        browser.ask("const a = document.createElement('a'); Object.assign(a, " + attributes +
+                    "); document.body.append(a); a.click(); return 1");
     }
-    void awaitEnd() {
-        awaited += 1;
-        MainLoop::runUntil([&] { return ends.size() >= awaited; });
+    /// How the download that such a link leads to has ended.
+    std::string end(const std::string& attributes) {
+        const auto before = ends.size();
+        click(attributes);
+        MainLoop::runUntil([&] { return ends.size() > before; });
+        return ends.back();
     }
+    /// What the download has left, which goes.
     std::string saved() const {
-        std::ifstream file(*destination);
-        return (std::ostringstream() << file.rdbuf()).str();
+        const auto text = (std::ostringstream() << std::ifstream(*destination).rdbuf()).str();
+        fs::remove(*destination);
+        return text;
     }
 
-    Demo::Certificate certificate;
-    PageServer server;
-    std::optional<fs::path> destination = newEngineFolder() / "file";
-    std::unique_ptr<Browser> browser;
+    std::optional<fs::path> destination = newFolder() / "file";
+    std::shared_ptr<Download> latest;
     std::vector<std::string> names;
     std::vector<std::string> ends;
-    std::size_t awaited = 0;
     std::vector<double> progress;
 };
 
 } // namespace
 
-TEST_F(WebKitDownload, savesWhatALinkAsksForWithTheNameThatItGives) {
-    server.pages["/export"] = PageServer::Page("a,b", "text/csv");
-    for (const auto& [link, content] :
-         {std::pair("{href: '/export', download: 'Übersicht, ganz.csv'}", "a,b"),
-          std::pair("{href: 'data:text/plain,hello', download: 'Übersicht, ganz.csv'}", "hello"),
-          std::pair("{href: URL.createObjectURL(new Blob(['blob'])), download: 'Übersicht, ganz.csv', "
-                    "target: '_blank'}",
-                    "blob")}) {
-        fs::remove(*destination);
-        click(link);
-        awaitEnd();
-        EXPECT_EQ(names.back(), "Übersicht, ganz.csv") << link;
-        EXPECT_EQ(saved(), content);
+TEST_F(WebKitDownload, savesWhatALinkAsksForAndWhatTheServiceSendsAsAFile) {
+    server.pages["/export"] = {"a,b", "text/csv"};
+    server.pages["/a"] = {
+        "text", "text/plain", 200, {{"Content-Disposition", "attachment; filename=\"../../x.txt\""}}};
+    server.pages["/archive.zip"] = {"PK", "application/zip"};
+    const std::string given = "Übersicht, ganz.csv";
+    for (const auto& [link, content, name] :
+         {std::tuple("{href: '/export', download: '" + given + "'}", "a,b", given),
+          std::tuple("{href: 'data:text/plain,hello', download: '" + given + "'}", "hello", given),
+          std::tuple("{href: URL.createObjectURL(new Blob(['blob'])), target: '_blank', download: '" + given +
+                         "'}",
+                     "blob", given),
+          std::tuple(std::string("{href: '/a'}"), "text", std::string("x.txt")),
+          std::tuple(std::string("{href: '/archive.zip'}"), "PK", std::string("archive.zip"))}) {
+        EXPECT_EQ(end(link), "finished") << link;
+        EXPECT_THAT(names.back(), testing::EndsWith(name)) << link;
+        EXPECT_EQ(saved(), content) << link;
     }
-    EXPECT_THAT(ends, ElementsAre("finished", "finished", "finished"));
-    EXPECT_THAT(browser->failures, IsEmpty());
-    EXPECT_EQ(browser->ask("return location.pathname"), "/");
-    EXPECT_FALSE(progress.empty());
-}
-
-TEST_F(WebKitDownload, savesWhatTheServiceSendsAsAFile) {
-    server.pages["/a"] = PageServer::Page("text", "text/plain", 200, {},
-                                          {{"Content-Disposition", "attachment; filename=\"../../x.txt\""}});
-    server.pages["/archive.zip"] = PageServer::Page("PK", "application/zip");
-    for (const auto& [path, content] : {std::pair("/a", "text"), std::pair("/archive.zip", "PK")}) {
-        fs::remove(*destination);
-        click("{href: '" + std::string(path) + "'}");
-        awaitEnd();
-        EXPECT_EQ(saved(), content);
-    }
-    EXPECT_THAT(names[0], testing::EndsWith("x.txt"));
-    EXPECT_EQ(names[1], "archive.zip");
-    EXPECT_THAT(ends, ElementsAre("finished", "finished"));
-    EXPECT_EQ(browser->ask("return location.pathname"), "/");
+    EXPECT_THAT(browser.failed, IsEmpty());
+    EXPECT_EQ(browser.ask("return location.pathname"), "/");
+    EXPECT_EQ(progress.back(), 1);
 }
 
 TEST_F(WebKitDownload, saysHowItEndedOnceWhateverGoesWrong) {
-    server.pages["/broken.zip"] =
-        PageServer::Page(std::string(4096, 'x'), "application/zip", 200, {}, {}, true);
-    const auto good = *destination;
+    server.pages["/broken.zip"] = {
+        .body = std::string(4096, 'x'), .type = "application/zip", .breaksOff = true};
+    EXPECT_EQ(end("{href: '/missing', download: 'a'}"), "failed Not Found");
+    EXPECT_THAT(end("{href: '/broken.zip'}"), testing::StartsWith("failed "))
+        << "half a file for a whole one";
     destination = "/nonexistent/folder/file";
-    click("{href: 'data:text/plain,hello', download: 'a'}");
-    awaitEnd();
+    EXPECT_THAT(end("{href: 'data:text/plain,hello', download: 'a'}"), testing::StartsWith("failed "));
     destination.reset();
-    click("{href: 'data:text/plain,hello', download: 'a'}");
-    awaitEnd();
-    destination = good;
-    click("{href: '/missing', download: 'a'}");
-    awaitEnd();
-    click("{href: '/broken.zip'}");
-    awaitEnd();
-    ASSERT_EQ(ends.size(), 4U);
-    EXPECT_THAT(ends[0], testing::StartsWith("failed "));
-    EXPECT_EQ(ends[1], "cancelled");
-    EXPECT_EQ(ends[2], "failed Not Found");
-    EXPECT_THAT(ends[3], testing::StartsWith("failed ")) << "half a file was taken for a whole one";
-    EXPECT_THAT(browser->failures, IsEmpty());
-}
+    EXPECT_EQ(end("{href: 'data:text/plain,hello', download: 'a'}"), "cancelled");
 
-TEST_F(WebKitDownload, goesOnWithoutThePageAndEndsWithTheEngine) {
     server.silentPath = "/slow.zip";
-    std::shared_ptr<Download> kept;
-    browser->view->onDownload = [&](const std::shared_ptr<Download>& download) {
-        take(download);
-        kept = download;
-    };
     click("{href: '/slow.zip', download: 'slow.zip'}");
-    MainLoop::runUntil([&] { return kept && server.wasAsked("/slow.zip"); });
-    browser->view.reset();
-    kept->cancel();
-    MainLoop::runUntil([&] { return !ends.empty(); });
-    EXPECT_THAT(ends, ElementsAre("cancelled"));
-    kept->cancel();
-    browser.reset();
-    EXPECT_EQ(ends.size(), 1U);
+    MainLoop::runUntil([&] { return server.wasAsked("/slow.zip"); });
+    browser.view.reset();
+    latest->cancel();
+    MainLoop::runUntil([&] { return ends.size() == 5; });
+    EXPECT_EQ(ends.back(), "cancelled") << "it goes on without the page";
+    latest->cancel();
+    browser.engine.reset();
+    EXPECT_EQ(ends.size(), 5U);
+    EXPECT_THAT(browser.failed, IsEmpty());
 }

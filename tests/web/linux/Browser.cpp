@@ -1,0 +1,88 @@
+#include "Browser.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+
+std::unique_ptr<WebEngine> makeEngine(const std::filesystem::path& folder, const Url& origin,
+                                      const std::optional<std::filesystem::path>& trusted) {
+    gtk_init();
+    return loadWebEngine({.data = folder / "data",
+                          .cache = folder / "cache",
+                          .origin = origin,
+                          .trusted = trusted,
+                          .acceleration = false});
+}
+
+std::set<pid_t> engineProcesses(const std::string& name) {
+    std::map<pid_t, pid_t> parents;
+    std::set<pid_t> named;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        std::ifstream file(entry.path() / "stat");
+        std::string stat;
+        std::getline(file, stat);
+        pid_t id = 0;
+        pid_t parent = 0;
+        char process[16];
+        char state = 0;
+        if (std::sscanf(stat.c_str(), "%d (%15[^)]) %c %d", &id, process, &state, &parent) != 4)
+            continue;
+        parents[id] = parent;
+        if (name == process && state != 'Z')
+            named.insert(id);
+    }
+    std::erase_if(named, [&](pid_t id) {
+        while (id > 1 && id != getpid())
+            id = parents[id];
+        return id != getpid();
+    });
+    return named;
+}
+
+void Browser::makeView() {
+    view = engine->makeView();
+    view->onFinished = [this] { finished += 1; };
+    view->decideResponse = [](bool showable) {
+        return showable ? NavigationPolicy::allow : NavigationPolicy::download;
+    };
+    view->onFailed = [this](const LoadFailure& failure) {
+        if (failure.cancelled)
+            givenUp += 1;
+        else
+            failed.push_back(failure.url);
+    };
+    const auto count = +[](GtkWidget*, int, int* terminations) { *terminations += 1; };
+    g_signal_connect(gtk_overlay_get_child(GTK_OVERLAY(view->widget())), "web-process-terminated",
+                     G_CALLBACK(count), &terminated);
+    gtk_window_set_child(GTK_WINDOW(window.get()), view->widget());
+    gtk_window_present(GTK_WINDOW(window.get()));
+    gtk_widget_child_focus(view->widget(), GTK_DIR_TAB_FORWARD);
+}
+
+void Browser::follow(const std::function<void()>& lead) {
+    const auto before = finished;
+    lead();
+    MainLoop::runUntil([&] { return finished > before; });
+}
+
+void Browser::load(const Url& url, std::chrono::seconds timeout) {
+    follow([&] { view->load(url, timeout); });
+}
+
+bool Browser::shows(const Url& url) {
+    const auto before = finished;
+    const auto failures = failed.size();
+    view->load(url, patience);
+    MainLoop::runUntil([&] { return finished > before || failed.size() > failures; });
+    return finished > before;
+}
+
+Json Browser::ask(const std::string& body) const {
+    return MainLoop::finish(view->evaluateForResult(body)).value_or(nullptr);
+}
+
+const std::filesystem::path& WebKitTest::certificate() {
+    static const auto file = newCertificate("DNS:localhost,IP:127.0.0.1");
+    return file;
+}
