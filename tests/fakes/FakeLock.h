@@ -50,31 +50,27 @@ public:
     int started = 0;
 
     Task<std::optional<SecretText>> read() override {
-        auto asking = ask();
-        co_await std::move(asking);
+        co_await ask();
         std::optional<SecretText> data;
         if (item)
             data.emplace(std::string_view(*item));
         co_return data;
     }
     Task<> write(SecretText data) override {
-        auto asking = ask();
-        co_await std::move(asking);
+        co_await ask();
         if (refusal)
             throw *refusal;
         item = data.view();
     }
     Task<> remove() override {
-        auto asking = ask();
-        co_await std::move(asking);
+        co_await ask();
         item.reset();
     }
 
 private:
     Task<> ask() {
         started += 1;
-        auto passing = pass();
-        co_await std::move(passing);
+        co_await pass();
         if (unavailable)
             throw Unavailable(*unavailable);
     }

@@ -25,8 +25,7 @@ protected:
         int cancelled = 0;
         for (int attempt = 0; attempt < 2; ++attempt) {
             try {
-                auto sending = lazy.send(HttpRequest(service.origin()), std::stop_token());
-                co_await std::move(sending);
+                co_await lazy.send(HttpRequest(service.origin()), std::stop_token());
             } catch (const TransportError& failure) {
                 cancelled += failure.reason() == Reason::cancelled ? 1 : 0;
             }

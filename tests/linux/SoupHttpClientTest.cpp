@@ -266,8 +266,7 @@ Task<int> insist(SoupHttpClient* client, Url url) {
     int failures = 0;
     for (int attempt = 0; attempt < 3; ++attempt) {
         try {
-            auto sending = client->send(HttpRequest(url), std::stop_token());
-            co_await std::move(sending);
+            co_await client->send(HttpRequest(url), std::stop_token());
         } catch (const TransportError& failure) {
             failures += failure.reason() == Reason::cancelled ? 1 : 0;
         }

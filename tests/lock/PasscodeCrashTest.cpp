@@ -88,8 +88,7 @@ Task<> survive(Task<> operation, bool* died) {
 }
 
 Task<> unlocking(Passcode* passcode, std::string code) {
-    auto task = passcode->unlock(SecretText(std::move(code)));
-    co_await std::move(task);
+    co_await passcode->unlock(SecretText(std::move(code)));
 }
 
 Task<> setting(Passcode* passcode) {

@@ -30,14 +30,12 @@ public:
 private:
     static Task<std::string> setting(Passcode* passcode, std::string code, std::string username,
                                      std::string password) {
-        auto task =
-            passcode->set(SecretText(std::move(code)), std::move(username), SecretText(std::move(password)));
-        co_await std::move(task);
+        co_await passcode->set(SecretText(std::move(code)), std::move(username),
+                               SecretText(std::move(password)));
         co_return "set";
     }
     static Task<std::string> unlocking(Passcode* passcode, std::string code) {
-        auto task = passcode->unlock(SecretText(std::move(code)));
-        const auto account = co_await std::move(task);
+        const auto account = co_await passcode->unlock(SecretText(std::move(code)));
         co_return account.username + ": " + std::string(account.password.view());
     }
     static Task<std::string> ending(Task<> task, std::string words) {

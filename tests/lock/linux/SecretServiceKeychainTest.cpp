@@ -71,7 +71,7 @@ Task<std::string> describeItems() {
     GAsync searching;
     secret_password_search(any, SECRET_SEARCH_ALL, nullptr, GAsync::ready, &searching, "account", "passcode",
                            nullptr);
-    const auto result = co_await searching.settlement();
+    const auto result = co_await searching;
     auto* found = secret_password_search_finish(result.get(), nullptr);
     secret_schema_unref(any);
     std::string text;
