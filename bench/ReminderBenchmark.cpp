@@ -43,8 +43,7 @@ std::vector<NotificationRequest> makeRequests(int variant) {
 }
 
 Task<> replace(NotificationCenter* center, int variant, bool* done) {
-    auto replacing = center->replace("brisko.task.", makeRequests(variant));
-    const auto replaced = co_await std::move(replacing);
+    const auto replaced = co_await center->replace("brisko.task.", makeRequests(variant));
     if (replaced.added != items)
         std::puts("  the list was not kept");
     *done = true;
@@ -132,8 +131,7 @@ int main() {
 
     bool done = false;
     const auto clear = [](NotificationCenter* emptied, bool* ended) -> Task<> {
-        auto replacing = emptied->replace("", {});
-        co_await std::move(replacing);
+        co_await emptied->replace("", {});
         *ended = true;
     };
     spawn(clear(&center, &done));

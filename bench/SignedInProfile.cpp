@@ -19,12 +19,9 @@ public:
 Task<> signIn(BriskoAPI& api, bool& signedIn, bool& ended) {
     try {
         // The account that the embedded service comes with.
-        auto signing = api.signIn("ada", SecretText("lovelace-1843"));
-        co_await std::move(signing);
-        auto handingOver = api.handOverSession();
-        co_await std::move(handingOver);
-        auto asking = api.hasLiveSession();
-        signedIn = co_await std::move(asking);
+        co_await api.signIn("ada", SecretText("lovelace-1843"));
+        co_await api.handOverSession();
+        signedIn = co_await api.hasLiveSession();
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "signed-in-profile: %s\n", failure.what());
     }

@@ -211,16 +211,14 @@ Task<> AuthView::go() {
     announce();
     bool failed = false;
     try {
-        auto submitting = submit();
-        co_await std::move(submitting);
+        co_await submit();
     } catch (const std::exception& failure) {
         state_.error = localizedDescription(failure);
         failed = true;
         announce();
     }
     if (failed && state_.mode == Mode::signUp) {
-        auto loading = loadCaptcha();
-        co_await std::move(loading);
+        co_await loadCaptcha();
     }
     state_.busy = false;
     announce();
@@ -232,23 +230,19 @@ Task<> AuthView::submit() {
     const auto identifier = state_.identifier;
     auto password = state_.password.copy();
     if (mode == Mode::forgot) {
-        auto requesting = api_.requestReset(state_.email);
-        state_.notice = co_await std::move(requesting);
+        state_.notice = co_await api_.requestReset(state_.email);
         co_return;
     }
     if (mode == Mode::signIn) {
-        auto signingIn = api_.signIn(identifier, password.copy());
-        co_await std::move(signingIn);
+        co_await api_.signIn(identifier, password.copy());
     } else {
         if (!state_.captcha)
             throw BriskoAPI::Failure("Reload the verification image.");
-        auto registering = api_.registerAccount(identifier, password.copy(), state_.email,
-                                                state_.captcha->token, state_.captchaAnswer);
-        co_await std::move(registering);
+        co_await api_.registerAccount(identifier, password.copy(), state_.email, state_.captcha->token,
+                                      state_.captchaAnswer);
     }
     remembered_.setUsername(identifier);
-    auto handingOver = api_.handOverSession();
-    co_await std::move(handingOver);
+    co_await api_.handOverSession();
     onSignedIn_(std::move(password));
 }
 
@@ -258,10 +252,8 @@ Task<> AuthView::googleSignIn() {
     state_.error.reset();
     announce();
     try {
-        auto signingIn = api_.signInWithGoogle();
-        co_await std::move(signingIn);
-        auto handingOver = api_.handOverSession();
-        co_await std::move(handingOver);
+        co_await api_.signInWithGoogle();
+        co_await api_.handOverSession();
         onSignedIn_(std::nullopt);
     } catch (const std::exception& failure) {
         if (auto message = googleMessage(failure))
@@ -277,8 +269,7 @@ Task<> AuthView::loadCaptcha() {
     std::optional<BriskoAPI::Captcha> challenge;
     std::optional<std::string> message;
     try {
-        auto loading = api_.captcha(stop);
-        challenge = co_await std::move(loading);
+        challenge = co_await api_.captcha(stop);
     } catch (const std::exception& failure) {
         message = captchaMessage(failure, stop);
         if (!message)

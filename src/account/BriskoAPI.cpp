@@ -77,8 +77,7 @@ Task<Json> BriskoAPI::post(std::string path, Json body) {
     request.method = "POST";
     request.headers.emplace_back("Content-Type", "application/json");
     request.body = encodeAndWipe(body);
-    auto sending = session_.send(std::move(request), std::stop_token());
-    const auto reply = co_await std::move(sending);
+    const auto reply = co_await session_.send(std::move(request), std::stop_token());
 
     auto object = parseJson(reply.body);
     if (!object.is_object())
@@ -96,8 +95,7 @@ Task<Json> BriskoAPI::post(std::string path, Json body) {
 Task<> BriskoAPI::signIn(std::string username, SecretText password) {
     Json body = {{"username", std::move(username)}};
     body["password"] = password.view();
-    auto posting = post("api/auth/login", std::move(body));
-    co_await std::move(posting);
+    co_await post("api/auth/login", std::move(body));
 }
 
 Task<> BriskoAPI::registerAccount(std::string username, SecretText password, std::string email,
@@ -107,22 +105,19 @@ Task<> BriskoAPI::registerAccount(std::string username, SecretText password, std
                  {"captchaToken", std::move(captchaToken)},
                  {"captchaAnswer", std::move(captchaAnswer)}};
     body["password"] = password.view();
-    auto posting = post("api/auth/register", std::move(body));
-    co_await std::move(posting);
+    co_await post("api/auth/register", std::move(body));
 }
 
 Task<std::string> BriskoAPI::requestReset(std::string email) {
     Json body = {{"email", std::move(email)}};
-    auto posting = post("api/auth/forgot", std::move(body));
-    const auto reply = co_await std::move(posting);
+    const auto reply = co_await post("api/auth/forgot", std::move(body));
     co_return text(reply, "message").value_or("If that address has an account, a reset link is on its way.");
 }
 
 Task<BriskoAPI::Captcha> BriskoAPI::captcha(std::stop_token stop) {
     HttpRequest request(origin_.appendingPath("api/auth/captcha"));
     request.cachePolicy = HttpRequest::CachePolicy::reloadIgnoringLocalData;
-    auto sending = session_.send(std::move(request), std::move(stop));
-    const auto reply = co_await std::move(sending);
+    const auto reply = co_await session_.send(std::move(request), std::move(stop));
     auto challenge = parseCaptcha(reply.body);
     if (!challenge)
         throw Failure("Could not load the verification image.");
@@ -131,8 +126,7 @@ Task<BriskoAPI::Captcha> BriskoAPI::captcha(std::stop_token stop) {
 
 Task<> BriskoAPI::signInWithGoogle() {
     auto start = origin_.appendingPath("api/auth/google").withQuery({{"native", "1"}});
-    auto authenticating = webAuthentication_.authenticate(std::move(start), "brisko");
-    const auto answer = co_await std::move(authenticating);
+    const auto answer = co_await webAuthentication_.authenticate(std::move(start), "brisko");
     if (!answer)
         throw Failure("Sign-in was cancelled.");
 
@@ -148,8 +142,7 @@ Task<> BriskoAPI::signInWithGoogle() {
     if (!code)
         throw Failure("Google did not send anything back.");
     Json body = {{"code", std::move(*code)}};
-    auto posting = post("api/auth/native", std::move(body));
-    co_await std::move(posting);
+    co_await post("api/auth/native", std::move(body));
 }
 
 bool BriskoAPI::hasSession() const {
@@ -162,27 +155,23 @@ bool BriskoAPI::hasSession() const {
 Task<bool> BriskoAPI::hasLiveSession() {
     if (!hasSession())
         co_return false;
-    auto listing = webData_.allCookies();
-    const auto cookies = co_await std::move(listing);
+    const auto cookies = co_await webData_.allCookies();
     for (const auto& cookie : cookies)
         if (cookie.name == sessionCookieName && cookie.domain.ends_with(*origin_.host()))
             co_return true;
-    auto signingOut = signOut();
-    co_await std::move(signingOut);
+    co_await signOut();
     co_return false;
 }
 
 Task<> BriskoAPI::handOverSession() {
     const auto cookies = storage_.cookiesFor(origin_);
     for (const auto& cookie : cookies) {
-        auto setting = webData_.setCookie(cookie);
-        co_await std::move(setting);
+        co_await webData_.setCookie(cookie);
     }
 }
 
 Task<> BriskoAPI::signOut() {
     for (const auto& cookie : storage_.cookiesFor(origin_))
         storage_.remove(cookie);
-    auto removing = webData_.removeAllData();
-    co_await std::move(removing);
+    co_await webData_.removeAllData();
 }

@@ -33,7 +33,7 @@ Task<std::optional<std::string>> BrowserAuthentication::authenticate(Url start, 
     std::optional<std::string> url;
     std::exception_ptr failure;
     try {
-        url = co_await answer->settlement();
+        url = co_await *answer;
     } catch (...) {
         failure = std::current_exception();
     }

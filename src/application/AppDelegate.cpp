@@ -62,19 +62,16 @@ void AppDelegate::open(const std::vector<std::string>& urls) {
 
 Task<> AppDelegate::chooseFirstScreen() {
     const auto self = shared_from_this();
-    auto asking = with_.api.hasLiveSession();
-    const auto live = co_await std::move(asking);
+    const auto live = co_await with_.api.hasLiveSession();
     if (live) {
-        auto handingOver = with_.api.handOverSession();
-        co_await std::move(handingOver);
+        co_await with_.api.handOverSession();
         showApp();
         // Started by another than the person, while that one is away.
         if (with_.desktop.isLocked())
             lockByItself();
     }
     // Waits for the keyring only where a passcode was being set when the program ended.
-    auto reconciling = with_.passcode.reconcile();
-    co_await std::move(reconciling);
+    co_await with_.passcode.reconcile();
     auto shape = with_.passcode.shape();
     if (!shape && with_.passcode.shapeIsKnown())
         spawn(with_.passcode.clear());
@@ -208,8 +205,7 @@ void AppDelegate::signedOut() {
 Task<> AppDelegate::endSession() {
     const auto self = shared_from_this();
     const auto shown = appsShown_;
-    auto signingOut = with_.api.signOut();
-    co_await std::move(signingOut);
+    co_await with_.api.signOut();
     endingSession_ = false;
     if (!showingApp_ || shown != appsShown_)
         co_return;
@@ -221,8 +217,7 @@ Task<> AppDelegate::endSession() {
 Task<> AppDelegate::checkSession() {
     const auto self = shared_from_this();
     const auto shown = appsShown_;
-    auto asking = with_.api.hasLiveSession();
-    const auto live = co_await std::move(asking);
+    const auto live = co_await with_.api.hasLiveSession();
     if (live || !showingApp_ || shown != appsShown_)
         co_return;
     hideLock();

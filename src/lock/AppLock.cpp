@@ -53,8 +53,7 @@ void AppLock::challenge() {
 
 Task<> AppLock::unlock() {
     const auto self = shared_from_this();
-    auto proving = prove("unlock brisko");
-    const auto proved = co_await std::move(proving);
+    const auto proved = co_await prove("unlock brisko");
     prompting_ = false;
     if (proved && active_)
         window_.uncover();
@@ -64,10 +63,8 @@ Task<> AppLock::unlock() {
 
 Task<bool> AppLock::prove(std::string reason) {
     const auto self = shared_from_this();
-    auto waiting = turns_.next();
-    const auto turn = co_await std::move(waiting);
-    auto asking = owner_.authenticate(std::move(reason));
-    const auto proved = co_await std::move(asking);
+    const auto turn = co_await turns_.next();
+    const auto proved = co_await owner_.authenticate(std::move(reason));
     if (proved && !active_)
         awaitReturn(true);
     co_return proved;
@@ -84,8 +81,7 @@ void AppLock::awaitReturn(bool proved) {
 }
 
 Task<AppLock::Biometry> AppLock::biometry() {
-    auto looking = owner_.kind();
-    const auto kind = co_await std::move(looking);
+    const auto kind = co_await owner_.kind();
     Biometry biometry;
     biometry.available = kind != OwnerAuthentication::Kind::none;
     biometry.kind = nameOf(kind);

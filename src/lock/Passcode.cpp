@@ -169,13 +169,11 @@ void Passcode::setLockedUntil(std::optional<Clock::time_point> until) {
 }
 
 Task<> Passcode::set(SecretText code, std::string username, SecretText password) {
-    auto waiting = turns_.next();
-    const auto turn = co_await std::move(waiting);
+    const auto turn = co_await turns_.next();
 
     const auto record = seal(derive_, code, std::move(username), password);
     auto text = record.text();
-    auto storing = store(std::move(text));
-    co_await std::move(storing);
+    co_await store(std::move(text));
 
     auto changes = completed(record);
     changes[failuresKey] = 0;
@@ -184,16 +182,13 @@ Task<> Passcode::set(SecretText code, std::string username, SecretText password)
 }
 
 Task<Passcode::Account> Passcode::unlock(SecretText code) {
-    auto waiting = turns_.next();
-    const auto turn = co_await std::move(waiting);
+    const auto turn = co_await turns_.next();
 
     if (const auto until = lockedUntil())
         throw locked(*until);
-    auto reading = read();
-    const auto record = co_await std::move(reading);
+    const auto record = co_await read();
     if (!record) {
-        auto removing = removeAll();
-        co_await std::move(removing);
+        co_await removeAll();
         throw broken();
     }
     const auto failure = countTry(*record);
@@ -206,20 +201,16 @@ Task<Passcode::Account> Passcode::unlock(SecretText code) {
 }
 
 Task<> Passcode::clear() {
-    auto waiting = turns_.next();
-    const auto turn = co_await std::move(waiting);
-    auto removing = removeAll();
-    co_await std::move(removing);
+    const auto turn = co_await turns_.next();
+    co_await removeAll();
 }
 
 Task<> Passcode::reconcile() {
-    auto waiting = turns_.next();
-    const auto turn = co_await std::move(waiting);
+    const auto turn = co_await turns_.next();
     if (defaults_.value(changingKey).is_null())
         co_return;
     try {
-        auto reading = read();
-        const auto record = co_await std::move(reading);
+        const auto record = co_await read();
         if (record) {
             defaults_.update(completed(*record));
             co_return;
@@ -228,8 +219,7 @@ Task<> Passcode::reconcile() {
         // The mark stays, so the next start, or the next try, comes back to it.
         co_return;
     }
-    auto removing = removeAll();
-    co_await std::move(removing);
+    co_await removeAll();
 }
 
 /// Puts the record in the keyring, after the mark that says so.
@@ -237,8 +227,7 @@ Task<> Passcode::store(SecretText record) {
     const auto isMarked = !defaults_.value(changingKey).is_null();
     defaults_.set(changingKey, true);
     try {
-        auto writing = keychain_.write(std::move(record));
-        co_await std::move(writing);
+        co_await keychain_.write(std::move(record));
     } catch (const Keychain::Refused& refusal) {
         // A mark that an earlier change has left still stands for that one.
         if (!isMarked)
@@ -263,8 +252,7 @@ void Passcode::forgetChange() {
 Task<std::optional<PasscodeRecord>> Passcode::read() {
     std::optional<SecretText> text;
     try {
-        auto reading = keychain_.read();
-        text = co_await std::move(reading);
+        text = co_await keychain_.read();
     } catch (const Keychain::Unavailable& failure) {
         throw unavailable(failure.what());
     }
@@ -288,8 +276,7 @@ Task<> Passcode::removeAll() {
         changes.clear();
     }
     try {
-        auto removing = keychain_.remove();
-        co_await std::move(removing);
+        co_await keychain_.remove();
     } catch (const Error&) {
         // Without a shape, the next start tries again.
         co_return;

@@ -215,18 +215,14 @@ Task<> PasscodeView::advance() {
         state_.step = Step::confirm;
         announce();
     } else if (state_.step == Step::confirm) {
-        auto confirming = confirmCode();
-        co_await std::move(confirming);
+        co_await confirmCode();
     } else if (state_.step == Step::code) {
         if (std::holds_alternative<Unlock>(mode_)) {
-            auto signingIn = signIn();
-            co_await std::move(signingIn);
+            co_await signIn();
         } else if (std::holds_alternative<Relock>(mode_)) {
-            auto proving = prove();
-            co_await std::move(proving);
+            co_await prove();
         } else if (std::holds_alternative<Change>(mode_)) {
-            auto opening = openWithOldCode();
-            co_await std::move(opening);
+            co_await openWithOldCode();
         }
     }
 }
@@ -244,8 +240,7 @@ Task<> PasscodeView::confirmCode() {
     try {
         const auto* setup = std::get_if<Setup>(&mode_);
         const auto username = setup ? setup->username : state_.owner;
-        auto setting = store_.set(state_.code.copy(), username, state_.password.copy());
-        co_await std::move(setting);
+        co_await store_.set(state_.code.copy(), username, state_.password.copy());
         leave(callbacks_.onDone);
     } catch (const Passcode::Failure& failure) {
         if (std::holds_alternative<Passcode::Failure::Unavailable>(failure.reason()))
@@ -262,13 +257,10 @@ Task<> PasscodeView::signIn() {
     beginAction();
     std::optional<std::string> refusal;
     try {
-        auto opening = store_.unlock(state_.code.copy());
-        auto account = co_await std::move(opening);
+        auto account = co_await store_.unlock(state_.code.copy());
         try {
-            auto signingIn = api_.signIn(account.username, account.password.copy());
-            co_await std::move(signingIn);
-            auto handingOver = api_.handOverSession();
-            co_await std::move(handingOver);
+            co_await api_.signIn(account.username, account.password.copy());
+            co_await api_.handOverSession();
             leave(callbacks_.onUnlocked);
         } catch (const std::exception& failure) {
             refusal = localizedDescription(failure);
@@ -284,8 +276,7 @@ Task<> PasscodeView::signIn() {
         state_.error = *refusal + " Sign in with your password.";
         state_.code.clear();
         announce();
-        auto clearing = store_.clear();
-        co_await std::move(clearing);
+        co_await store_.clear();
     }
     endAction();
 }
@@ -293,8 +284,7 @@ Task<> PasscodeView::signIn() {
 Task<> PasscodeView::prove() {
     beginAction();
     try {
-        auto opening = store_.unlock(state_.code.copy());
-        co_await std::move(opening);
+        co_await store_.unlock(state_.code.copy());
         leave(callbacks_.onUnlocked);
     } catch (const Passcode::Failure& failure) {
         if (showFailure(failure))
@@ -308,8 +298,7 @@ Task<> PasscodeView::prove() {
 Task<> PasscodeView::openWithOldCode() {
     beginAction();
     try {
-        auto opening = store_.unlock(state_.code.copy());
-        auto account = co_await std::move(opening);
+        auto account = co_await store_.unlock(state_.code.copy());
         state_.owner = std::move(account.username);
         state_.password = std::move(account.password);
         state_.code.clear();
@@ -334,8 +323,7 @@ Task<> PasscodeView::checkPassword() {
         state_.error = "Sign in with a username and password first.";
     } else {
         try {
-            auto signingIn = api_.signIn(setup->username, state_.password.copy());
-            co_await std::move(signingIn);
+            co_await api_.signIn(setup->username, state_.password.copy());
             state_.step = Step::choose;
             state_.focused = true;
         } catch (const std::exception& failure) {
@@ -347,17 +335,14 @@ Task<> PasscodeView::checkPassword() {
 
 Task<> PasscodeView::signOutInstead() {
     const auto self = shared_from_this();
-    auto clearing = store_.clear();
-    co_await std::move(clearing);
-    auto signingOut = api_.signOut();
-    co_await std::move(signingOut);
+    co_await store_.clear();
+    co_await api_.signOut();
     leave(callbacks_.onPassword);
 }
 
 Task<> PasscodeView::clearThen(std::function<void()> callback) {
     const auto self = shared_from_this();
-    auto clearing = store_.clear();
-    co_await std::move(clearing);
+    co_await store_.clear();
     leave(callback);
 }
 

@@ -13,8 +13,6 @@
 /// throughout this program. Destroying a task that has not been started, or that waits, destroys what it
 /// holds and runs nothing further.
 ///
-/// The oldest supported compiler (g++ 12) miscompiles some temporaries in an expression that holds
-/// `co_await`, so such expressions stay plain: `auto task = f(x); auto result = co_await std::move(task);`.
 /// Parameters are taken by value.
 template <class T>
 class Task;
@@ -152,9 +150,8 @@ public:
     }
     bool settled() const { return value_.has_value() || failure_; }
 
-    /// Awaits a completion that outlives the wait. A member function, because the oldest supported compiler
-    /// copies an lvalue that is awaited directly.
-    auto settlement() { return Awaiter(*this); }
+    /// The completion outlives the wait.
+    auto operator co_await() { return Awaiter(*this); }
 
 private:
     class Awaiter {

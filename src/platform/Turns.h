@@ -7,8 +7,7 @@
 
 /// Lets the asynchronous operations of one object run one after another, in the order in which they asked:
 ///
-///     auto waiting = turns_.next();
-///     const auto turn = co_await std::move(waiting);
+///     const auto turn = co_await turns_.next();
 class Turns {
 public:
     /// Held for the length of an operation; the next one goes on when it ends.
@@ -30,7 +29,7 @@ public:
         const auto ended = std::make_shared<Completion<Done>>();
         const auto previous = std::exchange(last_, ended);
         if (previous)
-            co_await previous->settlement();
+            co_await *previous;
         co_return Turn(ended);
     }
 

@@ -39,19 +39,17 @@ std::string Notifications::statusText(NotificationPermission permission) {
 }
 
 Task<std::string> Notifications::status() {
-    auto asking = center_.permission();
-    const auto permission = co_await std::move(asking);
+    const auto permission = co_await center_.permission();
     co_return statusText(permission);
 }
 
 Task<std::string> Notifications::request() {
     if (asking_) {
         const auto shared = waiting_.emplace_back(std::make_shared<Completion<std::string>>());
-        co_return co_await shared->settlement();
+        co_return co_await *shared;
     }
     asking_ = true;
-    auto asking = center_.requestPermission();
-    const auto permission = co_await std::move(asking);
+    const auto permission = co_await center_.requestPermission();
     asking_ = false;
     const std::string answer = statusText(permission) == granted ? granted : denied;
     for (const auto& other : std::exchange(waiting_, {}))

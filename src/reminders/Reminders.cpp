@@ -76,8 +76,7 @@ Task<Reminders::Result> Reminders::sync(Json items) {
     auto todo = plan(items, clock_.now(), zone_);
     // Before the first wait, so that the number is the last list's, in whatever order the answers come.
     dock_.setBadge(todo.dueToday);
-    auto replacing = center_.replace(prefix, std::move(todo.requests));
-    const auto replaced = co_await std::move(replacing);
+    const auto replaced = co_await center_.replace(prefix, std::move(todo.requests));
     Result result;
     result.scheduled = replaced.added;
     result.cleared = replaced.removed;

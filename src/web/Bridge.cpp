@@ -11,14 +11,12 @@ namespace {
 using Surroundings = Bridge::Surroundings;
 
 Task<Json> notificationStatus(Surroundings with) {
-    auto asking = with.notifications.status();
-    const auto status = co_await std::move(asking);
+    const auto status = co_await with.notifications.status();
     co_return Json::object({{"status", status}});
 }
 
 Task<Json> requestNotifications(Surroundings with) {
-    auto asking = with.notifications.request();
-    const auto status = co_await std::move(asking);
+    const auto status = co_await with.notifications.request();
     co_return Json::object({{"status", status}});
 }
 
@@ -27,14 +25,12 @@ Task<Json> syncReminders(Surroundings with, Json options) {
     const auto isObject = [](const Json& item) { return item.is_object(); };
     if (!items.is_array() || !std::all_of(items.begin(), items.end(), isObject))
         items = Json::array();
-    auto syncing = with.reminders.sync(std::move(items));
-    const auto result = co_await std::move(syncing);
+    const auto result = co_await with.reminders.sync(std::move(items));
     co_return Json::object({{"scheduled", result.scheduled}, {"cleared", result.cleared}});
 }
 
 Task<Json> biometryAvailable(Surroundings with) {
-    auto asking = with.appLock.biometry();
-    const auto biometry = co_await std::move(asking);
+    const auto biometry = co_await with.appLock.biometry();
     co_return Json::object({{"available", biometry.available}, {"kind", biometry.kind}});
 }
 
@@ -49,8 +45,7 @@ Task<Json> setLockEnabled(Surroundings with, Json options) {
         preferences.setEnabled(false);
         co_return Json::object({{"enabled", false}});
     }
-    auto proving = with.appLock.prove("turn on the lock for brisko");
-    const auto proved = co_await std::move(proving);
+    const auto proved = co_await with.appLock.prove("turn on the lock for brisko");
     if (proved)
         preferences.setEnabled(true);
     co_return Json::object({{"enabled", proved}});
@@ -75,7 +70,7 @@ Task<Json> openLockSettings(Surroundings with, Bridge::ShowLockSettings show, Js
     const std::function<void()> finish = [done] { done->resolve(Done()); };
     if (!show || !show(finish))
         throw Error("brisko: no window to open it over");
-    co_await done->settlement();
+    co_await *done;
     co_return Json::object({{"ok", true}});
 }
 

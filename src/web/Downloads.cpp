@@ -111,8 +111,7 @@ bool Downloads::isReserved(const fs::path& file) const {
 Task<> Downloads::arrive(std::shared_ptr<Downloads> self, std::shared_ptr<Entry> entry) {
     entry->whole = true;
     try {
-        auto settling = self->folder_.settle(entry->partial);
-        co_await std::move(settling);
+        co_await self->folder_.settle(entry->partial);
         if (self->ended_)
             co_return;
         self->place(*entry);

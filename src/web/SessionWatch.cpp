@@ -36,8 +36,7 @@ void SessionWatch::cookiesDidChange() {
 }
 
 Task<> SessionWatch::look(std::weak_ptr<SessionWatch> watch, WebDataStore& store) {
-    auto listing = store.allCookies();
-    const auto cookies = co_await std::move(listing);
+    const auto cookies = co_await store.allCookies();
     const auto self = watch.lock();
     if (!self)
         co_return;

@@ -57,23 +57,20 @@ public:
     std::function<void()> aroundChange; ///< called before and after each; may end the program there
 
     Task<std::optional<SecretText>> read() override {
-        auto asking = ask();
-        co_await std::move(asking);
+        co_await ask();
         std::optional<SecretText> data;
         if (item)
             data.emplace(std::string_view(*item));
         co_return data;
     }
     Task<> write(SecretText data) override {
-        auto asking = ask();
-        co_await std::move(asking);
+        co_await ask();
         if (refusal)
             throw *refusal;
         change(std::string(data.view()));
     }
     Task<> remove() override {
-        auto asking = ask();
-        co_await std::move(asking);
+        co_await ask();
         change(std::nullopt);
     }
 
@@ -87,8 +84,7 @@ private:
     }
     Task<> ask() {
         started += 1;
-        auto passing = pass();
-        co_await std::move(passing);
+        co_await pass();
         if (unavailable)
             throw Unavailable(*unavailable);
     }

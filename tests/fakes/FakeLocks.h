@@ -26,7 +26,7 @@ public:
             co_return false;
         const auto question = std::make_shared<Completion<bool>>();
         open_.push_back(question);
-        co_return co_await question->settlement();
+        co_return co_await *question;
     }
 
     /// The questions that are on the screen, all at once.

@@ -34,7 +34,7 @@ public:
         asked += 1;
         open_ = std::make_shared<Completion<Answer>>();
         const auto answer = open_;
-        co_return co_await answer->settlement();
+        co_return co_await *answer;
     }
     void answer(Answer answer) { std::exchange(open_, nullptr)->resolve(answer); }
 
@@ -60,8 +60,7 @@ public:
             co_return NotificationPermission::denied;
         if (state != NotificationPermission::notDetermined)
             co_return state;
-        auto question = question_.ask();
-        const auto answer = co_await std::move(question);
+        const auto answer = co_await question_.ask();
         if (answer != NotificationQuestion::Answer::dismissed)
             state = answer == NotificationQuestion::Answer::allow ? NotificationPermission::authorized
                                                                   : NotificationPermission::denied;

@@ -84,7 +84,7 @@ public:
                 TransportError(TransportError::Reason::cancelled, "Operation was cancelled")));
         };
         const std::stop_callback stopping(stop, cancel);
-        co_return co_await entry->reply.settlement();
+        co_return co_await entry->reply;
     }
 
     std::shared_ptr<Pending> take(std::size_t index = 0) {
@@ -124,15 +124,13 @@ public:
 
     Task<std::vector<Cookie>> allCookies() override {
         started += 1;
-        auto passing = pass();
-        co_await std::move(passing);
+        co_await pass();
         log.emplace_back("list");
         co_return cookies;
     }
     Task<> setCookie(Cookie cookie) override {
         started += 1;
-        auto passing = pass();
-        co_await std::move(passing);
+        co_await pass();
         std::erase_if(cookies, [&](const Cookie& kept) {
             return kept.name == cookie.name && kept.domain == cookie.domain && kept.path == cookie.path;
         });
@@ -142,8 +140,7 @@ public:
     }
     Task<> removeAllData() override {
         started += 1;
-        auto passing = pass();
-        co_await std::move(passing);
+        co_await pass();
         const auto had = !cookies.empty();
         cookies.clear();
         log.emplace_back("clear");
@@ -162,7 +159,7 @@ public:
 
     Task<std::optional<std::string>> authenticate(Url start, std::string callbackScheme) override {
         started.push_back(callbackScheme + " " + start.text());
-        co_return co_await answer.settlement();
+        co_return co_await answer;
     }
 };
 

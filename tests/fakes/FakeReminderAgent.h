@@ -69,8 +69,7 @@ public:
     Task<bool> prepare() override { co_return !running.empty(); }
     Task<Sent> show(NotificationRequest request, std::optional<std::uint32_t> replaced) override {
         sent.push_back(request.title);
-        auto passing = pass();
-        co_await std::move(passing);
+        co_await pass();
         if (outcome != Outcome::shown)
             co_return Sent(outcome);
         const auto id = replaced ? *replaced : ++last_;

@@ -37,7 +37,7 @@ protected:
             co_return;
         const auto gate = std::make_shared<Completion<Done>>();
         waiting_.push_back(gate);
-        co_await gate->settlement();
+        co_await *gate;
     }
 
 private:

@@ -10,7 +10,7 @@ namespace {
 
 Task<int> answer(std::shared_ptr<Completion<int>> completion, bool* started) {
     *started = true;
-    co_return co_await completion->settlement();
+    co_return co_await *completion;
 }
 
 class TaskTest : public testing::Test {

@@ -135,8 +135,7 @@ Task<HttpReply> SoupHttpClient::send(HttpRequest request, std::stop_token stop) 
     const auto body = makeBody(std::move(request.body));
     for (int count = 0; count <= maximumRedirections; ++count) {
         const auto message = makeMessage(request, body.get());
-        auto asking = ask(message, request.timeout, stop);
-        auto reply = co_await std::move(asking);
+        auto reply = co_await ask(message, request.timeout, stop);
         const auto* location = locationOf(message.get(), reply);
         if (!location)
             co_return reply;
@@ -154,5 +153,5 @@ Task<HttpReply> SoupHttpClient::ask(GPtr<SoupMessage> message, std::chrono::mill
     const std::stop_callback stopping(stop, cancel);
     const std::stop_callback ending(ending_.get_token(), cancel);
     exchange->send(reply);
-    co_return co_await reply.settlement();
+    co_return co_await reply;
 }

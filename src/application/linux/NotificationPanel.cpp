@@ -33,7 +33,7 @@ Task<NotificationQuestion::Answer> NotificationPanel::ask() {
                : given == Given::cancel ? Answer::dontAllow
                                         : Answer::dismissed);
     });
-    co_return co_await answer->settlement();
+    co_return co_await *answer;
 }
 
 void NotificationPanel::settle(Answer answer) {

@@ -33,35 +33,22 @@ Tour::Tour(const std::filesystem::path& folder, Program& program) : guide_(folde
 Task<> Tour::run(std::function<void(bool)> finished) {
     bool succeeded = true;
     try {
-        auto first = signInMode();
-        co_await std::move(first);
-        auto second = signUpMode();
-        co_await std::move(second);
-        auto third = resetMode();
-        co_await std::move(third);
-        auto fourth = googlePanel();
-        co_await std::move(fourth);
-        auto fifth = passcodeOffer();
-        co_await std::move(fifth);
+        co_await signInMode();
+        co_await signUpMode();
+        co_await resetMode();
+        co_await googlePanel();
+        co_await passcodeOffer();
         TourWeb web(guide_);
-        auto sixth = web.run();
-        co_await std::move(sixth);
+        co_await web.run();
         TourLocks locks(guide_);
-        auto locking = locks.run(passcode);
-        co_await std::move(locking);
-        auto seventh = passcodeChange();
-        co_await std::move(seventh);
-        auto eighth = signOut();
-        co_await std::move(eighth);
-        auto ninth = passcodeUnlock();
-        co_await std::move(ninth);
-        auto tenth = passcodeLockOut();
-        co_await std::move(tenth);
-        auto eleventh = passcodeOff();
-        co_await std::move(eleventh);
+        co_await locks.run(passcode);
+        co_await passcodeChange();
+        co_await signOut();
+        co_await passcodeUnlock();
+        co_await passcodeLockOut();
+        co_await passcodeOff();
         TourReminders reminders(guide_);
-        auto last = reminders.run();
-        co_await std::move(last);
+        co_await reminders.run();
         std::printf("%d pictures in %s\n", guide_.pictures(), guide_.folder().c_str());
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "brisko: the tour ended early: %s\n", failure.what());
@@ -71,26 +58,21 @@ Task<> Tour::run(std::function<void(bool)> finished) {
 }
 
 Task<> Tour::signInMode() {
-    auto appearing = guide_.until("the sign-in screen",
-                                  [this] { return guide_.program().mainWindow().content() != nullptr; });
-    co_await std::move(appearing);
-    auto empty = guide_.picture("sign-in");
-    co_await std::move(empty);
+    co_await guide_.until("the sign-in screen",
+                          [this] { return guide_.program().mainWindow().content() != nullptr; });
+    co_await guide_.picture("sign-in");
 
     auto& view = guide_.authScreen().view();
     view.type(AuthView::Field::identifier, seededUser);
     view.type(AuthView::Field::password, "not the password");
     guide_.program().demo()->pause();
     spawn(view.go());
-    auto busy = guide_.picture("signing-in");
-    co_await std::move(busy);
+    co_await guide_.picture("signing-in");
     guide_.program().demo()->goOn();
-    auto refused =
-        guide_.until("the refusal of a wrong password", [&view] { return view.state().error.has_value(); });
-    co_await std::move(refused);
+    co_await guide_.until("the refusal of a wrong password",
+                          [&view] { return view.state().error.has_value(); });
     view.toggleReveal();
-    auto refusal = guide_.picture("sign-in-refused");
-    co_await std::move(refusal);
+    co_await guide_.picture("sign-in-refused");
     view.toggleReveal();
 }
 
@@ -98,27 +80,21 @@ Task<> Tour::signUpMode() {
     auto& view = guide_.authScreen().view();
     guide_.program().demo()->pause();
     view.switchTo(AuthView::Mode::signUp);
-    auto waiting = guide_.picture("sign-up-loading");
-    co_await std::move(waiting);
+    co_await guide_.picture("sign-up-loading");
     guide_.program().demo()->goOn();
-    auto loading =
-        guide_.until("the verification image", [&view] { return view.state().captcha.has_value(); });
-    co_await std::move(loading);
+    co_await guide_.until("the verification image", [&view] { return view.state().captcha.has_value(); });
     view.type(AuthView::Field::identifier, seededUser);
     view.type(AuthView::Field::email, "ada@brisko.example");
     view.type(AuthView::Field::password, seededPassword);
     view.type(AuthView::Field::captcha, "tour");
-    auto filled = guide_.picture("sign-up");
-    co_await std::move(filled);
+    co_await guide_.picture("sign-up");
 
     const auto size = guide_.program().mainWindow().frame();
     guide_.program().mainWindow().setFrame(WindowFrame::minimum);
     spawn(view.go());
-    auto refused = guide_.until("the refusal of a taken name",
-                                [&view] { return view.state().error && !view.state().busy; });
-    co_await std::move(refused);
-    auto refusal = guide_.picture("sign-up-refused-minimum-size");
-    co_await std::move(refusal);
+    co_await guide_.until("the refusal of a taken name",
+                          [&view] { return view.state().error && !view.state().busy; });
+    co_await guide_.picture("sign-up-refused-minimum-size");
     guide_.program().mainWindow().setFrame(size);
 }
 
@@ -127,29 +103,22 @@ Task<> Tour::resetMode() {
     view.switchTo(AuthView::Mode::forgot);
     view.type(AuthView::Field::email, "ada@brisko.example");
     spawn(view.go());
-    auto answered =
-        guide_.until("the notice of the reset", [&view] { return view.state().notice.has_value(); });
-    co_await std::move(answered);
-    auto notice = guide_.picture("reset");
-    co_await std::move(notice);
+    co_await guide_.until("the notice of the reset", [&view] { return view.state().notice.has_value(); });
+    co_await guide_.picture("reset");
     view.switchTo(AuthView::Mode::signIn);
 }
 
 Task<> Tour::googlePanel() {
     auto& view = guide_.authScreen().view();
     spawn(view.googleSignIn());
-    auto appearing = guide_.until("the panel of the Google sign-in", [this] {
+    co_await guide_.until("the panel of the Google sign-in", [this] {
         auto* panel = guide_.program().browserPanel().window();
         return panel && panel->get_mapped();
     });
-    co_await std::move(appearing);
-    auto panelPicture = guide_.picture("google-panel", *guide_.program().browserPanel().window());
-    co_await std::move(panelPicture);
+    co_await guide_.picture("google-panel", *guide_.program().browserPanel().window());
     guide_.program().browserPanel().window()->close();
-    auto over = guide_.until("the end of the Google sign-in", [&view] { return !view.state().busy; });
-    co_await std::move(over);
-    auto after = guide_.picture("google-given-up");
-    co_await std::move(after);
+    co_await guide_.until("the end of the Google sign-in", [&view] { return !view.state().busy; });
+    co_await guide_.picture("google-given-up");
 }
 
 Task<> Tour::passcodeOffer() {
@@ -157,110 +126,81 @@ Task<> Tour::passcodeOffer() {
     view.type(AuthView::Field::identifier, seededUser);
     view.type(AuthView::Field::password, seededPassword);
     spawn(view.go());
-    auto showing = guide_.until("the web application", [this] {
+    co_await guide_.until("the web application", [this] {
         return dynamic_cast<GtkWebView*>(guide_.program().mainWindow().content());
     });
-    co_await std::move(showing);
-    auto sheet = guide_.until("the offer of a passcode", [this] {
+    co_await guide_.until("the offer of a passcode", [this] {
         auto* window = guide_.program().mainWindow().sheetWindow();
         return window && window->get_mapped() && guide_.passcodeScreen();
     });
-    co_await std::move(sheet);
     auto& offer = guide_.passcodeScreen()->view();
     type(offer, "12");
-    auto chosen = guide_.picture("passcode-offer", *guide_.program().mainWindow().sheetWindow());
-    co_await std::move(chosen);
+    co_await guide_.picture("passcode-offer", *guide_.program().mainWindow().sheetWindow());
     type(offer, passcode);
     type(offer, "4321");
-    auto mismatch = guide_.picture("passcode-mismatch", *guide_.program().mainWindow().sheetWindow());
-    co_await std::move(mismatch);
+    co_await guide_.picture("passcode-mismatch", *guide_.program().mainWindow().sheetWindow());
     type(offer, passcode);
     type(offer, "184");
-    auto confirming = guide_.picture("passcode-confirm", *guide_.program().mainWindow().sheetWindow());
-    co_await std::move(confirming);
+    co_await guide_.picture("passcode-confirm", *guide_.program().mainWindow().sheetWindow());
     type(offer, passcode);
-    auto stored = guide_.until("the end of the passcode sheet",
-                               [this] { return !guide_.program().mainWindow().sheetWindow(); });
-    co_await std::move(stored);
+    co_await guide_.until("the end of the passcode sheet",
+                          [this] { return !guide_.program().mainWindow().sheetWindow(); });
 }
 
 Task<> Tour::passcodeChange() {
     guide_.program().delegate().showLockSettings({});
-    auto settings = guide_.picture("lock-settings", *guide_.program().mainWindow().sheetWindow());
-    co_await std::move(settings);
+    co_await guide_.picture("lock-settings", *guide_.program().mainWindow().sheetWindow());
     guide_.lockSettings().pickLength(newLength);
     auto& view = guide_.passcodeScreen()->view();
-    auto asking = guide_.picture("passcode-change", *guide_.program().mainWindow().sheetWindow());
-    co_await std::move(asking);
+    co_await guide_.picture("passcode-change", *guide_.program().mainWindow().sheetWindow());
     type(view, passcode);
-    auto opening = guide_.until("the choice of a new passcode",
-                                [&view] { return view.state().step == PasscodeView::Step::choose; });
-    co_await std::move(opening);
-    auto choosing = guide_.picture("passcode-change-choose", *guide_.program().mainWindow().sheetWindow());
-    co_await std::move(choosing);
+    co_await guide_.until("the choice of a new passcode",
+                          [&view] { return view.state().step == PasscodeView::Step::choose; });
+    co_await guide_.picture("passcode-change-choose", *guide_.program().mainWindow().sheetWindow());
     type(view, newPasscode);
     type(view, newPasscode);
-    auto stored = guide_.until("the lock settings again", [this] { return !guide_.passcodeScreen(); });
-    co_await std::move(stored);
+    co_await guide_.until("the lock settings again", [this] { return !guide_.passcodeScreen(); });
     guide_.lockSettings().toggleRecording();
-    auto recording = guide_.picture("lock-settings-recording", *guide_.program().mainWindow().sheetWindow());
-    co_await std::move(recording);
+    co_await guide_.picture("lock-settings-recording", *guide_.program().mainWindow().sheetWindow());
     guide_.lockSettings().done();
 }
 
 Task<> Tour::signOut() {
-    auto leaving = guide_.signOutInPage();
-    co_await std::move(leaving);
-    auto remembered = guide_.picture("signed-out");
-    co_await std::move(remembered);
+    co_await guide_.signOutInPage();
+    co_await guide_.picture("signed-out");
 }
 
 Task<> Tour::passcodeUnlock() {
     guide_.program().startOver();
-    auto appearing =
-        guide_.until("the passcode screen", [this] { return guide_.passcodeScreen() != nullptr; });
-    co_await std::move(appearing);
+    co_await guide_.until("the passcode screen", [this] { return guide_.passcodeScreen() != nullptr; });
     auto& view = guide_.passcodeScreen()->view();
-    auto locked = guide_.picture("unlock");
-    co_await std::move(locked);
+    co_await guide_.picture("unlock");
     type(view, "000000");
-    auto refused =
-        guide_.until("the refusal of a wrong passcode", [&view] { return view.state().error.has_value(); });
-    co_await std::move(refused);
-    auto wrong = guide_.picture("unlock-wrong");
-    co_await std::move(wrong);
+    co_await guide_.until("the refusal of a wrong passcode",
+                          [&view] { return view.state().error.has_value(); });
+    co_await guide_.picture("unlock-wrong");
     type(view, newPasscode);
-    auto showing = guide_.until("the web application", [this] {
+    co_await guide_.until("the web application", [this] {
         return dynamic_cast<GtkWebView*>(guide_.program().mainWindow().content()) != nullptr;
     });
-    co_await std::move(showing);
-    auto list = guide_.untilInPage("the tasks", "document.querySelector('.task, .card') !== null");
-    co_await std::move(list);
-    auto unlocked = guide_.picture("unlocked");
-    co_await std::move(unlocked);
+    co_await guide_.untilInPage("the tasks", "document.querySelector('.task, .card') !== null");
+    co_await guide_.picture("unlocked");
 }
 
 Task<> Tour::passcodeLockOut() {
-    auto leaving = guide_.untilInPage("the end of the session", "(location.href = '/login', true)");
-    co_await std::move(leaving);
-    auto back = guide_.untilSignIn();
-    co_await std::move(back);
+    co_await guide_.untilInPage("the end of the session", "(location.href = '/login', true)");
+    co_await guide_.untilSignIn();
     guide_.program().startOver();
-    auto appearing =
-        guide_.until("the passcode screen", [this] { return guide_.passcodeScreen() != nullptr; });
-    co_await std::move(appearing);
+    co_await guide_.until("the passcode screen", [this] { return guide_.passcodeScreen() != nullptr; });
     auto& view = guide_.passcodeScreen()->view();
     for (int tries = 0; tries < Passcode::triesBeforeLockOut; ++tries) {
         type(view, "000000");
-        auto refused = guide_.until("the refusal of a wrong passcode",
-                                    [&view] { return view.state().error && !view.state().busy; });
-        co_await std::move(refused);
+        co_await guide_.until("the refusal of a wrong passcode",
+                              [&view] { return view.state().error && !view.state().busy; });
     }
-    auto lockedOut = guide_.picture("locked-out");
-    co_await std::move(lockedOut);
+    co_await guide_.picture("locked-out");
     view.buttons().front().press();
-    auto over = guide_.untilSignIn();
-    co_await std::move(over);
+    co_await guide_.untilSignIn();
 }
 
 Task<> Tour::passcodeOff() {
@@ -268,18 +208,15 @@ Task<> Tour::passcodeOff() {
     view.type(AuthView::Field::identifier, seededUser);
     view.type(AuthView::Field::password, seededPassword);
     spawn(view.go());
-    auto sheet =
-        guide_.until("the offer of a passcode", [this] { return guide_.program().mainWindow().sheet(); });
-    co_await std::move(sheet);
+    co_await guide_.until("the offer of a passcode",
+                          [this] { return guide_.program().mainWindow().sheet(); });
     type(guide_.passcodeScreen()->view(), passcode);
     type(guide_.passcodeScreen()->view(), passcode);
-    auto stored = guide_.until("the end of the passcode sheet",
-                               [this] { return !guide_.program().mainWindow().sheet(); });
-    co_await std::move(stored);
+    co_await guide_.until("the end of the passcode sheet",
+                          [this] { return !guide_.program().mainWindow().sheet(); });
 
     guide_.program().delegate().showLockSettings({});
     guide_.lockSettings().turnOff();
-    auto off = guide_.picture("passcode-off", *guide_.program().mainWindow().sheetWindow());
-    co_await std::move(off);
+    co_await guide_.picture("passcode-off", *guide_.program().mainWindow().sheetWindow());
     guide_.lockSettings().done();
 }

@@ -23,7 +23,7 @@ Task<> later(std::chrono::milliseconds delay) {
     const auto over = std::make_shared<Completion<Done>>();
     Glib::signal_timeout().connect_once([over] { over->resolve(Done()); },
                                         static_cast<unsigned int>(delay.count()));
-    co_await over->settlement();
+    co_await *over;
 }
 
 bool isTrue(const std::optional<Json>& value) {
@@ -59,47 +59,38 @@ Task<> TourGuide::until(std::string what, std::function<bool()> condition) {
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline)
             throw Error("Waited in vain for " + what + ".");
-        auto waiting = later(glance);
-        co_await std::move(waiting);
+        co_await later(glance);
     }
 }
 
 Task<> TourGuide::untilInPage(std::string what, std::string script) {
     const auto deadline = std::chrono::steady_clock::now() + patience;
     while (true) {
-        auto asking = page().evaluateForResult("return " + script);
-        const auto value = co_await std::move(asking);
+        const auto value = co_await page().evaluateForResult("return " + script);
         if (isTrue(value))
             co_return;
         if (std::chrono::steady_clock::now() > deadline)
             throw Error("Waited in vain for " + what + ".");
-        auto waiting = later(pageGlance);
-        co_await std::move(waiting);
+        co_await later(pageGlance);
     }
 }
 
 Task<> TourGuide::drawn() {
     // A colour that fades and a page that paints in its own process take a few frames; afterwards nothing
     // moves.
-    auto settling = later(std::chrono::milliseconds(300));
-    co_await std::move(settling);
+    co_await later(std::chrono::milliseconds(300));
 }
 
 Task<> TourGuide::signOutInPage() {
-    auto leaving =
-        untilInPage("the sign-out button",
-                    "[...document.querySelectorAll('dialog[open] button')]"
-                    ".filter((b) => b.textContent === 'Sign out').map((b) => b.click()).length === 1");
-    co_await std::move(leaving);
-    auto back = untilSignIn();
-    co_await std::move(back);
+    co_await untilInPage("the sign-out button",
+                         "[...document.querySelectorAll('dialog[open] button')]"
+                         ".filter((b) => b.textContent === 'Sign out').map((b) => b.click()).length === 1");
+    co_await untilSignIn();
 }
 
 Task<> TourGuide::untilSignIn() {
-    auto back = until("the sign-in screen", [this] {
-        return dynamic_cast<AuthScreen*>(program_.mainWindow().content()) != nullptr;
-    });
-    co_await std::move(back);
+    co_await until("the sign-in screen",
+                   [this] { return dynamic_cast<AuthScreen*>(program_.mainWindow().content()) != nullptr; });
 }
 
 Task<> TourGuide::picture(std::string name) {
@@ -107,8 +98,7 @@ Task<> TourGuide::picture(std::string name) {
 }
 
 Task<> TourGuide::picture(std::string name, Gtk::Window& window) {
-    auto drawing = drawn();
-    co_await std::move(drawing);
+    co_await drawn();
     pictures_ += 1;
     constexpr int twoDigits = 100;
     const auto number = std::to_string(twoDigits + pictures_).substr(1);
@@ -116,13 +106,11 @@ Task<> TourGuide::picture(std::string name, Gtk::Window& window) {
 }
 
 Task<> TourGuide::pressInPage(std::string key, bool shift) {
-    auto pressing = page().evaluateForResult(
+    co_await page().evaluateForResult(
         "return document.body.dispatchEvent(new KeyboardEvent('keydown', {key: '" + key +
         "', metaKey: true, shiftKey: " + (shift ? "true" : "false") + ", bubbles: true, cancelable: true}))");
-    co_await std::move(pressing);
 }
 
 Task<> TourGuide::clickInPage(std::string selector) {
-    auto clicking = page().evaluateForResult("document.querySelector('" + selector + "').click()");
-    co_await std::move(clicking);
+    co_await page().evaluateForResult("document.querySelector('" + selector + "').click()");
 }

@@ -39,7 +39,7 @@ Task<> savePicture(std::string program, std::string file) {
         throw Error(GErrorPtr(error)->message);
     GAsync waiting;
     g_subprocess_wait_check_async(process.get(), nullptr, GAsync::ready, &waiting);
-    const auto result = co_await waiting.settlement();
+    const auto result = co_await waiting;
     if (!g_subprocess_wait_check_finish(process.get(), result.get(), &error))
         throw Error("The picture of the screen: " + std::string(GErrorPtr(error)->message));
 }
@@ -49,76 +49,57 @@ Task<> savePicture(std::string program, std::string file) {
 Task<> TourReminders::run() {
     const auto* program = std::getenv(screenPictureVariable);
     const std::string screenPicture = program ? program : "";
-    auto opening = openSettings();
-    co_await std::move(opening);
-    auto looking = guide_.page().evaluateForResult("return " + whetherButton("!b.hidden"));
-    const auto isVisible = co_await std::move(looking);
+    co_await openSettings();
+    const auto isVisible = co_await guide_.page().evaluateForResult("return " + whetherButton("!b.hidden"));
     const auto isAsked = isVisible && *isVisible == true;
     const auto isShown = isAsked && !screenPicture.empty();
     if (isAsked) {
-        auto asking = question(isShown);
-        co_await std::move(asking);
+        co_await question(isShown);
     }
     if (isShown) {
-        auto reminding = reminder();
-        co_await std::move(reminding);
+        co_await reminder();
     }
-    auto scrolling = guide_.untilInPage(
+    co_await guide_.untilInPage(
         "the settings of this computer",
         "(document.getElementById('lock-summary').scrollIntoView({block: 'center'}), true)");
-    co_await std::move(scrolling);
-    auto section = guide_.picture("this-computer");
-    co_await std::move(section);
+    co_await guide_.picture("this-computer");
     if (isShown) {
-        auto saving = savePicture(screenPicture, guide_.folder() / "notification.png");
-        co_await std::move(saving);
+        co_await savePicture(screenPicture, guide_.folder() / "notification.png");
     }
-    auto leaving = signOut();
-    co_await std::move(leaving);
+    co_await signOut();
 }
 
 Task<> TourReminders::openSettings() {
-    auto list = guide_.untilInPage("the tasks", "document.querySelector('.task, .card') !== null");
-    co_await std::move(list);
-    auto pressing = guide_.pressInPage(",", false);
-    co_await std::move(pressing);
-    auto filled = guide_.untilInPage("the settings of this computer",
-                                     "document.getElementById('lock-summary')?.textContent > '' && "
-                                     "document.getElementById('reminders-state').textContent > ''");
-    co_await std::move(filled);
+    co_await guide_.untilInPage("the tasks", "document.querySelector('.task, .card') !== null");
+    co_await guide_.pressInPage(",", false);
+    co_await guide_.untilInPage("the settings of this computer",
+                                "document.getElementById('lock-summary')?.textContent > '' && "
+                                "document.getElementById('reminders-state').textContent > ''");
 }
 
 Task<> TourReminders::question(bool isAllowed) {
-    auto clicking = guide_.clickInPage(allowButton);
-    co_await std::move(clicking);
+    co_await guide_.clickInPage(allowButton);
     auto& window = guide_.program().mainWindow().window();
-    auto appearing = guide_.until("the question", [&window] { return panelOver(window) != nullptr; });
-    co_await std::move(appearing);
-    auto asked = guide_.picture("notifications-question", *panelOver(window));
-    co_await std::move(asked);
+    co_await guide_.until("the question", [&window] { return panelOver(window) != nullptr; });
+    co_await guide_.picture("notifications-question", *panelOver(window));
     if (isAllowed)
         panelOver(window)->get_default_widget()->activate();
     else
         panelOver(window)->close();
-    auto answered = guide_.untilInPage("the answer", whetherButton("!b.disabled"));
-    co_await std::move(answered);
+    co_await guide_.untilInPage("the answer", whetherButton("!b.disabled"));
 }
 
 Task<> TourReminders::reminder() {
-    auto reminding = guide_.untilInPage("a reminder", remindNow);
-    co_await std::move(reminding);
+    co_await guide_.untilInPage("a reminder", remindNow);
     const auto log = guide_.program().reminderPlace().logFile();
-    auto showing = guide_.until("the notification", [&log] {
+    co_await guide_.until("the notification", [&log] {
         return DurableFile::read(log).value_or("").find("\"shown\":\"brisko.task.1843\"") !=
                std::string::npos;
     });
-    co_await std::move(showing);
 }
 
 Task<> TourReminders::signOut() {
-    auto leaving = guide_.signOutInPage();
-    co_await std::move(leaving);
+    co_await guide_.signOutInPage();
     const auto pending = guide_.program().reminderPlace().pendingFile();
-    auto dropped = guide_.until("no reminders", [&pending] { return !std::filesystem::exists(pending); });
-    co_await std::move(dropped);
+    co_await guide_.until("no reminders", [&pending] { return !std::filesystem::exists(pending); });
 }

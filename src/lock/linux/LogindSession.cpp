@@ -94,7 +94,7 @@ public:
     static Task<> listenToDesktop(std::shared_ptr<Link> self) {
         GAsync connecting;
         g_bus_get(G_BUS_TYPE_SESSION, nullptr, GAsync::ready, &connecting);
-        const auto result = co_await connecting.settlement();
+        const auto result = co_await connecting;
         const auto bus = GPtr<GDBusConnection>::take(g_bus_get_finish(result.get(), nullptr));
         if (!bus || !self->owner_)
             co_return;
@@ -106,8 +106,7 @@ public:
     }
 
     static Task<> listenToLogin(std::shared_ptr<Link> self, SystemBus* system) {
-        auto connecting = system->connection();
-        self->bus_ = co_await std::move(connecting);
+        self->bus_ = co_await system->connection();
         if (!self->bus_ || !self->owner_)
             co_return;
         self->listen(self->bus_, {login, nullptr, session, "Lock"},
@@ -160,17 +159,15 @@ private:
     static Task<> ask(std::shared_ptr<Link> self, GPtr<GDBusConnection> bus, ScreenSaver saver) {
         const DBus::Method getActive{saver.name, saver.path, saver.name, "GetActive",
                                      G_DBUS_CALL_FLAGS_NO_AUTO_START};
-        auto asking = DBus::call(std::move(bus), getActive, {}, patience);
-        const auto reply = co_await std::move(asking);
+        const auto reply = co_await DBus::call(std::move(bus), getActive, {}, patience);
         // Only one that is active has anything to say here.
         if (truth(reply.value.get()).value_or(false))
             self->hear(true);
     }
     static Task<> askLogin(std::shared_ptr<Link> self) {
         const DBus::Method get{login, ownSession, properties, "Get", G_DBUS_CALL_FLAGS_NO_AUTO_START};
-        auto asking =
-            DBus::call(self->bus_, get, DBus::own(g_variant_new("(ss)", session, "LockedHint")), patience);
-        const auto reply = co_await std::move(asking);
+        const auto reply = co_await DBus::call(
+            self->bus_, get, DBus::own(g_variant_new("(ss)", session, "LockedHint")), patience);
         if (!reply.value || !g_variant_is_of_type(reply.value.get(), G_VARIANT_TYPE("(v)")))
             co_return;
         const GVariantPtr boxed(g_variant_get_child_value(reply.value.get(), 0));
@@ -191,8 +188,8 @@ private:
     }
     static Task<> findOwner(std::shared_ptr<Link> self, std::string path) {
         const DBus::Method getAll{login, path.c_str(), properties, "GetAll"};
-        auto asking = DBus::call(self->bus_, getAll, DBus::own(g_variant_new("(s)", session)), patience);
-        const auto reply = co_await std::move(asking);
+        const auto reply =
+            co_await DBus::call(self->bus_, getAll, DBus::own(g_variant_new("(s)", session)), patience);
         self->asking_.erase(path);
         if (isOwn(reply))
             self->lock();
@@ -225,8 +222,7 @@ private:
         const DBus::Method inhibit{login, managerPath, manager, "Inhibit"};
         auto arguments = DBus::own(g_variant_new("(ssss)", "sleep", "brisko",
                                                  "The window locks before the machine sleeps", "delay"));
-        auto asking = DBus::call(self->bus_, inhibit, std::move(arguments), patience);
-        const auto reply = co_await std::move(asking);
+        const auto reply = co_await DBus::call(self->bus_, inhibit, std::move(arguments), patience);
         self->inhibiting_ = false;
         if (self->owner_ && !self->asleep_)
             self->inhibitor_ = inhibitorIn(reply);

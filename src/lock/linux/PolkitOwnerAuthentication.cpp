@@ -70,16 +70,15 @@ constexpr DBus::Method checkAuthorization{polkit, authorityPath, authority, "Che
 Task<bool> fingerIsEnrolled(GPtr<GDBusConnection> bus) {
     const DBus::Method getDevice{fprint, "/net/reactivated/Fprint/Manager", "net.reactivated.Fprint.Manager",
                                  "GetDefaultDevice"};
-    auto finding = DBus::call(bus, getDevice, nullptr, answerPatience);
-    const auto found = co_await std::move(finding);
+    const auto found = co_await DBus::call(bus, getDevice, nullptr, answerPatience);
     if (!found.value || !g_variant_is_of_type(found.value.get(), G_VARIANT_TYPE("(o)")))
         co_return false;
     const char* device = nullptr;
     g_variant_get(found.value.get(), "(&o)", &device);
     const DBus::Method listFingers{fprint, device, "net.reactivated.Fprint.Device", "ListEnrolledFingers"};
     // The empty name is the caller's own.
-    auto listing = DBus::call(bus, listFingers, DBus::own(g_variant_new("(s)", "")), answerPatience);
-    const auto listed = co_await std::move(listing);
+    const auto listed =
+        co_await DBus::call(bus, listFingers, DBus::own(g_variant_new("(s)", "")), answerPatience);
     if (!listed.value || !g_variant_is_of_type(listed.value.get(), G_VARIANT_TYPE("(as)")))
         co_return false;
     const GVariantPtr fingers(g_variant_get_child_value(listed.value.get(), 0));
@@ -100,8 +99,7 @@ struct PolkitOwnerAuthentication::Question : std::enable_shared_from_this<Questi
     Question(std::string name, std::chrono::milliseconds beat) : id(std::move(name)), pulse(beat) {}
 
     static Task<> ask(std::shared_ptr<Question> self, SystemBus* system) {
-        auto connecting = system->connection();
-        self->bus = co_await std::move(connecting);
+        self->bus = co_await system->connection();
         if (!self->bus) {
             self->answer.resolve(Verdict());
             co_return;
@@ -109,10 +107,9 @@ struct PolkitOwnerAuthentication::Question : std::enable_shared_from_this<Questi
         if (self->answer.settled())
             co_return;
         self->beat();
-        auto checking =
-            DBus::call(self->bus, checkAuthorization, checkArguments(Interaction::allowed, self->id),
-                       std::nullopt, self->cancellable);
-        const auto reply = co_await std::move(checking);
+        const auto reply =
+            co_await DBus::call(self->bus, checkAuthorization, checkArguments(Interaction::allowed, self->id),
+                                std::nullopt, self->cancellable);
         self->heart.stop();
         self->answer.resolve(verdictOf(reply));
     }
@@ -127,8 +124,7 @@ struct PolkitOwnerAuthentication::Question : std::enable_shared_from_this<Questi
     }
     static Task<> listen(std::shared_ptr<Question> self) {
         const DBus::Method ping{polkit, authorityPath, "org.freedesktop.DBus.Peer", "Ping"};
-        auto pinging = DBus::call(self->bus, ping, nullptr, self->pulse, self->cancellable);
-        const auto reply = co_await std::move(pinging);
+        const auto reply = co_await DBus::call(self->bus, ping, nullptr, self->pulse, self->cancellable);
         if (self->answer.settled())
             co_return;
         if (reply.value)
@@ -160,18 +156,15 @@ PolkitOwnerAuthentication::~PolkitOwnerAuthentication() {
 }
 
 Task<OwnerAuthentication::Kind> PolkitOwnerAuthentication::kind() {
-    auto connecting = bus_.connection();
-    const auto bus = co_await std::move(connecting);
+    const auto bus = co_await bus_.connection();
     if (!bus)
         co_return Kind::none;
-    auto checking =
-        DBus::call(bus, checkAuthorization, checkArguments(Interaction::none, ""), answerPatience);
-    const auto reply = co_await std::move(checking);
+    const auto reply =
+        co_await DBus::call(bus, checkAuthorization, checkArguments(Interaction::none, ""), answerPatience);
     const auto verdict = verdictOf(reply);
     if (!verdict.authorized && (!verdict.challenge || agentMissing_))
         co_return Kind::none;
-    auto looking = fingerIsEnrolled(bus);
-    const auto finger = co_await std::move(looking);
+    const auto finger = co_await fingerIsEnrolled(bus);
     co_return finger ? Kind::finger : Kind::password;
 }
 
@@ -183,7 +176,7 @@ Task<bool> PolkitOwnerAuthentication::authenticate(std::string) {
     std::erase_if(open_, [](const auto& entry) { return entry.expired(); });
     open_.push_back(question);
     spawn(Question::ask(question, &bus_));
-    const auto verdict = co_await question->answer.settlement();
+    const auto verdict = co_await question->answer;
     agentMissing_ = verdict.challenge;
     co_return verdict.authorized;
 }

@@ -86,7 +86,7 @@ Task<Items> find(Session* session, GHashTable* attributes) {
     GAsync searching;
     secret_service_search(session->service(), schema(), attributes, SECRET_SEARCH_ALL, session->cancellable(),
                           GAsync::ready, &searching);
-    const auto result = co_await searching.settlement();
+    const auto result = co_await searching;
     GError* error = nullptr;
     auto* list = secret_service_search_finish(session->service(), result.get(), &error);
     check(*session, error);
@@ -110,7 +110,7 @@ Task<> unlock(Session* session, GPtr<GDBusProxy> object) {
     GList objects = {object.get(), nullptr, nullptr};
     GAsync unlocking;
     secret_service_unlock(session->service(), &objects, session->cancellable(), GAsync::ready, &unlocking);
-    const auto result = co_await unlocking.settlement();
+    const auto result = co_await unlocking;
     GError* error = nullptr;
     const auto count = secret_service_unlock_finish(session->service(), result.get(), nullptr, &error);
     check(*session, error);
@@ -123,7 +123,7 @@ Task<GPtr<SecretCollection>> defaultCollection(Session* session) {
     GAsync asking;
     secret_collection_for_alias(session->service(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE,
                                 session->cancellable(), GAsync::ready, &asking);
-    const auto result = co_await asking.settlement();
+    const auto result = co_await asking;
     GError* error = nullptr;
     auto collection = GPtr<SecretCollection>::take(secret_collection_for_alias_finish(result.get(), &error));
     check(*session, error);
@@ -132,25 +132,20 @@ Task<GPtr<SecretCollection>> defaultCollection(Session* session) {
 
 /// The item, opened; none when there is none.
 Task<GPtr<SecretItem>> locate(Session* session, GHashTable* attributes) {
-    auto finding = find(session, attributes);
-    auto items = co_await std::move(finding);
+    auto items = co_await find(session, attributes);
     if (items.empty()) {
         // Some services show nothing of a locked keyring, so "none" counts only once it is open.
-        auto asking = defaultCollection(session);
-        const auto collection = co_await std::move(asking);
+        const auto collection = co_await defaultCollection(session);
         if (!collection || !secret_collection_get_locked(collection.get()))
             co_return GPtr<SecretItem>();
-        auto unlocking = unlock(session, GPtr<GDBusProxy>::share(G_DBUS_PROXY(collection.get())));
-        co_await std::move(unlocking);
-        auto findingAgain = find(session, attributes);
-        items = co_await std::move(findingAgain);
+        co_await unlock(session, GPtr<GDBusProxy>::share(G_DBUS_PROXY(collection.get())));
+        items = co_await find(session, attributes);
         if (items.empty())
             co_return GPtr<SecretItem>();
     }
     auto item = items.front();
     if (secret_item_get_locked(item.get())) {
-        auto unlocking = unlock(session, GPtr<GDBusProxy>::share(G_DBUS_PROXY(item.get())));
-        co_await std::move(unlocking);
+        co_await unlock(session, GPtr<GDBusProxy>::share(G_DBUS_PROXY(item.get())));
     }
     co_return item;
 }
@@ -158,7 +153,7 @@ Task<GPtr<SecretItem>> locate(Session* session, GHashTable* attributes) {
 Task<> replace(Session* session, GPtr<SecretItem> item, SecretValue* value) {
     GAsync replacing;
     secret_item_set_secret(item.get(), value, session->cancellable(), GAsync::ready, &replacing);
-    const auto result = co_await replacing.settlement();
+    const auto result = co_await replacing;
     GError* error = nullptr;
     secret_item_set_secret_finish(item.get(), result.get(), &error);
     checkStored(*session, error);
@@ -168,7 +163,7 @@ Task<> add(Session* session, GHashTable* attributes, SecretValue* value) {
     GAsync storing;
     secret_service_store(session->service(), schema(), attributes, SECRET_COLLECTION_DEFAULT, label, value,
                          session->cancellable(), GAsync::ready, &storing);
-    const auto result = co_await storing.settlement();
+    const auto result = co_await storing;
     GError* error = nullptr;
     secret_service_store_finish(session->service(), result.get(), &error);
     checkStored(*session, error);
@@ -177,7 +172,7 @@ Task<> add(Session* session, GHashTable* attributes, SecretValue* value) {
 Task<> removeItem(Session* session, GPtr<SecretItem> item) {
     GAsync removing;
     secret_item_delete(item.get(), session->cancellable(), GAsync::ready, &removing);
-    const auto result = co_await removing.settlement();
+    const auto result = co_await removing;
     GError* error = nullptr;
     secret_item_delete_finish(item.get(), result.get(), &error);
     check(*session, error);
@@ -202,16 +197,14 @@ Task<std::optional<SecretText>> SecretServiceKeychain::read() {
     const Counted counted(open_);
     const auto attributes = attributesOf(service_);
     Session session(patience_, ending_.get_token());
-    auto opening = session.open(SECRET_SERVICE_OPEN_SESSION);
-    co_await std::move(opening);
-    auto locating = locate(&session, attributes.get());
-    const auto item = co_await std::move(locating);
+    co_await session.open(SECRET_SERVICE_OPEN_SESSION);
+    const auto item = co_await locate(&session, attributes.get());
     std::optional<SecretText> data;
     if (!item)
         co_return data;
     GAsync loading;
     secret_item_load_secret(item.get(), session.cancellable(), GAsync::ready, &loading);
-    const auto result = co_await loading.settlement();
+    const auto result = co_await loading;
     GError* error = nullptr;
     secret_item_load_secret_finish(item.get(), result.get(), &error);
     check(session, error);
@@ -228,32 +221,26 @@ Task<> SecretServiceKeychain::write(SecretText data) {
     const Counted counted(open_);
     const auto attributes = attributesOf(service_);
     Session session(patience_, ending_.get_token());
-    auto opening = session.open(SECRET_SERVICE_OPEN_SESSION);
-    co_await std::move(opening);
-    auto locating = locate(&session, attributes.get());
-    const auto item = co_await std::move(locating);
+    co_await session.open(SECRET_SERVICE_OPEN_SESSION);
+    const auto item = co_await locate(&session, attributes.get());
     const auto content = data.view();
     const Value value(secret_value_new(content.data(), static_cast<gssize>(content.size()), contentType));
-    auto storing = item ? replace(&session, item, value.get()) : add(&session, attributes.get(), value.get());
-    co_await std::move(storing);
+    co_await item ? replace(&session, item, value.get()) : add(&session, attributes.get(), value.get());
 }
 
 Task<> SecretServiceKeychain::remove() {
     const Counted counted(open_);
     const auto attributes = attributesOf(service_);
     Session session(patience_, ending_.get_token());
-    auto opening = session.open(SECRET_SERVICE_NONE);
-    co_await std::move(opening);
-    auto finding = find(&session, attributes.get());
-    const auto items = co_await std::move(finding);
+    co_await session.open(SECRET_SERVICE_NONE);
+    const auto items = co_await find(&session, attributes.get());
     bool isLocked = false;
     for (const auto& item : items) {
         if (secret_item_get_locked(item.get())) {
             isLocked = true;
             continue;
         }
-        auto removing = removeItem(&session, item);
-        co_await std::move(removing);
+        co_await removeItem(&session, item);
     }
     if (isLocked)
         throw Unavailable(Session::itIsLocked);

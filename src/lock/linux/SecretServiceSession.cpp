@@ -60,7 +60,7 @@ SecretServiceSession::~SecretServiceSession() {
 Task<> SecretServiceSession::open(SecretServiceFlags flags) {
     GAsync opening;
     secret_service_open(serviceType(), nullptr, flags, cancellable(), GAsync::ready, &opening);
-    const auto result = co_await opening.settlement();
+    const auto result = co_await opening;
     GError* error = nullptr;
     service_ = GPtr<SecretService>::take(secret_service_open_finish(result.get(), &error));
     if (!service_)

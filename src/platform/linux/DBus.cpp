@@ -13,7 +13,7 @@ Task<DBus::Reply> DBus::call(GPtr<GDBusConnection> bus, Method method, GVariantP
     g_dbus_connection_call_with_unix_fd_list(bus.get(), method.destination, method.path, method.interface,
                                              method.name, parameters.get(), nullptr, method.flags, timeout,
                                              nullptr, cancellable.get(), GAsync::ready, &calling);
-    const auto result = co_await calling.settlement();
+    const auto result = co_await calling;
     GUnixFDList* files = nullptr;
     GError* error = nullptr;
     Reply reply;

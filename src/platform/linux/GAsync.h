@@ -10,7 +10,7 @@
 ///
 ///     GAsync sending;
 ///     soup_session_send_async(session, message, priority, cancellable, GAsync::ready, &sending);
-///     const auto result = co_await sending.settlement();
+///     const auto result = co_await sending;
 ///     soup_session_send_finish(session, result.get(), &error);
 class GAsync {
 public:
@@ -20,7 +20,7 @@ public:
     static void ready(GObject*, GAsyncResult* result, gpointer self) {
         static_cast<GAsync*>(self)->completion_.resolve(GPtr<GAsyncResult>::share(result));
     }
-    auto settlement() { return completion_.settlement(); }
+    auto operator co_await() { return completion_.operator co_await(); }
 
 private:
     Completion<GPtr<GAsyncResult>> completion_;

@@ -20,7 +20,7 @@ Task<> launch(std::string url, std::function<void(const Error&)> onFailure) {
     const auto context = launchContext();
     GAsync launching;
     g_app_info_launch_default_for_uri_async(url.c_str(), context.get(), nullptr, GAsync::ready, &launching);
-    const auto result = co_await launching.settlement();
+    const auto result = co_await launching;
     GError* error = nullptr;
     if (!g_app_info_launch_default_for_uri_finish(result.get(), &error)) {
         const GErrorPtr owner(error);

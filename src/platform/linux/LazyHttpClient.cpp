@@ -13,8 +13,7 @@ Task<HttpReply> LazyHttpClient::send(HttpRequest request, std::stop_token stop) 
         throw TransportError(TransportError::Reason::cancelled, g_strerror(ECANCELED));
     if (!client_)
         client_ = make_();
-    auto sending = client_->send(std::move(request), std::move(stop));
-    co_return co_await std::move(sending);
+    co_return co_await client_->send(std::move(request), std::move(stop));
 }
 
 void LazyHttpClient::end() {

@@ -29,7 +29,7 @@ Task<> MemoryProtection::applyBesidePortals() {
         co_return;
     GAsync connecting;
     g_bus_get(G_BUS_TYPE_SESSION, nullptr, GAsync::ready, &connecting);
-    const auto connected = co_await connecting.settlement();
+    const auto connected = co_await connecting;
     const auto bus = GPtr<GDBusConnection>::take(g_bus_get_finish(connected.get(), nullptr));
     if (bus) {
         // Any call would do; this one is cheap and changes nothing.
@@ -39,7 +39,7 @@ Task<> MemoryProtection::applyBesidePortals() {
                                g_variant_new("(ss)", "org.freedesktop.appearance", "color-scheme"), nullptr,
                                G_DBUS_CALL_FLAGS_NONE, patienceMilliseconds, nullptr, GAsync::ready,
                                &calling);
-        const auto called = co_await calling.settlement();
+        const auto called = co_await calling;
         const GVariantPtr reply(g_dbus_connection_call_finish(bus.get(), called.get(), nullptr));
     }
     apply();

@@ -23,7 +23,7 @@ Task<GPtr<GDBusConnection>> SystemBus::connection() {
         static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                           G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
         nullptr, cancellable.get(), GAsync::ready, &connecting);
-    const auto result = co_await connecting.settlement();
+    const auto result = co_await connecting;
     auto made = GPtr<GDBusConnection>::take(g_dbus_connection_new_for_address_finish(result.get(), nullptr));
     // Two may have been waiting; the first connection serves both.
     if (!isOpen())

@@ -90,7 +90,7 @@ Task<> UserDownloadFolder::settle(fs::path partial) {
     const auto task = GPtr<GTask>::take(g_task_new(nullptr, nullptr, GAsync::ready, &syncing));
     g_task_set_task_data(task.get(), g_strdup(partial.c_str()), g_free);
     g_task_run_in_thread(task.get(), syncInThread);
-    const auto result = co_await syncing.settlement();
+    const auto result = co_await syncing;
     GError* error = nullptr;
     if (!g_task_propagate_boolean(G_TASK(result.get()), &error)) {
         const GErrorPtr owner(error);

@@ -86,8 +86,7 @@ Task<> ReminderAgent::deliverAll() {
     for (bool goesOn = true; goesOn && schedule_.isAnyDue(now());) {
         if (!with_.store.isPermitted())
             passInSilence();
-        auto delivering = deliverNext();
-        goesOn = co_await std::move(delivering);
+        goesOn = co_await deliverNext();
     }
     delivering_ = false;
     settle();
@@ -97,8 +96,7 @@ Task<> ReminderAgent::deliverAll() {
 Task<bool> ReminderAgent::deliverNext() {
     if (!schedule_.isAnyDue(now()))
         co_return true;
-    auto preparing = with_.server.prepare();
-    const auto isReady = co_await std::move(preparing);
+    const auto isReady = co_await with_.server.prepare();
     // The list may be another one by now.
     if (!isReady || !schedule_.isAnyDue(now()))
         co_return isReady;
@@ -106,8 +104,8 @@ Task<bool> ReminderAgent::deliverNext() {
     write(delivery.event);
     const auto server = with_.server.name();
     const auto& identifier = delivery.request.identifier;
-    auto showing = with_.server.show(delivery.request, schedule_.deliveries().shown(server, identifier));
-    const auto sent = co_await std::move(showing);
+    const auto sent =
+        co_await with_.server.show(delivery.request, schedule_.deliveries().shown(server, identifier));
     DeliveryEvent event;
     event.identifier = identifier;
     if (sent.outcome == Outcome::shown) {

@@ -103,18 +103,15 @@ void AgentNotificationCenter::listen(GActionMap* application) {
 }
 
 Task<NotificationPermission> AgentNotificationCenter::permission() {
-    auto looking = isShownAnywhere();
-    const auto isShown = co_await std::move(looking);
+    const auto isShown = co_await isShownAnywhere();
     co_return isShown ? permission_.read() : NotificationPermission::denied;
 }
 
 Task<NotificationPermission> AgentNotificationCenter::requestPermission() {
-    auto looking = permission();
-    const auto known = co_await std::move(looking);
+    const auto known = co_await permission();
     if (known != NotificationPermission::notDetermined)
         co_return known;
-    auto asking = question_.ask();
-    const auto answer = co_await std::move(asking);
+    const auto answer = co_await question_.ask();
     if (answer == NotificationQuestion::Answer::dismissed)
         co_return known;
     try {
@@ -131,12 +128,10 @@ Task<std::vector<std::string>> AgentNotificationCenter::pendingIdentifiers() {
     std::vector<std::string> identifiers;
     const Counted counted(open_);
     const auto late = lateAnswers_;
-    auto waiting = turns_.next();
-    const auto turn = co_await std::move(waiting);
+    const auto turn = co_await turns_.next();
     if (late != lateAnswers_ || !isAnythingStored())
         co_return identifiers;
-    auto calling = callAgent("Pending", DBus::own(g_variant_new("()")), GPtr<GUnixFDList>());
-    const auto reply = co_await std::move(calling);
+    const auto reply = co_await callAgent("Pending", DBus::own(g_variant_new("()")), GPtr<GUnixFDList>());
     if (!is(reply, "(as)"))
         co_return identifiers;
     const char** names = nullptr;
@@ -152,16 +147,15 @@ AgentNotificationCenter::replace(std::string prefix, std::vector<NotificationReq
     Replaced replaced;
     const Counted counted(open_);
     const auto late = lateAnswers_;
-    auto waiting = turns_.next();
-    const auto turn = co_await std::move(waiting);
+    const auto turn = co_await turns_.next();
     // No agent is started to replace nothing by nothing.
     if (late != lateAnswers_ || (requests.empty() && !isAnythingStored()))
         co_return replaced;
     const auto files = fileOf(RequestText::encode(requests));
     if (!files)
         co_return replaced;
-    auto calling = callAgent("Replace", DBus::own(replacementOf(prefix, options_.command)), files);
-    const auto reply = co_await std::move(calling);
+    const auto reply =
+        co_await callAgent("Replace", DBus::own(replacementOf(prefix, options_.command)), files);
     guint32 removed = 0;
     guint32 added = 0;
     if (is(reply, "(uu)"))
@@ -177,15 +171,14 @@ bool AgentNotificationCenter::isAnythingStored() const {
 }
 
 Task<bool> AgentNotificationCenter::isShownAnywhere() {
-    auto asking = askBus("NameHasOwner", DBus::own(g_variant_new("(s)", notificationService)));
-    const auto running = co_await std::move(asking);
+    const auto running =
+        co_await askBus("NameHasOwner", DBus::own(g_variant_new("(s)", notificationService)));
     gboolean isRunning = FALSE;
     if (is(running, "(b)"))
         g_variant_get(running.get(), "(b)", &isRunning);
     if (isRunning || !running)
         co_return isRunning != FALSE;
-    auto listing = askBus("ListActivatableNames", DBus::own(g_variant_new("()")));
-    const auto names = co_await std::move(listing);
+    const auto names = co_await askBus("ListActivatableNames", DBus::own(g_variant_new("()")));
     co_return is(names, "(as)") && contains(names.get(), notificationService);
 }
 
@@ -195,8 +188,7 @@ Task<GVariantPtr> AgentNotificationCenter::askBus(const char* method, GVariantPt
     const Counted counted(open_);
     const DBus::Method question = {"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
                                    method};
-    auto asking = DBus::call(bus_, question, std::move(parameters), options_.patience, ending_);
-    auto reply = co_await std::move(asking);
+    auto reply = co_await DBus::call(bus_, question, std::move(parameters), options_.patience, ending_);
     co_return std::move(reply.value);
 }
 
@@ -211,7 +203,7 @@ Task<GVariantPtr> AgentNotificationCenter::callAgent(const char* method, GVarian
             bus_.get(), name.c_str(), ReminderPlace::objectPath, ReminderPlace::interfaceName, method,
             parameters.get(), nullptr, G_DBUS_CALL_FLAGS_NONE, static_cast<int>(options_.patience.count()),
             files.get(), ending_.get(), GAsync::ready, &calling);
-        const auto result = co_await calling.settlement();
+        const auto result = co_await calling;
         GError* error = nullptr;
         GVariantPtr reply(
             g_dbus_connection_call_with_unix_fd_list_finish(bus_.get(), nullptr, result.get(), &error));
@@ -219,8 +211,7 @@ Task<GVariantPtr> AgentNotificationCenter::callAgent(const char* method, GVarian
         if (reply)
             co_return reply;
         if (isNobody(*failure)) {
-            auto starting = agent_->start();
-            const auto isThere = co_await std::move(starting);
+            const auto isThere = co_await agent_->start();
             if (!isThere)
                 break;
         } else if (!isDeath(*failure)) {

@@ -43,7 +43,7 @@ Task<bool> AgentProcess::start() {
         late_.start(patience_, [this] { settle(false); });
     if (!process_)
         launchForWaiting();
-    co_return co_await waiter->settlement();
+    co_return co_await *waiter;
 }
 
 void AgentProcess::end() {

@@ -20,22 +20,19 @@ Task<std::vector<Cookie>> LazyWebDataStore::allCookies() {
     auto* const real = store();
     if (!real)
         co_return std::vector<Cookie>();
-    auto listing = real->allCookies();
-    co_return co_await std::move(listing);
+    co_return co_await real->allCookies();
 }
 
 Task<> LazyWebDataStore::setCookie(Cookie cookie) {
     auto* const real = store();
     if (!real)
         co_return;
-    auto setting = real->setCookie(std::move(cookie));
-    co_await std::move(setting);
+    co_await real->setCookie(std::move(cookie));
 }
 
 Task<> LazyWebDataStore::removeAllData() {
     auto* const real = store();
     if (!real)
         co_return;
-    auto removing = real->removeAllData();
-    co_await std::move(removing);
+    co_await real->removeAllData();
 }

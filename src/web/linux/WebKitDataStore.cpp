@@ -31,7 +31,7 @@ Task<> leavePages(std::shared_ptr<WebKitViews> views) {
     for (auto* const view : *views)
         departures.push_back(view->leavePage());
     for (const auto& departure : departures)
-        co_await departure->settlement();
+        co_await *departure;
 }
 
 } // namespace
@@ -49,7 +49,7 @@ Task<std::vector<Cookie>> WebKitDataStore::allCookies() {
     auto* const manager = webkit_network_session_get_cookie_manager(session.get());
     GAsync listing;
     webkit_cookie_manager_get_all_cookies(manager, nullptr, GAsync::ready, &listing);
-    const auto result = co_await listing.settlement();
+    const auto result = co_await listing;
     GError* error = nullptr;
     auto* const list = webkit_cookie_manager_get_all_cookies_finish(manager, result.get(), &error);
     report("Listing the page's cookies", error);
@@ -70,7 +70,7 @@ Task<> WebKitDataStore::setCookie(Cookie cookie) {
     const auto converted = toSoup(cookie);
     GAsync adding;
     webkit_cookie_manager_add_cookie(manager, converted.get(), nullptr, GAsync::ready, &adding);
-    const auto result = co_await adding.settlement();
+    const auto result = co_await adding;
     GError* error = nullptr;
     webkit_cookie_manager_add_cookie_finish(manager, result.get(), &error);
     report("Setting a cookie for the page", error);
@@ -78,12 +78,11 @@ Task<> WebKitDataStore::setCookie(Cookie cookie) {
 
 Task<> WebKitDataStore::removeAllData() {
     const auto session = session_;
-    auto leaving = leavePages(views_);
-    co_await std::move(leaving);
+    co_await leavePages(views_);
     auto* const manager = webkit_network_session_get_website_data_manager(session.get());
     GAsync clearing;
     webkit_website_data_manager_clear(manager, WEBKIT_WEBSITE_DATA_ALL, 0, nullptr, GAsync::ready, &clearing);
-    const auto result = co_await clearing.settlement();
+    const auto result = co_await clearing;
     GError* error = nullptr;
     webkit_website_data_manager_clear_finish(manager, result.get(), &error);
     report("Removing the website data", error);

@@ -187,7 +187,7 @@ Task<std::optional<Json>> WebKitView::evaluateForResult(std::string body) {
     webkit_web_view_call_async_javascript_function(view, body.c_str(), static_cast<gssize>(body.size()),
                                                    nullptr, nullptr, nullptr, nullptr, GAsync::ready,
                                                    &calling);
-    const auto result = co_await calling.settlement();
+    const auto result = co_await calling;
     const auto value = GPtr<JSCValue>::take(
         webkit_web_view_call_async_javascript_function_finish(view, result.get(), nullptr));
     const GText text(value ? jsc_value_to_json(value.get(), 0) : nullptr);

@@ -62,7 +62,7 @@ Task<bool> DesktopNotificationServer::prepare() {
     GAsync asking;
     g_dbus_connection_send_message_with_reply(bus_.get(), message.get(), G_DBUS_SEND_MESSAGE_FLAGS_NONE,
                                               noTimeout, nullptr, nullptr, GAsync::ready, &asking);
-    const auto result = co_await asking.settlement();
+    const auto result = co_await asking;
     const auto reply = GPtr<GDBusMessage>::take(
         g_dbus_connection_send_message_with_reply_finish(bus_.get(), result.get(), nullptr));
     auto* body = reply ? g_dbus_message_get_body(reply.get()) : nullptr;
@@ -85,7 +85,7 @@ Task<NotificationServer::Sent> DesktopNotificationServer::show(NotificationReque
     g_dbus_connection_call(bus_.get(), owner_.c_str(), objectPath, interface, "Notify",
                            parametersOf(request, replaced.value_or(0)), G_VARIANT_TYPE("(u)"),
                            G_DBUS_CALL_FLAGS_NO_AUTO_START, noTimeout, nullptr, GAsync::ready, &showing);
-    const auto result = co_await showing.settlement();
+    const auto result = co_await showing;
     GError* error = nullptr;
     const GVariantPtr reply(g_dbus_connection_call_finish(bus_.get(), result.get(), &error));
     const GErrorPtr failure(error);

@@ -81,7 +81,7 @@ Task<> DesktopShellLauncher::activate(GPtr<GDBusConnection> bus, std::string app
     g_dbus_connection_call(bus.get(), applicationId.c_str(), objectPathOf(applicationId).c_str(),
                            "org.freedesktop.Application", "ActivateAction", activationOf(token), nullptr,
                            G_DBUS_CALL_FLAGS_NO_AUTO_START, -1, nullptr, GAsync::ready, &calling);
-    const auto result = co_await calling.settlement();
+    const auto result = co_await calling;
     GError* error = nullptr;
     const GVariantPtr reply(g_dbus_connection_call_finish(bus.get(), result.get(), &error));
     const GErrorPtr failure(error);
