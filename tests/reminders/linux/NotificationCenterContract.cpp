@@ -81,7 +81,8 @@ TYPED_TEST(NotificationCenterContract, asksUntilThePersonHasAnswered) {
     EXPECT_EQ(this->kind.question.asked, 2);
 }
 
-TYPED_TEST(NotificationCenterContract, replacesWhatBeginsWithThePrefixAndTellsWhatIsReallyKept) {
+TYPED_TEST(NotificationCenterContract, tellsWhatIsReallyKeptAndWhatHasBeenOpenedAndIsEmptyWithoutADesktop) {
+    EXPECT_EQ(this->request(Answer::allow), Permission::authorized);
     EXPECT_EQ(this->replace("a.", {}), "-0 +0:");
     EXPECT_EQ(this->replace("a.", {"a.1", "a.2", "a.1"}), "-0 +3: a.1 a.2");
     EXPECT_EQ(this->replace("b.", {"b.1"}), "-0 +1: a.1 a.2 b.1");
@@ -90,17 +91,10 @@ TYPED_TEST(NotificationCenterContract, replacesWhatBeginsWithThePrefixAndTellsWh
     this->kind.setFull(false);
     EXPECT_EQ(this->replace("a.", {"a.3"}), "-2 +1: a.3 b.1");
     EXPECT_EQ(this->replace("", {}), "-2 +0:");
-}
-
-TYPED_TEST(NotificationCenterContract, tellsOfAnOpenedNotification) {
     int opened = 0;
     this->center.onResponse = [&] { opened += 1; };
     this->kind.respond();
     EXPECT_EQ(opened, 1);
-}
-
-TYPED_TEST(NotificationCenterContract, isEmptyAndDeniedWhereThereIsNoDesktop) {
-    EXPECT_EQ(this->request(Answer::allow), Permission::authorized);
     this->kind.goAway();
     this->expectPermission(Permission::denied);
     EXPECT_EQ(this->request(Answer::allow), Permission::denied);
