@@ -105,7 +105,7 @@ bool isUtf8(std::string_view text) {
 }
 #pragma GCC diagnostic pop
 
-PasscodeRecord seal(Passcode::KeyDerivation derive, const SecretText& code, std::string username,
+PasscodeRecord seal(const Passcode::KeyDerivation& derive, const SecretText& code, std::string username,
                     const SecretText& password) {
     SecretText salt(PasscodeSeal::randomBytes(Passcode::saltBytes));
     const auto key = derive(code, salt);
@@ -131,7 +131,7 @@ Changes shapeOf(const PasscodeRecord& record) {
 } // namespace
 
 Passcode::Passcode(Keychain& keychain, UserDefaults& defaults, Clock& clock, KeyDerivation derive)
-    : keychain_(keychain), defaults_(defaults), clock_(clock), derive_(derive) {}
+    : keychain_(keychain), defaults_(defaults), clock_(clock), derive_(std::move(derive)) {}
 
 SecretText Passcode::deriveKey(const SecretText& code, const SecretText& salt) {
     return PasscodeSeal::deriveKey(code, salt.view(), iterations);

@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -82,7 +83,7 @@ public:
     static constexpr int triesBeforeLockOut = 3;
     static constexpr std::chrono::seconds lockOut{300};
 
-    using KeyDerivation = SecretText (*)(const SecretText& code, const SecretText& salt);
+    using KeyDerivation = std::function<SecretText(const SecretText& code, const SecretText& salt)>;
     /// The derivation of every stored record, with the parameters above.
     static SecretText deriveKey(const SecretText& code, const SecretText& salt);
 

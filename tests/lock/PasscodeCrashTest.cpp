@@ -52,14 +52,19 @@ void expectSound(PasscodeStore& store, const Scenario& scenario) {
               store.shape() == "4 ann" ? "ann: secret" : "bob: other");
 }
 
-/// Ends the program right before or right after the change of that number. Returns whether it came to that.
+/// Ends the program right before or right after the change of that number, or while a key is derived. Returns
+/// whether it came to that.
 bool dies(const Scenario& scenario, PasscodeStore& store, int steps) {
     auto left = steps;
-    store.keychain.aroundChange = store.defaults.aroundChange = [&left] {
+    const auto step = [&left] {
         if (left-- == 0)
             throw Death();
     };
-    Passcode mortal(store.keychain, store.defaults, store.clock, deriveInOneRound);
+    store.keychain.aroundChange = store.defaults.aroundChange = step;
+    Passcode mortal(store.keychain, store.defaults, store.clock, [&](const auto& code, const auto& salt) {
+        step();
+        return deriveInOneRound(code, salt);
+    });
     scenario.operation(mortal);
     store.keychain.aroundChange = store.defaults.aroundChange = nullptr;
     return left < 0;

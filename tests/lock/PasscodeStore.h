@@ -32,7 +32,7 @@ std::string wordsOf(const std::shared_ptr<Outcome<T>>& outcome, const Clock& clo
 /// A passcode store on a platform in memory, where every operation ends at once unless the keyring holds it.
 struct PasscodeStore {
     explicit PasscodeStore(Passcode::KeyDerivation derive = deriveInOneRound)
-        : passcode(keychain, defaults, clock, derive) {}
+        : passcode(keychain, defaults, clock, std::move(derive)) {}
 
     FakeKeychain keychain;
     FakeUserDefaults defaults;

@@ -18,9 +18,8 @@ protected:
     void lockOut() { store.passcode.setLockedUntil(store.clock.time + 60s); }
     void expectCleared() const {
         EXPECT_FALSE(store.keychain.item);
-        for (const auto* key : {"digits", "username", "lockedUntil", "changing"})
-            EXPECT_TRUE(store.preference(std::string("passcode.") + key).is_null()) << key;
-        EXPECT_EQ(store.preference("passcode.failures").get<int>(), 0);
+        EXPECT_EQ(Json(store.defaults.values).dump(),
+                  R"({"brisko.lock.auto":true,"brisko.passcode.failures":0})");
     }
     /// The record with one member that is another, or none.
     std::string damaged(const std::string& member, const std::optional<Json>& value) const {

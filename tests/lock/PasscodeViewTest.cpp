@@ -1,9 +1,8 @@
 #include "lock/PasscodeView.h"
 
 #include "fakes/FakeAccount.h"
-#include "fakes/FakeLock.h"
+#include "lock/PasscodeStore.h"
 #include "lock/PasscodeText.h"
-#include "platform/Walk.h"
 
 namespace {
 
@@ -18,16 +17,14 @@ PasscodeView::Setup setUp(std::optional<SecretText> password, const char* userna
 class PasscodeViewTest : public testing::Test {
 protected:
     FakeAccount account;
-    FakeClock clock;
     FakeMainQueue queue;
-    FakeKeychain keychain;
-    Passcode store{keychain, account.defaults, clock, deriveInOneRound};
+    PasscodeStore store;
     std::shared_ptr<PasscodeView> view;
 
     void SetUp() override { seal(); }
     void seal() {
-        spawn(store.set(SecretText("1234"), "ann", SecretText("secret")));
-        kept = "4 of ann";
+        store.set("1234");
+        kept = store.shape();
     }
     /// Shows the screen in a mode, and returns all its texts.
     std::string show(PasscodeView::Mode mode) {
@@ -35,7 +32,8 @@ protected:
         callbacks.onUnlocked = [this] { happened += " -> unlocked"; };
         callbacks.onPassword = [this] { happened += " -> sign-in"; };
         callbacks.onDone = [this] { happened += " -> done"; };
-        view = PasscodeView::make(std::move(mode), callbacks, store, account.api, clock, queue);
+        view =
+            PasscodeView::make(std::move(mode), callbacks, store.passcode, account.api, store.clock, queue);
         view->changed = [this] { drawn = view ? draw() : drawn; };
         view->appeared();
         wrong = view->state().wrong;
@@ -52,10 +50,7 @@ protected:
             take(step);
             if (view && std::exchange(wrong, view->state().wrong) != view->state().wrong)
                 happened = ", shaken" + happened;
-            const auto known = store.shape();
-            const auto keeps = known           ? std::to_string(known->digits) + " of " + known->username
-                               : keychain.item ? "a box"
-                                               : "nothing";
+            const auto keeps = store.shape() + (store.keychain.item ? "" : " at all");
             if (std::exchange(kept, keeps) != keeps)
                 happened = ", keeps " + keeps + happened;
             return drawn + std::string(account.http.pending.size(), '>') + std::exchange(happened, "");
@@ -75,7 +70,7 @@ private:
             spawn(view->checkPassword());
         } else if (step.ends_with("ms")) {
             const std::chrono::milliseconds time(std::stol(step));
-            clock.time += time;
+            store.clock.time += time;
             view->tick();
             queue.advance(time);
         } else {
@@ -96,14 +91,14 @@ private:
         {"accept", [this] { account.acceptSignIn(); }},
         {"refuse", [this] { account.http.answer(401, R"({"error":"Wrong password."})"); }},
         {"cut", [this] { account.http.fail(TransportError(TransportError::Reason::other, "No route.")); }},
-        {"hold", [this] { keychain.hold = account.webData.hold = true; }},
-        {"release keyring", [this] { keychain.open(); }},
+        {"hold", [this] { store.keychain.hold = account.webData.hold = true; }},
+        {"release keyring", [this] { store.keychain.open(); }},
         {"release page", [this] { account.webData.open(); }},
-        {"gone", [this] { keychain.unavailable = "It is locked."; }},
-        {"back", [this] { keychain.unavailable.reset(); }},
-        {"full", [this] { keychain.refusal = Keychain::Refused("Full."); }},
-        {"room", [this] { keychain.refusal.reset(); }},
-        {"damage", [this] { keychain.item = "{}"; }},
+        {"gone", [this] { store.keychain.unavailable = "It is locked."; }},
+        {"back", [this] { store.keychain.unavailable.reset(); }},
+        {"full", [this] { store.keychain.refusal = Keychain::Refused("Full."); }},
+        {"room", [this] { store.keychain.refusal.reset(); }},
+        {"damage", [this] { store.keychain.item = "{}"; }},
         {"eight", [this] { view->chooseLength(8); }},
         {"click", [this] { view->clickDots(); }},
         {"look away", [this] { view->focus(false); }},
@@ -127,7 +122,7 @@ TEST_F(PasscodeViewTest, unlocksByUnsealingThePasswordAndSigningInWithIt) {
     // What was sealed does not sign in: it goes.
     show(PasscodeView::Unlock{shape});
     expect("1234             cut",
-           "code 1234| busy>  No route. Sign in with your password. |, keeps nothing");
+           "code 1234| busy>  No route. Sign in with your password. |, keeps none at all");
 }
 
 TEST_F(PasscodeViewTest, countsWrongTriesDownToALockOutThatEndsByItself) {
@@ -149,11 +144,11 @@ TEST_F(PasscodeViewTest, countsWrongTriesDownToALockOutThatEndsByItself) {
 TEST_F(PasscodeViewTest, choosesAndConfirmsAPasscodeOfTheChosenLength) {
     EXPECT_EQ(show(setUp(SecretText("secret"))),
               "Choose a passcode for this Mac. [Not now] [Turn the passcode off] And a note.");
-    spawn(store.clear());
+    store.clear();
     EXPECT_EQ(show(setUp(SecretText("secret"))), "Choose a passcode for this Mac. [Not now] And a note.");
     expect("12         eight     12345678  12345679",
-           "choose 12|, keeps nothing  choose |  again |   Those did not match. Start again. |");
-    expect("12345678  12345678", "again |   again 12345678|, keeps 8 of ann -> done");
+           "choose 12|, keeps none at all  choose |  again |   Those did not match. Start again. |");
+    expect("12345678  12345678", "again |   again 12345678|, keeps 8 ann -> done");
 }
 
 TEST_F(PasscodeViewTest, asksOnceForAPasswordThatItDoesNotKnow) {
@@ -172,7 +167,7 @@ TEST_F(PasscodeViewTest, changesThePasscodeForOneOfAnotherLength) {
     EXPECT_EQ(show(PasscodeView::Change{shape, 6}), "Enter your current passcode. [Cancel]");
     expect("1234", "choose |");
     EXPECT_EQ(view->title(), "Choose the new passcode.");
-    expect("654321   654321", "again |  again 654321|, keeps 6 of ann -> done");
+    expect("654321   654321", "again |  again 654321|, keeps 6 ann -> done");
     EXPECT_EQ(view->title(), "Enter it again.");
 }
 
@@ -189,7 +184,7 @@ TEST_F(PasscodeViewTest, tellsAKeyringThatCannotBeAskedFromABrokenRecordInEveryM
         expect("9999", "Wrong passcode. 2 tries left. |, shaken");
         const std::string left = view->mode().index() == 0 ? " -> sign-in" : "";
         expect("damage  1234", "Wrong passcode. 2 tries left. |  The saved passcode could not be read. Sign "
-                               "in with your password. |, keeps nothing, shaken" +
+                               "in with your password. |, keeps none at all, shaken" +
                                    left);
     }
     show(setUp(SecretText("secret")));
@@ -198,21 +193,22 @@ TEST_F(PasscodeViewTest, tellsAKeyringThatCannotBeAskedFromABrokenRecordInEveryM
     expect("back", gone);
     expect("5678", "The keychain would not store it: Full. 5678|");
     expect("room                                         5678",
-           "The keychain would not store it: Full. 5678|  again 5678|, keeps 4 of ann -> done");
+           "The keychain would not store it: Full. 5678|  again 5678|, keeps 4 ann -> done");
 }
 
 TEST_F(PasscodeViewTest, leavesThroughItsButtonsOnce) {
     show(setUp(SecretText("secret")));
-    expect("Turn the passcode off                     escape", "choose |, keeps nothing -> done  choose |");
+    expect("Turn the passcode off                     escape",
+           "choose |, keeps none at all -> done  choose |");
     seal();
     show(PasscodeView::Unlock{shape});
     expect("1234               Use your password instead                      accept",
-           "code 1234| busy>  code 1234| busy>, keeps nothing -> sign-in  code 1234|");
+           "code 1234| busy>  code 1234| busy>, keeps none at all -> sign-in  code 1234|");
     seal();
     show(PasscodeView::Relock{shape});
     // The passcode goes before the session has ended.
     expect("escape            hold    Sign out instead  release keyring        release page",
-           "code |, not left  code |  code |, keeps a box  code |, keeps nothing  code | -> sign-in");
+           "code |, not left  code |  code |, keeps none  code |, keeps none at all  code | -> sign-in");
 }
 
 TEST_F(PasscodeViewTest, waitsForAKeyringThatIsBeingOpenedAndSurvivesItsScreen) {

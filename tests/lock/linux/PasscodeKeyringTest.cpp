@@ -40,7 +40,7 @@ TEST(PasscodeKeyring, knowsWhichPasscodeStandsWhenKeyringAndProgramDieDuringASet
     }
     // Both die a few events later each time, until a passcode has been set before that.
     auto stored = false;
-    for (int events = 1; !stored && events < 200; events += 2) {
+    for (int events = 1; !stored && events < 200; ++events) {
         SCOPED_TRACE("after " + std::to_string(events) + " events");
         const std::string next = standing == "1234" ? "88888888" : "1234";
         {
@@ -49,7 +49,9 @@ TEST(PasscodeKeyring, knowsWhichPasscodeStandsWhenKeyringAndProgramDieDuringASet
             for (int count = 0; count < events && !setting->ended(); ++count)
                 g_main_context_iteration(nullptr, TRUE);
             daemon.kill();
-            stored = dying.endOf(setting) == "done";
+            const auto end = dying.endOf(setting);
+            stored = end == "done";
+            EXPECT_TRUE(stored || end.starts_with("The keyring could not be opened")) << end;
         }
         daemon.start();
         Program program(preferences);
