@@ -27,7 +27,7 @@ protected:
         download->begin(name);
         return download;
     }
-    void put(const std::string& name) { folder.files.insert("/home/ada/Downloads/" + name); }
+    static std::filesystem::path in(const std::string& name) { return "/home/ada/Downloads/" + name; }
     /// What a person reads, closing one alert after the other.
     std::vector<std::string> told() {
         std::vector<std::string> messages;
@@ -38,12 +38,6 @@ protected:
             panels.answer();
         }
         return messages;
-    }
-    std::vector<std::string> announced() const {
-        std::vector<std::string> names;
-        for (const auto& file : folder.announced)
-            names.push_back(file.filename());
-        return names;
     }
 };
 
@@ -64,26 +58,26 @@ TEST_F(DownloadsTest, aFileHasItsNameOnlyOnceItIsWholeAndOnTheDisk) {
     EXPECT_THAT(folder.names(), ElementsAre("a", "c")) << "what is whole at the end is kept";
     folder.release();
     EXPECT_THAT(folder.names(), ElementsAre("a", "c"));
-    EXPECT_THAT(announced(), ElementsAre("a", "c"));
+    EXPECT_THAT(folder.announced, ElementsAre(in("a"), in("c")));
 }
 
 TEST_F(DownloadsTest, eachOfOneNameGetsItsOwnInWhicheverOrderTheyEnd) {
-    put(".report 2.pdf.brisko.part"); // left by a crash
+    folder.files.insert(in(".report 2.pdf.brisko.part")); // left by a crash
     const auto first = begin("report.pdf");
     const auto second = begin("report.pdf");
     second->finish();
     const auto third = begin("report.pdf");
     first->finish();
     third->finish();
-    EXPECT_THAT(announced(), ElementsAre("report 2.pdf", "report.pdf", "report 3.pdf"));
+    EXPECT_THAT(folder.announced, ElementsAre(in("report 2.pdf"), in("report.pdf"), in("report 3.pdf")));
     begin("notes")->cancel();
     begin("notes")->finish();
-    EXPECT_EQ(announced().back(), "notes") << "the name of what has gone is free again";
+    EXPECT_EQ(folder.announced.back(), in("notes")) << "the name of what has gone is free again";
     const auto late = begin("report.pdf");
     begin("report.pdf");
-    put("report 4.pdf");
+    folder.files.insert(in("report 4.pdf"));
     late->finish();
-    EXPECT_EQ(announced().back(), "report 6.pdf") << "somebody took 4, and 5 is promised";
+    EXPECT_EQ(folder.announced.back(), in("report 6.pdf")) << "somebody took 4, and 5 is promised";
 }
 
 TEST_F(DownloadsTest, whatDoesNotFinishLeavesNothingAndIsToldOnceUnlessAPersonWantedIt) {
@@ -110,7 +104,7 @@ TEST_F(DownloadsTest, whatDoesNotFinishLeavesNothingAndIsToldOnceUnlessAPersonWa
     folder.missing = Error("Read-only file system");
     EXPECT_TRUE(begin("a")->cancelled);
     EXPECT_THAT(told(), ElementsAre("Read-only file system"));
-    EXPECT_THAT(announced(), IsEmpty());
+    EXPECT_THAT(folder.announced, IsEmpty());
 }
 
 TEST_F(DownloadsTest, theIconShowsTheMeanOfThoseWhoseLengthIsKnownInStepsThatCanBeSeen) {
@@ -148,5 +142,5 @@ TEST_F(DownloadsTest, theEndCancelsAllDiscardsWhatHasComeAndSaysNothing) {
     downloads.reset();
     outlasting[0]->finish();
     outlasting[1]->fail(Error("Not Found"));
-    EXPECT_TRUE(panels.open().empty() && announced().empty()) << "it is on its own";
+    EXPECT_TRUE(panels.open().empty() && folder.announced.empty()) << "it is on its own";
 }

@@ -31,25 +31,22 @@ protected:
         queue.advance(0ms);
         return std::exchange(gone, 0);
     }
-    static Cookie named(std::string name) {
-        auto cookie = FakeAccount::session();
-        cookie.name = std::move(name);
-        return cookie;
-    }
 };
 
 } // namespace
 
 TEST_F(SessionWatchTest, tellsEachLossOnceAndNothingElse) {
     start({});
-    set({FakeAccount::session("elsewhere.example"), named("Brisko_session")});
+    auto other = FakeAccount::session();
+    other.name = "Brisko_session";
+    set({FakeAccount::session("elsewhere.example"), other});
     set({});
     EXPECT_EQ(told(), 0) << "there never was a session";
     for (const auto* domain : {"brisko.example", ".brisko.example", "app.brisko.example"}) {
-        set({named("a"), FakeAccount::session(domain)});
-        set({named("b"), FakeAccount::session(domain)});
+        set({other, FakeAccount::session(domain)});
+        set({FakeAccount::session(domain)});
         EXPECT_EQ(told(), 0);
-        set({named("a")});
+        set({other});
         set({});
         EXPECT_EQ(gone, 0) << "within the answer of the store";
         EXPECT_EQ(told(), 1) << domain;

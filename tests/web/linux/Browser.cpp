@@ -16,28 +16,20 @@ std::unique_ptr<WebEngine> makeEngine(const std::filesystem::path& folder, const
 }
 
 std::set<pid_t> engineProcesses(const std::string& name) {
-    std::map<pid_t, pid_t> parents;
-    std::set<pid_t> named;
+    std::set<pid_t> found;
     for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
         std::ifstream file(entry.path() / "stat");
         std::string stat;
         std::getline(file, stat);
         pid_t id = 0;
-        pid_t parent = 0;
-        char process[16];
+        pid_t group = 0;
+        char itsName[16];
         char state = 0;
-        if (std::sscanf(stat.c_str(), "%d (%15[^)]) %c %d", &id, process, &state, &parent) != 4)
-            continue;
-        parents[id] = parent;
-        if (name == process && state != 'Z')
-            named.insert(id);
+        if (std::sscanf(stat.c_str(), "%d (%15[^)]) %c %*d %d", &id, itsName, &state, &group) == 4 &&
+            itsName == name && state != 'Z' && group == getpgrp())
+            found.insert(id);
     }
-    std::erase_if(named, [&](pid_t id) {
-        while (id > 1 && id != getpid())
-            id = parents[id];
-        return id != getpid();
-    });
-    return named;
+    return found;
 }
 
 void Browser::makeView() {
@@ -47,9 +39,7 @@ void Browser::makeView() {
         return showable ? NavigationPolicy::allow : NavigationPolicy::download;
     };
     view->onFailed = [this](const LoadFailure& failure) {
-        if (failure.cancelled)
-            givenUp += 1;
-        else
+        if (!failure.cancelled)
             failed.push_back(failure.url);
     };
     const auto count = +[](GtkWidget*, int, int* terminations) { *terminations += 1; };
@@ -60,20 +50,10 @@ void Browser::makeView() {
     gtk_widget_child_focus(view->widget(), GTK_DIR_TAB_FORWARD);
 }
 
-void Browser::follow(const std::function<void()>& lead) {
-    const auto before = finished;
-    lead();
-    MainLoop::runUntil([&] { return finished > before; });
-}
-
-void Browser::load(const Url& url, std::chrono::seconds timeout) {
-    follow([&] { view->load(url, timeout); });
-}
-
-bool Browser::shows(const Url& url) {
+bool Browser::follow(const std::function<void()>& lead) {
     const auto before = finished;
     const auto failures = failed.size();
-    view->load(url, patience);
+    lead();
     MainLoop::runUntil([&] { return finished > before || failed.size() > failures; });
     return finished > before;
 }

@@ -12,14 +12,14 @@
 #include <set>
 
 inline constexpr std::chrono::seconds patience{60};
+/// The kernel keeps 15 characters of a name.
+inline constexpr auto pageProcess = "WebKitWebProces";
+inline constexpr auto networkProcess = "WebKitNetworkPr";
 
 /// The engine over files in that folder, trusting that certificate for that origin.
 std::unique_ptr<WebEngine> makeEngine(const std::filesystem::path& folder, const Url& origin,
                                       const std::optional<std::filesystem::path>& trusted = std::nullopt);
 
-/// The kernel keeps 15 characters of a name.
-inline constexpr auto pageProcess = "WebKitWebProces";
-inline constexpr auto networkProcess = "WebKitNetworkPr";
 /// The living processes of that name that the engine has started from this one.
 std::set<pid_t> engineProcesses(const std::string& name);
 
@@ -35,11 +35,11 @@ public:
     ~Browser() { gtk_window_destroy(GTK_WINDOW(window.get())); }
 
     void makeView();
-    /// Does what leads to a page, and waits for that page.
-    void follow(const std::function<void()>& lead);
-    void load(const Url& url, std::chrono::seconds timeout = patience);
-    /// Loads the page and waits for what becomes of it: true when it was shown.
-    bool shows(const Url& url);
+    /// Does what leads to a page, and waits for what becomes of it: true when it was shown.
+    bool follow(const std::function<void()>& lead);
+    bool shows(const Url& url) {
+        return follow([&] { view->load(url, patience); });
+    }
     /// What the page answers to the body of an asynchronous function; null for none.
     Json ask(const std::string& body) const;
     WebDataStore& store() const { return engine->dataStore(); }
@@ -49,14 +49,21 @@ public:
     std::unique_ptr<GtkWebView> view;
     int finished = 0;
     int terminated = 0;              ///< web processes of views, for whatever reason
-    int givenUp = 0;                 ///< loads
-    std::vector<std::string> failed; ///< the addresses of the other loads that came to nothing
+    std::vector<std::string> failed; ///< the addresses that could not be loaded
 };
 
 /// A view beside the server that it trusts.
 class WebKitTest : public testing::Test {
 protected:
+    WebKitTest() { server.pages["/silent"] = {.status = 0}; }
+
     static const std::filesystem::path& certificate();
+    /// Begins to load what never comes.
+    void loadInVain() {
+        server.requests.clear();
+        browser.view->load(server.url("/silent"), patience);
+        MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
+    }
 
     const std::set<pid_t> others =
         engineProcesses(pageProcess); ///< of earlier views, which may still be ending

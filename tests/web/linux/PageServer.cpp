@@ -6,26 +6,6 @@
 #include <cstdlib>
 #include <stdexcept>
 
-namespace {
-
-std::string header(SoupServerMessage* message, const char* name) {
-    auto* const headers = soup_server_message_get_request_headers(message);
-    const char* const value = soup_message_headers_get_one(headers, name);
-    return value ? value : "";
-}
-
-/// Promises more than it sends, and hangs up once that has been written.
-void breakOff(SoupServerMessage* message, const std::string& body) {
-    soup_message_headers_set_content_length(soup_server_message_get_response_headers(message),
-                                            static_cast<goffset>(body.size()) * 2);
-    const auto hangUp = +[](SoupServerMessage* broken, guint, gpointer) {
-        g_socket_shutdown(soup_server_message_get_socket(broken), TRUE, TRUE, nullptr);
-    };
-    g_signal_connect(message, "wrote-body-data", G_CALLBACK(hangUp), nullptr);
-}
-
-} // namespace
-
 std::filesystem::path newFolder() {
     static const TemporaryFolder all("engines");
     static int count = 0;
@@ -66,27 +46,23 @@ Url PageServer::url(const std::string& path, const std::string& host) const {
 }
 
 bool PageServer::wasAsked(const std::string& path) const {
-    return std::ranges::find(requests, path, &Request::path) != requests.end();
+    return std::ranges::find(requests, path) != requests.end();
 }
 
 void PageServer::answer(SoupServer*, SoupServerMessage* message, const char* path, GHashTable*,
                         gpointer self) {
     auto& server = *static_cast<PageServer*>(self);
-    server.requests.push_back({path, header(message, "User-Agent"), header(message, "Cookie")});
+    server.requests.emplace_back(path);
     const auto found = server.pages.find(path);
-    if (path == server.silentPath) {
+    const auto page = found == server.pages.end() ? Page{"", "text/html", 404} : found->second;
+    if (page.status == 0) {
         soup_server_message_pause(message);
-    } else if (found == server.pages.end()) {
-        soup_server_message_set_status(message, SOUP_STATUS_NOT_FOUND, nullptr);
-    } else {
-        const auto& page = found->second;
-        soup_server_message_set_status(message, page.status, nullptr);
-        for (const auto& [name, value] : page.headers)
-            soup_message_headers_append(soup_server_message_get_response_headers(message), name.c_str(),
-                                        value.c_str());
-        soup_server_message_set_response(message, page.type.c_str(), SOUP_MEMORY_COPY, page.body.data(),
-                                         page.body.size());
-        if (page.breaksOff)
-            breakOff(message, page.body);
+        return;
     }
+    soup_server_message_set_status(message, page.status, nullptr);
+    for (const auto& [name, value] : page.headers)
+        soup_message_headers_append(soup_server_message_get_response_headers(message), name.c_str(),
+                                    value.c_str());
+    soup_server_message_set_response(message, page.type.c_str(), SOUP_MEMORY_COPY, page.body.data(),
+                                     page.body.size());
 }

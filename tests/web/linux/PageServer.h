@@ -26,15 +26,8 @@ public:
     struct Page {
         std::string body = {};
         std::string type = "text/html";
-        unsigned status = SOUP_STATUS_OK;
+        unsigned status = SOUP_STATUS_OK; ///< 0 when no answer ever comes
         std::map<std::string, std::string> headers = {};
-        bool breaksOff = false; ///< the connection goes when half of it has been sent
-    };
-    /// What was asked for, in its order.
-    struct Request {
-        std::string path;
-        std::string userAgent;
-        std::string cookies;
     };
 
     explicit PageServer(const std::filesystem::path& certificate);
@@ -45,8 +38,7 @@ public:
     bool wasAsked(const std::string& path) const;
 
     std::map<std::string, Page> pages;
-    std::string silentPath; ///< a request for it is never answered
-    std::vector<Request> requests;
+    std::vector<std::string> requests; ///< the paths, in the order in which they were asked for
 
 private:
     static void answer(SoupServer*, SoupServerMessage* message, const char* path, GHashTable*, gpointer self);

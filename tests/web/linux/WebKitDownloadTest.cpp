@@ -15,7 +15,7 @@ protected:
     WebKitDownload() {
         server.pages["/"] = {"<!doctype html>"};
         browser.view->onDownload = [this](const std::shared_ptr<Download>& download) { take(download); };
-        browser.load(server.url("/"));
+        browser.shows(server.url("/"));
     }
 
     void take(const std::shared_ptr<Download>& download) {
@@ -34,7 +34,7 @@ protected:
     /// Clicks a link with these attributes.
     void click(const std::string& attributes) {
         browser.ask("const a = document.createElement('a'); Object.assign(a, " + attributes +
-                    "); document.body.append(a); a.click(); return 1");
+                    "); document.body.append(a); a.click()");
     }
     /// How the download that such a link leads to has ended.
     std::string end(const std::string& attributes) {
@@ -83,25 +83,20 @@ TEST_F(WebKitDownload, savesWhatALinkAsksForAndWhatTheServiceSendsAsAFile) {
 }
 
 TEST_F(WebKitDownload, saysHowItEndedOnceWhateverGoesWrong) {
-    server.pages["/broken.zip"] = {
-        .body = std::string(4096, 'x'), .type = "application/zip", .breaksOff = true};
     EXPECT_EQ(end("{href: '/missing', download: 'a'}"), "failed Not Found");
-    EXPECT_THAT(end("{href: '/broken.zip'}"), testing::StartsWith("failed "))
-        << "half a file for a whole one";
     destination = "/nonexistent/folder/file";
     EXPECT_THAT(end("{href: 'data:text/plain,hello', download: 'a'}"), testing::StartsWith("failed "));
     destination.reset();
     EXPECT_EQ(end("{href: 'data:text/plain,hello', download: 'a'}"), "cancelled");
 
-    server.silentPath = "/slow.zip";
-    click("{href: '/slow.zip', download: 'slow.zip'}");
-    MainLoop::runUntil([&] { return server.wasAsked("/slow.zip"); });
+    click("{href: '/silent', download: 'slow.zip'}");
+    MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
     browser.view.reset();
     latest->cancel();
-    MainLoop::runUntil([&] { return ends.size() == 5; });
+    MainLoop::runUntil([&] { return ends.size() == 4; });
     EXPECT_EQ(ends.back(), "cancelled") << "it goes on without the page";
     latest->cancel();
     browser.engine.reset();
-    EXPECT_EQ(ends.size(), 5U);
+    EXPECT_EQ(ends.size(), 4U);
     EXPECT_THAT(browser.failed, IsEmpty());
 }

@@ -21,7 +21,7 @@ protected:
         view.onChooseFiles = [this](const Panels::FileChoice& choice, auto chosen) {
             return panels.chooseFiles(choice, std::move(chosen));
         };
-        browser.load(server.url("/"));
+        browser.shows(server.url("/"));
     }
 
     bool isOpen() const { return !panels.open().empty(); }
@@ -31,12 +31,6 @@ protected:
         MainLoop::runUntil([&] { return isOpen() || answered->ended(); });
         EXPECT_TRUE(isOpen()) << "answered by itself: " << body;
         return answered;
-    }
-    auto choose(const std::string& field) {
-        return start("const f = document.getElementById('" + field +
-                     "'); const end = new Promise((r) => { f.onchange = () => r('chosen');"
-                     "f.oncancel = () => r('cancelled') }); f.click(); const how = await end;"
-                     "return [how, ...await Promise.all([...f.files].map((x) => x.text()))]");
     }
 
     FakePanels panels;
@@ -66,6 +60,12 @@ TEST_F(WebKitPanels, handsThePageTheChosenFiles) {
     const auto folder = newFolder();
     std::ofstream(folder / "a.txt") << "first";
     std::ofstream(folder / "é b.txt") << "second";
+    const auto choose = [this](const std::string& field) {
+        return start("const f = document.getElementById('" + field +
+                     "'); const end = new Promise((r) => { f.onchange = () => r('chosen');"
+                     "f.oncancel = () => r('cancelled') }); f.click(); const how = await end;"
+                     "return [how, ...await Promise.all([...f.files].map((x) => x.text()))]");
+    };
     const auto chosen = choose("many");
     EXPECT_TRUE(panels.open().front()->choice.multiple);
     panels.answer(true, {folder / "a.txt", folder / "é b.txt"});
@@ -89,7 +89,7 @@ TEST_F(WebKitPanels, closesWhatIsOpenWhenThePageGoesAway) {
     leaves("document.getElementById('one').click(); await new Promise(() => {})",
            [&] { browser.view->load(server.url("/"), patience); });
     leaves("return confirm('x')", [&] { spawn(browser.store().removeAllData()); });
-    browser.load(server.url("/"));
+    browser.shows(server.url("/"));
     start("return confirm('x')");
     browser.view.reset();
     EXPECT_FALSE(isOpen());
@@ -110,8 +110,8 @@ TEST_F(WebKitPanels, goOnForAPageThatStaysBecauseTheLoadWasRefused) {
 }
 
 TEST_F(WebKitPanels, doNotKeepAPageThatNeverStopsAskingOrWouldRatherStay) {
-    browser.ask("onbeforeunload = (e) => { e.preventDefault(); return 'stay' }; return 1");
-    browser.load(server.url("/?left"));
+    browser.ask("onbeforeunload = (e) => { e.preventDefault(); return 'stay' }");
+    browser.shows(server.url("/?left"));
     EXPECT_EQ(panels.shown, 0);
     start("for (;;) alert('again')");
     panels.answer();
