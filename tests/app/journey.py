@@ -272,9 +272,9 @@ class Journey(unittest.TestCase):
         jar = json.loads(next((self.folder / profile).glob("data/origins/*/cookies.json")).read_text())
         return "{name}={value}".format(**jar["cookies"][0])
 
-    def sign_in(self, program, *texts):
-        """Types into the first fields of the form with the keyboard and submits them; leaves the sheet that follows."""
-        program.see_focus("Username or email" if len(texts) > 1 else "Password")
+    def sign_in(self, program, *texts, field="Password"):
+        """Fills that field of a form and those after it, submits it, leaves the sheet that follows; waits for the page."""
+        program.see_focus(field)
         fill(*texts)
         desk.press("Return")
         program.see_focus("Passcode")
