@@ -178,7 +178,7 @@ class Program:
         return any(True for _ in self.named(name, role))
 
     def see_gone(self, name):
-        until(f"'{name}' to go", lambda: not self.shows(name))
+        until(f"'{name}' to go", lambda: self.process.poll() is not None or not self.shows(name))
 
     def see_text(self, field, text):
         until_equal(f"the text of '{field}'", lambda: self.look(field).text, text)
@@ -203,6 +203,9 @@ class Program:
     def see_panel(self, title):
         """Waits for a panel or a dialog of that title to have the keyboard of the desktop."""
         until_equal("the active window", lambda: desk.active()[1:], (title, self.process.pid))
+
+    def see_no_panel(self, title):
+        until(f"no panel '{title}'", lambda: not self.windows(f"^{title}$"))
 
     def windows(self, title=""):
         return desk.windows(self.process.pid, title)
@@ -246,16 +249,21 @@ class Program:
 
     def choose(self, menu, item):
         """An item of a menu, with the keyboard."""
-        opened = self.open_menu(menu)
+        self.choose_in(item, self.open_menu(menu))
+        self.see_menus_closed()
+
+    def choose_in(self, item, menu=None):
+        """An item of a menu that is open, or opens now, with the keyboard."""
 
         def focused():
-            return next((e.name for e in opened.inside() if e.role == "menu item" and "focused" in e.states), None)
+            inside = menu.inside() if menu else self.elements()
+            return next((e.name for e in inside if e.role == "menu item" and "focused" in e.states), None)
 
         while (name := until("an item with the keyboard", focused)) != item:
             desk.press("Down")
             until(f"the item after '{name}'", lambda: focused() not in (None, name))
         desk.press("Return")
-        self.see_menus_closed()
+        self.see_gone(item)
 
     def click_item(self, menu, item):
         """The same with the pointer."""
