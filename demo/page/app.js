@@ -148,6 +148,7 @@ wireHead();
 onChange(draw);
 listen(() => store.settings?.shortcuts ?? {}, run);
 await attempt(load());
+document.body.removeAttribute("aria-busy");
 if (store.settings) {
   followReminders();
   followAddress();
