@@ -16,6 +16,7 @@ folder BRISKO_PICTURES. Each test is an entry of ctest of its own, on a display 
 CMakeLists.txt.
 """
 
+import contextlib
 import functools
 import json
 import os
@@ -26,7 +27,7 @@ import subprocess
 import tempfile
 import unittest
 
-from gi.repository import Atspi
+from gi.repository import Atspi, Gio, GLib
 
 from desk import DEADLINE, Box, NotYet, desk, until, until_equal
 from service import Service
@@ -35,6 +36,7 @@ PROGRAM = os.environ["BRISKO"]
 PICTURES = pathlib.Path(os.environ["BRISKO_PICTURES"])
 
 USER, PASSWORD = "ada", "lovelace-1843"  # the account that the embedded service starts with
+MENUS = ["brisko", "File", "Edit", "View", "Window", "Help"]
 
 
 def fill(*texts):
@@ -45,44 +47,69 @@ def fill(*texts):
         desk.type(text)
 
 
-class Element:
-    """Something in a window, as assistive technology sees it."""
+@functools.cache
+def accessibility():
+    """The bus of assistive technology."""
+    asked = Gio.bus_get_sync(Gio.BusType.SESSION).call_sync(
+        "org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", None, None, Gio.DBusCallFlags.NONE, -1, None)
+    kind = Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION
+    return Gio.DBusConnection.new_for_address_sync(*asked.unpack(), kind, None, None)
 
-    def __init__(self, accessible):
-        self.accessible = accessible
-        self.name = accessible.get_name()
+
+class Element:
+    """Something in a window, as assistive technology sees it. The bus is asked itself: its library asks six times as much."""
+
+    def __init__(self, owner, path):
+        self.owner = owner
+        self.path = path
 
     def __repr__(self):
         return f"{self.role} '{self.name}' {sorted(self.states)}"
 
-    @property
-    def role(self):
-        return self.accessible.get_role_name()
+    def call(self, interface, method, signature="()", *arguments):
+        answer = accessibility().call_sync(self.owner, self.path, interface, method, GLib.Variant(signature, arguments),
+                                           None, Gio.DBusCallFlags.NONE, DEADLINE * 1000, None)
+        values = answer.unpack()
+        return values[0] if len(values) == 1 else values
 
-    @property
+    def inside(self):
+        """All that it holds, in the order of the tree, but for what goes meanwhile."""
+        with contextlib.suppress(GLib.Error):
+            for reference in self.call("org.a11y.atspi.Accessible", "GetChildren"):
+                child = Element(*reference)
+                yield child
+                yield from child.inside()
+
+    def ask_property(self, interface, name):
+        return self.call("org.freedesktop.DBus.Properties", "Get", "(ss)", "org.a11y.atspi." + interface, name)
+
+    @functools.cached_property
+    def name(self):
+        return self.ask_property("Accessible", "Name")
+
+    @functools.cached_property
+    def role(self):
+        return Atspi.role_get_name(Atspi.Role(self.call("org.a11y.atspi.Accessible", "GetRole")))
+
+    @functools.cached_property
     def states(self):
-        return {state.value_nick for state in self.accessible.get_state_set().get_states()}
+        low, high = self.call("org.a11y.atspi.Accessible", "GetState")
+        return {Atspi.StateType(bit).value_nick for bit in range(64) if (high << 32 | low) >> bit & 1}
 
     @property
     def text(self):
-        return Atspi.Text.get_text(self.accessible, 0, Atspi.Text.get_character_count(self.accessible))
+        return self.call("org.a11y.atspi.Text", "GetText", "(ii)", 0, self.ask_property("Text", "CharacterCount"))
 
     @property
-    def selection(self):
-        return Atspi.Text.get_selection(self.accessible, 0)
+    def selected(self):
+        """Whether some of its text is."""
+        begin, end = self.call("org.a11y.atspi.Text", "GetSelection", "(i)", 0)
+        return end > begin
 
     @property
     def box(self):
         """Inside the window's frame."""
-        extents = Atspi.Component.get_extents(self.accessible, Atspi.CoordType.WINDOW)
-        return Box(extents.x, extents.y, extents.width, extents.height)
-
-
-def descendants(accessible):
-    for index in range(accessible.get_child_count()):
-        if child := accessible.get_child_at_index(index):
-            yield Element(child)
-            yield from descendants(child)
+        return Box(*self.call("org.a11y.atspi.Component", "GetExtents", "(u)", Atspi.CoordType.WINDOW))
 
 
 class Program:
@@ -90,6 +117,7 @@ class Program:
 
     def __init__(self, profile, *arguments, environment=None):
         self.profile = profile
+        self.accessible = None
         self.log = tempfile.TemporaryFile("w+")
         self.process = subprocess.Popen([PROGRAM, "--profile", profile, *arguments], stderr=self.log,
                                         env={**os.environ, **(environment or {})})
@@ -122,14 +150,15 @@ class Program:
         """All that its windows hold, in the order of the tree."""
         if self.process.poll() is not None:
             raise AssertionError(f"The program has ended with {self.process.returncode}.")
-        accessible = Atspi.get_desktop(0)
-        accessible.clear_cache()
-        for index in range(accessible.get_child_count()):
-            child = accessible.get_child_at_index(index)
-            if child and child.get_process_id() == self.process.pid:
-                child.set_cache_mask(Atspi.Cache.NONE)
-                return descendants(child)
-        raise NotYet("it is not known to assistive technology")
+        if not self.accessible:
+            bus = Element("org.freedesktop.DBus", "/org/freedesktop/DBus")
+            for child in Element("org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root").inside():
+                if self.process.pid == bus.call(bus.owner, "GetConnectionUnixProcessID", "(s)", child.owner):
+                    self.accessible = child
+                    break
+            else:
+                raise NotYet("it is not known to assistive technology")
+        return self.accessible.inside()
 
     def named(self, name, role=None):
         return (e for e in self.elements() if e.name == name and (role is None or e.role == role))
@@ -145,8 +174,8 @@ class Program:
         """Waits for an element of that name."""
         return until(f"'{name}'", lambda: self.look(name, role, index))
 
-    def shows(self, name):
-        return any(self.named(name))
+    def shows(self, name, role=None):
+        return any(True for _ in self.named(name, role))
 
     def see_gone(self, name):
         until(f"'{name}' to go", lambda: not self.shows(name))
@@ -197,6 +226,50 @@ class Program:
     def click(self, name, role=None, index=0, button=1):
         desk.click(*self.place(self.see(name, role, index)), button)
 
+    # Its menus.
+
+    def open_menu(self, menu):
+        """Opens it with the keyboard; returns it."""
+        # A pointer over the menus would take part.
+        x, y, width, _ = desk.box(desk.active()[0])
+        desk.move(x + width * 2 // 3, y + 20)
+        desk.press("F10")
+        for title in MENUS:
+            opened = self.see(title, "menu")
+            if title == menu:
+                return opened
+            desk.press("Right")
+
+    def see_menus_closed(self):
+        until("closed menus", lambda: self.process.poll() is not None or not any(
+            self.shows(title, "menu") for title in MENUS))
+
+    def choose(self, menu, item):
+        """An item of a menu, with the keyboard."""
+        opened = self.open_menu(menu)
+
+        def focused():
+            return next((e.name for e in opened.inside() if e.role == "menu item" and "focused" in e.states), None)
+
+        while (name := until("an item with the keyboard", focused)) != item:
+            desk.press("Down")
+            until(f"the item after '{name}'", lambda: focused() not in (None, name))
+        desk.press("Return")
+        self.see_menus_closed()
+
+    def click_item(self, menu, item):
+        """The same with the pointer."""
+        x, y, width, _ = desk.box(desk.active()[0])
+        self.click(menu, "menu item")
+        frame = self.see(menu, "menu").box
+        # A menu is a window of its own, and places inside it count from its corner.
+        popover = until(f"the window of '{menu}'", lambda: next(
+            (box for box in map(desk.box, self.windows()) if box[2:] == frame[2:]), None))
+        box = self.see(item, "menu item").box
+        desk.click(popover.x + box.x - frame.x + box.width // 2, popover.y + box.y - frame.y + box.height // 2)
+        desk.move(x + width * 2 // 3, y + 20)
+        self.see_menus_closed()
+
     # What it is made of.
 
     def engine(self):
@@ -242,7 +315,7 @@ class Journey(unittest.TestCase):
                     failure.add_note(self.report())
                 raise
 
-        return functools.partial(run)  # what is a plain function counts as a static method when a test is named
+        return run
 
     def setUp(self):
         # The engine's processes outlive the program for a moment, in which they may still write.
