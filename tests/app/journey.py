@@ -315,7 +315,7 @@ class Journey(unittest.TestCase):
                     failure.add_note(self.report())
                 raise
 
-        return run
+        return functools.partial(run)  # what is a plain function counts as a static method when a test is named
 
     def setUp(self):
         # The engine's processes outlive the program for a moment, in which they may still write.

@@ -24,13 +24,10 @@ class Login:
         flags = Gio.DBusConnectionFlags
         self.bus = Gio.DBusConnection.new_for_address_sync(
             address, flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION, None, None)
-        context = GLib.MainContext()
-        context.push_thread_default()
         for name, interface in zip((LOGIN, SAVER), Gio.DBusNodeInfo.new_for_xml(INTERFACES).interfaces):
             self.bus.register_object("/" + name.replace(".", "/"), interface, self.answer, None, None)
             self.ask_bus("RequestName", "(su)", name, 0)
-        context.pop_thread_default()
-        threading.Thread(target=GLib.MainLoop(context).run, daemon=True).start()
+        threading.Thread(target=GLib.MainLoop().run, daemon=True).start()
 
     def ask_bus(self, method, signature="()", *arguments):
         return self.bus.call_sync("org.freedesktop.DBus", "/", "org.freedesktop.DBus", method,
