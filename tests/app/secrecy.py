@@ -92,6 +92,7 @@ class Secrecy(LockJourney):
             see_panel()
             desk.press("Escape")
             until_equal("the windows", self.program.windows, [self.window])
+            self.service.page.see_ready()
         self.lock()
         self.program.choose("brisko", "Lock & Passcode…")
         self.assert_nothing_shows()
