@@ -91,6 +91,10 @@ class X11Desk:
         search = ["xdotool", "search", "--all", "--onlyvisible", "--pid", str(process), "--name", title]
         return subprocess.run(search, capture_output=True, text=True).stdout.split()
 
+    def notifications(self):
+        search = ["xdotool", "search", "--onlyvisible", "--class", "^dunst$"]
+        return subprocess.run(search, capture_output=True, text=True).stdout.split()
+
     def active(self):
         """The id, the title and the process of the window with the keyboard."""
         window = self.xdotool("getactivewindow").strip()

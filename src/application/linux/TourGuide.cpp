@@ -102,7 +102,8 @@ Task<> TourGuide::picture(std::string name, Gtk::Window& window) {
     pictures_ += 1;
     constexpr int twoDigits = 100;
     const auto number = std::to_string(twoDigits + pictures_).substr(1);
-    saveWindowPicture(window, folder_ / (number + "-" + name + ".png"));
+    const auto file = folder_ / (number + "-" + name + ".png");
+    co_await until("the first frame of '" + name + "'", [&] { return saveWindowPicture(window, file); });
 }
 
 Task<> TourGuide::pressInPage(std::string key, bool shift) {

@@ -60,7 +60,7 @@ void drawPopovers(GtkWidget* widget, GtkNative* parent, GtkSnapshot* snapshot) {
 
 } // namespace
 
-void saveWindowPicture(Gtk::Window& window, const std::filesystem::path& file) {
+bool saveWindowPicture(Gtk::Window& window, const std::filesystem::path& file) {
     auto* widget = GTK_WIDGET(window.gobj());
     auto* snapshot = gtk_snapshot_new();
     // A picture has the pixels of the screen.
@@ -71,10 +71,11 @@ void saveWindowPicture(Gtk::Window& window, const std::filesystem::path& file) {
     const std::unique_ptr<GskRenderNode, RenderNodeUnref> node(gtk_snapshot_free_to_node(snapshot));
     auto* renderer = gtk_native_get_renderer(GTK_NATIVE(widget));
     if (!node || !renderer)
-        throw Error("The window shows nothing yet.");
+        return false;
     const auto size = boundsOf(widget).size;
     const graphene_rect_t area = GRAPHENE_RECT_INIT(0, 0, scale * size.width, scale * size.height);
     const auto texture = GPtr<GdkTexture>::take(gsk_renderer_render_texture(renderer, node.get(), &area));
     if (!gdk_texture_save_to_png(texture.get(), file.c_str()))
         throw Error("The picture could not be written to " + file.string() + ".");
+    return true;
 }
