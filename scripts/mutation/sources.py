@@ -1,8 +1,10 @@
 """Rewrites sources so that every mutant is compiled in once and chosen when the program runs.
 
-    if (since >= limit)     ->     if ((mutant<17>() ? (since) > (limit) : (since >= limit)) != mutant<18>())
+    if (since >= limit)     ->     if (mutant<17>() ? (since) > (limit) : (since >= limit))
 """
 
+import bisect
+import os
 import re
 from dataclasses import dataclass, field
 
@@ -64,70 +66,66 @@ class Place:
     inside: list = field(default_factory=list)
 
 
-def one_line(text, comments):
-    """The text of a stretch on one line, without its comments, which would swallow what follows."""
-    return re.sub(r"\s+", " ", comments.sub(" ", text)) if comments else text
-
-
 class Reader:
     """Finds the places of one file in a translation unit."""
 
-    def __init__(self, unit, path, name, keep_returns=True):
+    def __init__(self, unit, path, name):
         self.name = name
         with open(path, "rb") as file:
             self.text = file.read().decode("latin-1")
         whole = unit.get_extent(path, (0, len(self.text)))
-        self.tokens = [(token.extent.start.offset, token.extent.end.offset, token.kind)
-                       for token in unit.get_tokens(extent=whole)]
-        self.at = {start: index for index, (start, _, _) in enumerate(self.tokens)}
+        tokens = [(token.extent.start.offset, token.extent.end.offset) for token in unit.get_tokens(extent=whole)
+                  if token.kind != TokenKind.COMMENT]
+        self.tokens = [(start, end, self.text[start:end]) for start, end in tokens]
+        self.starts = [start for start, _ in tokens]
         self.lines = [0] + [match.end() for match in re.finditer("\n", self.text)]
         self.places = {}
 
     # The text
 
+    def between(self, start, end):
+        """The tokens from here to there."""
+        index = bisect.bisect_left(self.starts, start)
+        while index < len(self.tokens) and self.tokens[index][1] <= end:
+            yield self.tokens[index]
+            index += 1
+
     def stretch(self, start, end):
         """The code from here to there on one line, without comments; none if a string runs over lines."""
-        pieces = []
+        text = ""
         last = start
-        for begin, finish, kind in self.tokens:
-            if begin < start or finish > end:
-                continue
-            if kind == TokenKind.COMMENT:
-                continue
-            if "\n" in self.text[begin:finish]:
+        for begin, finish, word in self.between(start, end):
+            if "\n" in word:
                 return None
-            if begin > last:
-                pieces.append(" ")
-            pieces.append(self.text[begin:finish])
+            text += " " * (begin > last) + word
             last = finish
-        return "".join(pieces)
+        return text
 
     def words(self, start, end):
-        return [self.text[a:b] for a, b, kind in self.tokens if a >= start and b <= end and kind != TokenKind.COMMENT]
+        return [word for _, _, word in self.between(start, end)]
+
+    def word_before(self, offset):
+        index = bisect.bisect_left(self.starts, offset)
+        return self.tokens[index - 1][2] if index > 0 else ""
 
     def semicolon(self, end):
         """The offset behind the semicolon that ends a statement; none when something else comes first."""
-        for begin, finish, kind in self.tokens:
-            if begin < end or kind == TokenKind.COMMENT:
-                continue
-            return finish if self.text[begin:finish] == ";" else None
-        return None
+        begin = bisect.bisect_left(self.starts, end)
+        return self.tokens[begin][1] if begin < len(self.tokens) and self.tokens[begin][2] == ";" else None
 
     def closing(self, start):
         """The offset behind the parenthesis that closes the first one from here."""
         depth = 0
-        for begin, finish, kind in self.tokens:
-            if begin < start or kind == TokenKind.COMMENT:
-                continue
-            depth += {"(": 1, ")": -1}.get(self.text[begin:finish], 0)
-            if depth == 0 and self.text[begin:finish] == ")":
+        for _, finish, word in self.between(start, len(self.text)):
+            depth += {"(": 1, ")": -1}.get(word, 0)
+            if depth == 0 and word == ")":
                 return finish
         return None
 
     # What is found
 
     def mutant(self, offset, what, constant):
-        line = next(n for n in range(len(self.lines), 0, -1) if self.lines[n - 1] <= offset)
+        line = bisect.bisect_right(self.lines, offset)
         end = self.text.find("\n", offset)
         code = self.text[self.lines[line - 1]:end].strip().encode("latin-1").decode("utf-8", "replace")
         return Mutant(self.name, line, offset, what, code, constant)
@@ -226,8 +224,7 @@ class Reader:
             return
         if word in RELATIONS:
             other = RELATIONS[word]
-            self.add(start, end, 3, "relation", offset, [f"{word} becomes {other}", f"{word} is negated"], context,
-                     (f"({lhs}) {other} ({rhs})",))
+            self.add(start, end, 3, "other", offset, [f"{word} becomes {other}"], context, (f"({lhs}) {other} ({rhs})",))
         elif word in EQUALITIES:
             self.add(start, end, 3, "flip", offset, [f"{word} is negated"], context)
         elif word in LOGICAL:
@@ -346,21 +343,10 @@ class Reader:
             close = self.semicolon(b)
             if close is None or LEAVING.match(self.text, a) or re.match("co_yield|goto|case|default", self.text[a:b]):
                 continue
-            before = self.text[:a].rstrip()
-            if before[-1:] not in ";{})" and not before.endswith(("else", "*/")) and before[-1:] != ":" \
-                    and self.words_before(a) not in (";", "{", "}", ")", ":", "else"):
+            if self.word_before(a) not in (";", "{", "}", ")", ":", "else"):
                 continue
             what = "the assignment is left out" if self.assigns(statement) else "the call is left out"
             self.add(a, close, 0, "leave out", a, [what], context)
-
-    def words_before(self, offset):
-        last = ""
-        for begin, finish, kind in self.tokens:
-            if begin >= offset:
-                break
-            if kind != TokenKind.COMMENT:
-                last = self.text[begin:finish]
-        return last
 
     def assigns(self, statement):
         depth = 0
@@ -404,7 +390,6 @@ def read_unit(path, arguments, root, own):
 
 
 def root_relative(path, root):
-    import os
     return os.path.relpath(os.path.realpath(path), os.path.realpath(root))
 
 
@@ -488,12 +473,6 @@ def write_place(text, place):
         new = inner + f"; static_cast<bool>({place.parts[0]}) && !{asked[0]}"
     elif place.kind == "other":
         new = f"({asked[0]} ? ({place.parts[0]}) : (" + inner + "))"
-    elif place.kind == "relation":
-        new = "(" + inner + ")"
-        if not place.mutants[0].dropped:
-            new = f"({asked[0]} ? ({place.parts[0]}) : " + new + ")"
-        if not place.mutants[1].dropped:
-            new = f"({asked[1]} != " + new + ")"
     elif place.kind == "instead":
         new = f"{{ if ({asked[0]}) {place.parts[0]} else " + inner + " }"
     elif place.kind == "before":

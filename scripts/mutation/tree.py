@@ -26,7 +26,8 @@ def copy(name, keep=lambda path: False):
         elif source.stat().st_mode != target.stat().st_mode:
             shutil.copymode(source, target)
     for path in [path for path in tree.rglob("*") if path.is_file()]:
-        if str(path.relative_to(tree)) not in files:
+        inside = path.relative_to(tree)
+        if inside.parts[0] != "build" and str(inside) not in files:
             path.unlink()
     return tree
 
