@@ -178,7 +178,7 @@ class Program:
         return any(True for _ in self.named(name, role))
 
     def see_gone(self, name):
-        until(f"'{name}' to go", lambda: self.process.poll() is not None or not self.shows(name))
+        until(f"'{name}' to go", lambda: not self.shows(name))
 
     def see_text(self, field, text):
         until_equal(f"the text of '{field}'", lambda: self.look(field).text, text)
@@ -263,7 +263,7 @@ class Program:
             desk.press("Down")
             until(f"the item after '{name}'", lambda: focused() not in (None, name))
         desk.press("Return")
-        self.see_gone(item)
+        until(f"the end of '{item}'", lambda: self.process.poll() is not None or not self.shows(item, "menu item"))
 
     def click_item(self, menu, item):
         """The same with the pointer."""
