@@ -204,6 +204,9 @@ class Program:
         """Waits for a panel or a dialog of that title to have the keyboard of the desktop."""
         until_equal("the active window", lambda: desk.active()[1:], (title, self.process.pid))
 
+    def see_no_panel(self, title):
+        until(f"no panel '{title}'", lambda: not self.windows(f"^{title}$"))
+
     def windows(self, title=""):
         return desk.windows(self.process.pid, title)
 
@@ -246,16 +249,21 @@ class Program:
 
     def choose(self, menu, item):
         """An item of a menu, with the keyboard."""
-        opened = self.open_menu(menu)
+        self.choose_in(item, self.open_menu(menu))
+        self.see_menus_closed()
+
+    def choose_in(self, item, menu=None):
+        """An item of a menu that is open, or opens now, with the keyboard."""
 
         def focused():
-            return next((e.name for e in opened.inside() if e.role == "menu item" and "focused" in e.states), None)
+            inside = menu.inside() if menu else self.elements()
+            return next((e.name for e in inside if e.role == "menu item" and "focused" in e.states), None)
 
         while (name := until("an item with the keyboard", focused)) != item:
             desk.press("Down")
             until(f"the item after '{name}'", lambda: focused() not in (None, name))
         desk.press("Return")
-        self.see_menus_closed()
+        until(f"the end of '{item}'", lambda: self.process.poll() is not None or not self.shows(item, "menu item"))
 
     def click_item(self, menu, item):
         """The same with the pointer."""

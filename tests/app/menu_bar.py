@@ -56,7 +56,7 @@ class Page(MenuJourney):
         self.page.see_ready()
 
     def see_field(self, name):
-        self.page.see("document.activeElement.id || document.activeElement.className", name)
+        self.page.see("document.hasFocus() && (document.activeElement.id || document.activeElement.className)", name)
 
     def leave_dialog(self):
         desk.press("Escape")
@@ -77,7 +77,7 @@ class Page(MenuJourney):
             self.leave_dialog()
         for way in everything[1:]:
             way("ctrl+comma", "brisko", "Settings…")
-            self.page.see("document.querySelector('dialog')?.getAttribute('aria-label')", "Settings")
+            self.see_field("dialog settings")
             self.leave_dialog()
         for way, view in zip(everything, ("board", "list", "board")):
             way("ctrl+shift+v", "View", "Switch List / Kanban")

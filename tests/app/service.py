@@ -32,7 +32,7 @@ import urllib.parse
 from desk import DEADLINE, GLANCE
 
 Request = collections.namedtuple("Request", "method path query headers body")
-Answer = collections.namedtuple("Answer", "status headers parts")
+Answer = collections.namedtuple("Answer", "status headers parts")  # whose length a list tells, else the headers
 
 PROBE = """<script>(() => {
     const work = async () => {
@@ -45,7 +45,9 @@ PROBE = """<script>(() => {
             catch (error) { answer = { number, error: String(error) } }
         }
     };
-    const begin = () => work().catch(() => {});  // the page goes, or the service does
+    // The service or the engine's network process may be away for a while; a page may come back from the history.
+    let turn = 0;
+    const begin = (mine = turn += 1) => work().catch(() => setTimeout(() => mine === turn && begin(), 50));
     addEventListener('pageshow', (event) => event.persisted && begin());
     begin();
 })()</script>"""
@@ -113,13 +115,13 @@ class Page:
     def see(self, expression, expected=True):
         """Waits for the expression to have that value; the page may be another one by then."""
         end = time.monotonic() + DEADLINE
-        outcome = None
+        seen = "the page has not answered"
         while (left := end - time.monotonic()) > 0:
-            outcome = self.run(f"return {expression}", left)
-            if outcome and outcome.get("value") == expected:
-                return
+            if outcome := self.run(f"return {expression}", left):
+                seen = outcome.get("error", outcome.get("value"))
+                if "value" in outcome and seen == expected:
+                    return
             time.sleep(GLANCE)
-        seen = outcome and outcome.get("error", outcome.get("value"))
         raise AssertionError(f"Waited in vain for {expression} to be {expected!r}; it was {seen!r}.")
 
     def see_ready(self):
@@ -226,12 +228,10 @@ class Service:
                                                         self.behind)
                 self.send_response(status)
                 for name, value in headers:
-                    if name not in ("Date", "Connection", "Content-Length"):
+                    if name not in ("Date", "Connection"):
                         self.send_header(name, value)
                 if isinstance(parts, list):
                     self.send_header("Content-Length", str(sum(map(len, parts))))
-                else:
-                    self.send_header("Connection", "close")
                 self.end_headers()
                 for part in parts:
                     self.wfile.write(part)
@@ -262,7 +262,8 @@ class Service:
         behind.request(request.method, request.path + (request.query and "?" + request.query), request.body,
                        dict(request.headers))
         answer = behind.getresponse()
-        return Answer(answer.status, answer.getheaders(), [answer.read()])
+        headers = [(name, value) for name, value in answer.getheaders() if name != "Content-Length"]
+        return Answer(answer.status, headers, [answer.read()])
 
     # What a test does with it.
 
