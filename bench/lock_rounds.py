@@ -10,9 +10,9 @@ import time
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" / "app"))
-from desktop import press, until  # noqa: E402
+from desk import DEADLINE, desk, until  # noqa: E402
+from locking import LockJourney  # noqa: E402
 from processes import mebibytes, tree  # noqa: E402
-from secrecy import Locked  # noqa: E402
 
 ROUNDS = int(os.environ.get("ROUNDS", "20"))
 TASKS = 300
@@ -28,24 +28,27 @@ def tell(what, times, limit):
     print(f"  {what:32} {statistics.median(times):7.1f} ms, slowest {max(times):7.1f} ms   (at most {limit:.1f})")
 
 
-class Rounds(Locked):
+class Rounds(LockJourney):
     def setUp(self):
         super().setUp()
-        self.sign_in(self.service)
-        self.service.import_tasks([f"Task {number}" for number in range(TASKS)], cookie=self.cookie())
-        press("ctrl+r")
+        self.sign_in_with_passcode()
+        tasks = [{"title": f"Task {number}"} for number in range(TASKS)]
+        self.service.send("POST", "/api/tasks/import", {"tasks": tasks}, self.cookie())
+        shown = len(self.service.page.shown)
+        desk.press("ctrl+r")
+        self.service.page.see_another(shown)
 
     def lock_with_the_key(self):
         return float(subprocess.run([os.environ["BRISKO_KEY_TO_PIXEL"], PAGE, *LOCK], check=True,
                                     stdout=subprocess.PIPE, text=True).stdout)
 
     def lock_before_sleep(self):
-        until("the inhibitor", self.login.held)
+        until("the inhibitor", self.login.holds_sleep_up)
         start = time.monotonic()
-        self.login.prepare_for_sleep(True)
-        self.assertTrue(self.login.is_released())
+        self.login.sleep(True)
+        self.assertFalse(self.login.holds_sleep_up(DEADLINE))
         taken = time.monotonic() - start
-        self.login.prepare_for_sleep(False)
+        self.login.sleep(False)
         return taken * 1000
 
     def test_rounds(self):

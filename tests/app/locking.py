@@ -32,10 +32,10 @@ class LockJourney(Journey):
     def start(self):
         self.program = self.open_program(environment=self.login.environment)
 
-    def sign_in_with_passcode(self):
+    def sign_in_with_passcode(self, password=PASSWORD):
         self.start()
         self.program.see_focus("Username or email")
-        fill(USER, PASSWORD)
+        fill(USER, password)
         desk.press("Return")
         self.program.click("8 digits", "push button")
         for question in ("Choose a passcode for this Mac.", "Enter it again."):
