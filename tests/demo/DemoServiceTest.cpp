@@ -102,9 +102,15 @@ TEST_P(DemoServiceTest, leadsThroughTheBrowserBackToTheProgramWithACodeThatSigns
 
 TEST(DemoService, endsWithItsParentHoweverThatEnds) {
     const TemporaryFolder folder("brisko-demo");
-    const auto child = GPtr<GSubprocess>::take(g_subprocess_new(
-        static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_SILENCE),
-        nullptr, DEMO_SERVICE_PROGRAM, "--certificate", (folder.path() / "service.pem").c_str(), nullptr));
+    const auto end = [](GSubprocess* process) {
+        g_subprocess_force_exit(process);
+        g_object_unref(process);
+    };
+    const std::unique_ptr<GSubprocess, decltype(end)> child(
+        g_subprocess_new(
+            static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_SILENCE),
+            nullptr, DEMO_SERVICE_PROGRAM, "--certificate", (folder.path() / "service.pem").c_str(), nullptr),
+        end);
     ASSERT_TRUE(child);
     g_output_stream_close(g_subprocess_get_stdin_pipe(child.get()), nullptr, nullptr);
     auto ended = false;

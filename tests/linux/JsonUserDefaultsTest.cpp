@@ -45,6 +45,7 @@ TEST_F(JsonUserDefaultsTest, seesAndKeepsWhatSomebodyElseHasWrittenMeanwhile) {
     defaults.set("brisko.b", 3);
     EXPECT_EQ(parseJson(*DurableFile::read(file)),
               parseJson(R"({"brisko.a":2,"brisko.b":3,"other":[true]})"));
+    EXPECT_EQ(defaults.value("brisko.b"), 3);
     store(R"({"brisko.b": 4})");
     EXPECT_EQ(defaults.value("brisko.b"), 4);
     fs::remove(file);

@@ -1,5 +1,6 @@
 #include "platform/linux/MemoryProtection.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
@@ -14,39 +15,32 @@ namespace {
 
 constexpr uid_t nobody = 65534;
 
-/// Runs the action in a process of its own, without privileges: a person's program.
-pid_t start(const std::function<int()>& action) {
-    const auto process = fork();
-    if (process == 0)
-        _exit(getuid() == 0 && setuid(nobody) != 0 ? 100 : action());
-    return process;
-}
-
-/// What another program of the same person gets of a process that runs `prepare` first: 1 for tracing it, 2
-/// for opening its memory.
+/// What one program of a person gets of another one that runs `prepare` first: 1 for tracing it, 2 for
+/// opening its memory. Neither has privileges.
 int spyOn(const std::function<void()>& prepare) {
-    int ready[2];
-    EXPECT_EQ(pipe(ready), 0);
-    const auto victim = start([&] {
-        // Changing the user has made the process undumpable by itself: a program starts dumpable.
-        prctl(PR_SET_DUMPABLE, 1, 0, 0, 0);
-        prepare();
-        (void)!write(ready[1], "!", 1);
-        return pause();
-    });
-    char byte = 0;
-    EXPECT_EQ(read(ready[0], &byte, 1), 1);
-    close(ready[0]);
-    close(ready[1]);
-    const auto spy = start([&] {
+    const auto spy = fork();
+    if (spy == 0) {
+        int ready[2];
+        if ((getuid() == 0 && setuid(nobody) != 0) || pipe(ready) != 0)
+            _exit(100);
+        const auto victim = fork();
+        if (victim == 0) {
+            // Changing the user has made the process undumpable by itself: a program starts dumpable.
+            prctl(PR_SET_DUMPABLE, 1, 0, 0, 0);
+            prepare();
+            close(ready[1]);
+            pause();
+        }
+        close(ready[1]);
+        char none = 0;
+        (void)!read(ready[0], &none, 1);
         const auto traced = ptrace(PTRACE_SEIZE, victim, nullptr, nullptr) == 0;
-        const auto memory = access(("/proc/" + std::to_string(victim) + "/mem").c_str(), R_OK) == 0;
-        return (traced ? 1 : 0) + (memory ? 2 : 0);
-    });
+        const auto memory = open(("/proc/" + std::to_string(victim) + "/mem").c_str(), O_RDONLY) >= 0;
+        kill(victim, SIGKILL);
+        _exit((traced ? 1 : 0) + (memory ? 2 : 0));
+    }
     int status = 0;
     waitpid(spy, &status, 0);
-    kill(victim, SIGKILL);
-    waitpid(victim, nullptr, 0);
     return WEXITSTATUS(status);
 }
 

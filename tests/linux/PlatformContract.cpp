@@ -39,22 +39,14 @@ struct Fakes {
 
 struct Adapters {
     TemporaryFolder folder{"brisko-contract"};
-    MisbehavingService service{nullptr};
+    MisbehavingService service{{"", MisbehavingService::End::stands}};
     DurableCookieJar jar{folder.path() / "cookies.json"};
     SoupHttpClient client{jar, trusted()};
     JsonUserDefaults defaults{folder.path() / "preferences.json"};
 
-    Adapters() {
-        service.behave([this](MisbehavingService::Conversation& conversation) {
-            conversation.request();
-            conversation.awaitStep();
-            conversation.send(reply_);
-        });
-    }
     Url at(const char* path) const { return service.at(path); }
     void answer(int status, const std::string& body) {
-        reply_ = MisbehavingService::reply(std::to_string(status) + " Status", "", body);
-        service.admit(2);
+        service.add(MisbehavingService::reply(std::to_string(status) + " Status", "", body).bytes);
     }
     void put(const Cookie& cookie) { soup_cookie_jar_add_cookie(jar.jar(), toSoup(cookie).release()); }
     void failWhile(const std::function<void()>& action) {
@@ -67,8 +59,6 @@ private:
         DurableFile::write(folder.path() / "trusted.pem", service.certificate());
         return folder.path() / "trusted.pem";
     }
-
-    std::string reply_;
 };
 
 template <class Kind>

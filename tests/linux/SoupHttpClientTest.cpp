@@ -13,35 +13,17 @@
 namespace {
 
 using namespace std::chrono_literals;
-using Conversation = MisbehavingService::Conversation;
-using Behaviour = MisbehavingService::Behaviour;
+using enum MisbehavingService::End;
+using Answer = MisbehavingService::Answer;
 using Pending = std::shared_ptr<Outcome<HttpReply>>;
 
-constexpr auto replying = MisbehavingService::replying;
 constexpr auto reply = MisbehavingService::reply;
-
-/// A behaviour that sends these bytes and lets the connection stand.
-Behaviour startingWith(std::string bytes) {
-    return [bytes = std::move(bytes)](Conversation& conversation) {
-        conversation.request();
-        conversation.send(bytes);
-        conversation.awaitEnd();
-    };
-}
-
-Behaviour resettingAfter(std::string bytes) {
-    return [bytes = std::move(bytes)](Conversation& conversation) {
-        conversation.request();
-        conversation.send(bytes);
-        conversation.reset();
-    };
-}
 
 /// The client and its jar, made as the program makes them, at a service that does whatever the test says.
 class SoupHttpClientTest : public testing::Test {
 protected:
     TemporaryFolder folder{"brisko-http"};
-    MisbehavingService service{replying(reply("200 OK", "", "hello"))};
+    MisbehavingService service{reply("200 OK", "", "hello")};
     const std::filesystem::path file = folder.path() / "jar" / "cookies.json";
     DurableCookieJar jar{file};
     std::string trusted = service.certificate();
@@ -92,10 +74,10 @@ protected:
 } // namespace
 
 TEST_F(SoupHttpClientTest, sendsWhatItIsGivenAndBringsItsCookiesBack) {
-    service.behave(replying(reply("200 OK",
-                                  "Set-Cookie: a=1; SameSite=Strict; Secure; HttpOnly; Path=/\r\n"
-                                  "Set-Cookie: b=2; SameSite=Lax; Path=/\r\n",
-                                  "{}")));
+    service.behave(reply("200 OK",
+                         "Set-Cookie: a=1; SameSite=Strict; Secure; HttpOnly; Path=/\r\n"
+                         "Set-Cookie: b=2; SameSite=Lax; Path=/\r\n",
+                         "{}"));
     EXPECT_EQ(send(post("api/auth/login", R"({"username":"Zoë"})")), "200 {}");
     const auto first = service.requests().at(0);
     EXPECT_TRUE(first.starts_with("POST /api/auth/login HTTP/1.1\r\n")) << first;
@@ -111,14 +93,12 @@ TEST_F(SoupHttpClientTest, hasTheCookiesOfEveryReplyOnDiskBeforeTheReplyIsHanded
     const auto cookie = [](int number) {
         return "Set-Cookie: c" + std::to_string(number) + "=1; Max-Age=3600; Path=/\r\n";
     };
-    service.behave([cookie](Conversation& conversation) {
-        const auto request = conversation.request();
+    service.behave([cookie](const std::string& request) {
         if (request.starts_with("GET /first "))
-            conversation.send(reply("302 Found", cookie(1) + "Location: /next\r\n", ""));
-        else if (request.starts_with("GET /next "))
-            conversation.send(reply("401 No", cookie(2), "{}"));
-        else
-            conversation.send("HTTP/1.1 200 OK\r\n" + cookie(3) + "Content-Length: 10\r\n\r\nshort");
+            return reply("302 Found", cookie(1) + "Location: /next\r\n", "");
+        if (request.starts_with("GET /next "))
+            return reply("401 No", cookie(2), "{}");
+        return Answer{"HTTP/1.1 200 OK\r\n" + cookie(3) + "Content-Length: 10\r\n\r\nshort"};
     });
     EXPECT_EQ(send(get("first")), "401 {}");
     EXPECT_EQ(namesOnDisk(), "c1 c2");
@@ -130,41 +110,35 @@ TEST_F(SoupHttpClientTest, endsEachBadDayAsWhatItIsAndKeepsTheSession) {
     const std::string ok = "HTTP/1.1 200 OK\r\n";
     const auto zipped =
         std::string("\x1f\x8b\x08\0\0\0\0\0\0\x03\xab\xae\x05\0\x43\xbf\xa6\xa3\x02\0\0\0", 22);
-    const std::pair<std::string, Behaviour> days[] = {
-        {"200 a body to the end", replying(ok + "\r\na body to the end")},
-        {"304 ", replying("HTTP/1.1 304 Not Modified\r\nContent-Length: 10\r\n\r\n")},
-        {"204 ", replying("HTTP/1.1 204 No Content\r\n\r\n")},
-        {"999 strange", replying(reply("999 Strange", "Content-Type: image/png\r\n", "strange"))},
-        {"300 many", replying(reply("300 Many", "Location: http://127.0.0.1/\r\n", "many"))},
-        {"302 nowhere", replying(reply("302 Found", "", "nowhere"))},
-        {"200 10000000 bytes", replying(reply("200 OK", "", std::string(10'000'000, '?')))},
-        {"200 {}", replying(reply("200 OK", "Content-Encoding: gzip\r\n", zipped))},
-        {"200 not zipped", replying(reply("200 OK", "Content-Encoding: gzip\r\n", "not zipped"))},
-        {"no status ", replying("SSH-2.0-OpenSSH_9.2\r\n\r\n")},
-        {"no status ", replying("HTTP/1.1 20 OK\r\n\r\n")},
-        {"other", replying(ok + "Content-Length: 10\r\n\r\n{}")},
-        {"other", replying(ok + "Content-Length: 10\r\nConnection: close\r\n\r\n{}")},
-        {"other", replying(ok + "Content-Length: 23\r\nContent-Encoding: gzip\r\n\r\n" + zipped)},
-        {"other", replying(ok + "Transfer-Encoding: chunked\r\n\r\n5\r\n{}")},
-        {"other", resettingAfter(ok + "Content-Length: 10\r\n\r\n{}")},
-        {"other", resettingAfter(ok + "Transfer-Encoding: chunked\r\n\r\n5\r\n{}")},
-        {"other", replying("HTTP/1.1 199 Soon\r\n\r\n")},
-        {"other", replying(ok + "X: " + std::string(1'000'000, 'x'))},
-        {"other", replying("")},
-        {"other", [](Conversation& conversation) { conversation.reset(); }},
-        {"other",
-         [ok](Conversation& conversation) {
-             conversation.request();
-             conversation.send(ok + "\r\n");
-             while (conversation.send(std::string(1'000'000, 'x'))) {
-             }
-         }},
+    const std::pair<const char*, Answer> days[] = {
+        {"200 a body to the end", {ok + "\r\na body to the end"}},
+        {"304 ", {"HTTP/1.1 304 Not Modified\r\nContent-Length: 10\r\n\r\n"}},
+        {"204 ", {"HTTP/1.1 204 No Content\r\n\r\n"}},
+        {"999 strange", reply("999 Strange", "Content-Type: image/png\r\n", "strange")},
+        {"300 many", reply("300 Many", "Location: http://127.0.0.1/\r\n", "many")},
+        {"302 nowhere", reply("302 Found", "", "nowhere")},
+        {"200 10000000 bytes", reply("200 OK", "", std::string(10'000'000, '?'))},
+        {"200 {}", reply("200 OK", "Content-Encoding: gzip\r\n", zipped)},
+        {"200 not zipped", reply("200 OK", "Content-Encoding: gzip\r\n", "not zipped")},
+        {"no status ", {"SSH-2.0-OpenSSH_9.2\r\n\r\n"}},
+        {"no status ", {"HTTP/1.1 20 OK\r\n\r\n"}},
+        {"other", {ok + "Content-Length: 10\r\n\r\n{}"}},
+        {"other", {ok + "Content-Length: 10\r\nConnection: close\r\n\r\n{}"}},
+        {"other", {ok + "Content-Length: 23\r\nContent-Encoding: gzip\r\n\r\n" + zipped}},
+        {"other", {ok + "Transfer-Encoding: chunked\r\n\r\n5\r\n{}"}},
+        {"other", {ok + "Content-Length: 10\r\n\r\n{}", resets}},
+        {"other", {ok + "Transfer-Encoding: chunked\r\n\r\n5\r\n{}", resets}},
+        {"other", {"HTTP/1.1 199 Soon\r\n\r\n"}},
+        {"other", {ok + "X: " + std::string(1'000'000, 'x')}},
+        {"other", {ok + "\r\n" + std::string(SoupExchange::maximumBody + 1, 'x')}},
+        {"other", {"", closes}},
+        {"other", {"", resets}},
     };
-    service.behave(replying(reply("200 OK", "Set-Cookie: session=1; Max-Age=3600; Path=/\r\n", "")));
+    service.behave(reply("200 OK", "Set-Cookie: session=1; Max-Age=3600; Path=/\r\n", ""));
     send(get(""));
-    for (const auto& [end, behaviour] : days) {
-        service.behave(behaviour);
-        EXPECT_EQ(send(get("")), end) << "day " << &end - &days[0].first;
+    for (const auto& [end, answer] : days) {
+        service.behave(answer);
+        EXPECT_EQ(send(get("")), end) << testing::PrintToString(answer.bytes.substr(0, 100));
         EXPECT_EQ(namesOnDisk(), "session");
     }
     MainLoop::runUntil([this] { return service.connections().second == 0; });
@@ -176,10 +150,9 @@ TEST_F(SoupHttpClientTest, followsRedirectionsAsTheirStatusAsks) {
     for (const auto& [status, method] :
          {std::pair("301 Moved", "GET"), std::pair("302 Found", "GET"), std::pair("303 See Other", "GET"),
           std::pair("307 Temporary", "POST"), std::pair("308 Permanent", "POST")}) {
-        service.behave([text = std::string(status)](Conversation& conversation) {
-            const auto moved = conversation.request().find(" /to ") == std::string::npos;
-            conversation.send(moved ? reply(text, "Location: /to\r\n", "there")
-                                    : reply("200 OK", "", "here"));
+        service.behave([text = std::string(status)](const std::string& request) {
+            return request.find(" /to ") == std::string::npos ? reply(text, "Location: /to\r\n", "there")
+                                                              : reply("200 OK", "", "here");
         });
         EXPECT_EQ(send(post("from", "body")), "200 here") << status;
         const auto last = service.requests().back();
@@ -190,11 +163,11 @@ TEST_F(SoupHttpClientTest, followsRedirectionsAsTheirStatusAsks) {
 }
 
 TEST_F(SoupHttpClientTest, sendsNothingInClearAndGoesRoundInNoCircle) {
-    const MisbehavingService other(replying(""));
+    const MisbehavingService other({});
     const auto clear = "http" + other.origin().text().substr(5) + "/x";
     for (const auto& target : {clear, std::string("ftp://127.0.0.1/"), std::string("https://"),
                                std::string("http:"), std::string("/again")}) {
-        service.behave(replying(reply("307 Temporary", "Location: " + target + "\r\n", "")));
+        service.behave(reply("307 Temporary", "Location: " + target + "\r\n", ""));
         EXPECT_EQ(send(post("from", "secret")), "other") << target;
     }
     EXPECT_EQ(other.connections().first, 0);
@@ -210,9 +183,9 @@ TEST_F(SoupHttpClientTest, trustsTheGivenCertificateForItsOwnNamesAndNoOther) {
     EXPECT_EQ(send(get("")), "200 hello");
     trusted = "looked at no more once there is a client";
     EXPECT_EQ(send(get("")), "200 hello");
-    const MisbehavingService stranger(replying(""));
+    const MisbehavingService stranger({});
     EXPECT_EQ(send(HttpRequest(stranger.origin())), "untrusted");
-    const MisbehavingService elsewhere(replying(""), "127.0.0.2");
+    const MisbehavingService elsewhere({}, "127.0.0.2");
     const auto pem = folder.path() / "elsewhere.pem";
     DurableFile::write(pem, elsewhere.certificate());
     for (const auto& [file, url] :
@@ -225,31 +198,29 @@ TEST_F(SoupHttpClientTest, trustsTheGivenCertificateForItsOwnNamesAndNoOther) {
 
 TEST_F(SoupHttpClientTest, failsOnceNothingHasArrivedForTheGivenTimeHoweverLongAllOfItTakes) {
     constexpr auto half = 1500ms;
-    service.behave([](Conversation& conversation) {
-        conversation.request();
-        for (const auto* piece : {"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n", "a", "b"}) {
-            conversation.send(piece);
-            conversation.awaitStep();
-        }
-    });
-    const auto slow = start(get("slow", 2 * half));
-    MainLoop::runUntil([this] { return service.requests().size() == 1; });
-    service.behave(startingWith("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf"));
+    MisbehavingService slow({"", stands});
+    trusted += slow.certificate();
+    HttpRequest asked(slow.origin());
+    asked.timeout = 2 * half;
+    const auto waiting = start(asked);
+    MainLoop::runUntil([&] { return slow.requests().size() == 1; });
+    slow.add("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n");
+    service.behave({"HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf", stands});
     const auto silent = start(get("half-a-body", 2 * half));
     EXPECT_EQ(send(get("half-a-body", half)), "timed out");
-    service.admit(1);
+    slow.add("a");
     EXPECT_EQ(told(silent), "timed out");
-    service.admit(2);
-    EXPECT_EQ(told(slow), "200 ab");
+    slow.add("b");
+    EXPECT_EQ(told(waiting), "200 ab");
 
-    service.behave(startingWith("HTTP/1.1 200 OK\r\nContent-Le"));
+    service.behave({"HTTP/1.1 200 OK\r\nContent-Le", stands});
     EXPECT_EQ(send(get("half-a-head", 150ms)), "timed out");
     service.ignoreConnections();
     EXPECT_EQ(send(get("handshake", 150ms)), "timed out");
 }
 
 TEST_F(SoupHttpClientTest, stopsInTheMiddleOfABodyAndBehindOthersButNotInsideTheStopItself) {
-    service.behave(startingWith("HTTP/1.1 200 OK\r\nSet-Cookie: here=1\r\nContent-Length: 9\r\n\r\nhalf"));
+    service.behave({"HTTP/1.1 200 OK\r\nSet-Cookie: here=1\r\nContent-Length: 9\r\n\r\nhalf", stands});
     std::stop_source stop;
     const auto first = start(get(""), stop.get_token());
     MainLoop::runUntil([this] { return !jar.cookiesFor(service.origin()).empty(); });
@@ -282,11 +253,12 @@ Task<int> insist(HttpClient* client, Url url) {
 } // namespace
 
 TEST_F(SoupHttpClientTest, endsEveryOpenRequestBeforeItIsGoneAndEveryLaterOne) {
-    service.behave([](Conversation& conversation) {
-        if (conversation.request().find("body") != std::string::npos)
-            conversation.send("HTTP/1.1 200 OK\r\nSet-Cookie: late=1; Max-Age=3600; Path=/\r\n"
-                              "Content-Length: 9\r\n\r\nhalf");
-        conversation.awaitEnd();
+    service.behave([](const std::string& request) {
+        return request.find("body") == std::string::npos
+                   ? Answer{"", stands}
+                   : Answer{"HTTP/1.1 200 OK\r\nSet-Cookie: late=1; Max-Age=3600; Path=/\r\n"
+                            "Content-Length: 9\r\n\r\nhalf",
+                            stands};
     });
     std::vector open = {start(get("head")), start(get("body"))};
     MainLoop::runUntil(
@@ -304,7 +276,7 @@ TEST_F(SoupHttpClientTest, endsEveryOpenRequestBeforeItIsGoneAndEveryLaterOne) {
 }
 
 TEST_F(SoupHttpClientTest, closesTheConnectionOfATaskThatIsGivenUp) {
-    service.behave(startingWith(""));
+    service.behave({"", stands});
     {
         auto task = client.send(get("unanswered"), std::stop_token());
         task.await_suspend(std::noop_coroutine()).resume();
