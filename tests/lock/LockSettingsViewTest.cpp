@@ -2,8 +2,6 @@
 
 #include "lock/PasscodeStore.h"
 
-#include <gtest/gtest.h>
-
 namespace {
 
 constexpr KeyModifiers command = KeyModifier::command, option = KeyModifier::option,
@@ -12,183 +10,171 @@ constexpr KeyModifiers command = KeyModifier::command, option = KeyModifier::opt
 class LockSettingsViewTest : public testing::Test {
 protected:
     PasscodeStore store;
-    std::string called; ///< by the panel
     int applied = 0;
-    std::string drawn; ///< at the last change
     std::shared_ptr<LockSettingsView> view;
 
     void open(bool canSetPasscode = true) {
         LockSettingsView::Callbacks callbacks;
-        callbacks.onChangePasscode = [this](int length) { called = "change to " + std::to_string(length); };
-        callbacks.onDone = [this] { called = "done"; };
+        callbacks.onChangePasscode = [this](int length) { called += " -> " + std::to_string(length); };
+        callbacks.onDone = [this] { called += " -> done"; };
         view = LockSettingsView::make(canSetPasscode, callbacks, store.passcode, store.defaults,
                                       [this] { applied += 1; });
         view->changed = [this] { drawn = draw(); };
         drawn = draw();
-        called.clear();
     }
     void openWithPasscode() {
         store.set("123456");
         open();
     }
-    /// What can be used on the panel: "| Change… | Turn off | on | 5 minutes | ⌃⌘L | Clear |", and the
-    /// message.
+    /// The steps are those in the table, and numbers typed as minutes. After each is seen what the panel has
+    /// drawn, and what it has called.
+    void expect(const std::string& taken, const std::string& seen) {
+        walk(taken, seen, [this](const std::string& step) {
+            if (const auto known = steps.find(step); known != steps.end())
+                known->second();
+            else
+                view->editMinutes(std::stoi(step));
+            return drawn + std::exchange(called, "");
+        });
+    }
+    bool record(const char* text, KeyModifiers modifiers) { return view->press({text, modifiers, false}); }
+
+private:
+    /// What can be changed: the passcode, by its length; the automatic lock and its minutes; the shortcut,
+    /// with "x" to clear it. And the message.
     std::string draw() const {
         const auto& state = view->state();
-        const std::pair<bool, std::string> parts[] = {
-            {view->canChange(), view->changeLabel()},
-            {view->canTurnOff() && view->canChooseLength(), "Turn off"},
-            {view->canSwitchAutoLock(), state.autoLock ? "on" : "off"},
-            {view->canEditMinutes(), std::to_string(state.minutes) + " " + view->minutesUnit().substr(0, 7)},
-            {view->canRecord(), view->recordLabel()},
-            {view->canClear(), "Clear"}};
-        std::string text = "|";
-        for (const auto& [usable, label] : parts)
-            text += usable ? " " + label + " |" : "";
-        return text + view->message().value_or("");
+        auto text = std::to_string(state.digits) + (view->canChange() ? " digits" : "");
+        text += view->canTurnOff() && view->canChooseLength() ? " or none" : "";
+        text += !view->canSwitchAutoLock() ? "" : state.autoLock ? ", on" : ", off";
+        if (view->canEditMinutes())
+            text += " " + std::to_string(state.minutes) + " " + view->minutesUnit().substr(0, 7);
+        text += (view->canRecord() ? ", " + view->recordLabel() : "") + (view->canClear() ? " x" : "");
+        return text + (view->message() ? ": " + *view->message() : "");
     }
-    /// Without the passcode's part.
-    std::string rest() const { return drawn.substr(drawn.find("off |") + 5); }
-    bool record(const char* text, KeyModifiers modifiers) { return view->press({text, modifiers, false}); }
-    Json minutes() const { return store.preference("lock.minutes"); }
+
+    std::string drawn, called;
+    const std::map<std::string, std::function<void()>> steps = {
+        {"change", [this] { view->change(); }},
+        {"six", [this] { view->pickLength(6); }},
+        {"eight", [this] { view->pickLength(8); }},
+        {"turn off", [this] { view->turnOff(); }},
+        {"on", [this] { view->setAutoLock(true); }},
+        {"off", [this] { view->setAutoLock(false); }},
+        {"up", [this] { view->stepMinutes(1); }},
+        {"down", [this] { view->stepMinutes(-1); }},
+        {"record", [this] { view->toggleRecording(); }},
+        {"⌘K", [this] { record("k", command); }},
+        {"escape", [this] { view->press({"", command, true}); }},
+        {"clear", [this] { view->clearShortcut(); }},
+        {"default", [this] { view->useDefaultShortcut(); }},
+        {"leave", [this] { view->disappeared(); }},
+        {"done", [this] { view->done(); }},
+    };
 };
 
 } // namespace
 
 TEST_F(LockSettingsViewTest, offersNothingButAPasscodeWhereThereIsNone) {
     open();
-    EXPECT_EQ(drawn, "| Set a passcode… |");
     EXPECT_EQ(view->passcodeStatus(),
               "Not set. Your password is the only way back in when a session runs out.");
+    EXPECT_EQ(view->changeLabel(), "Set a passcode…");
     EXPECT_TRUE(view->autoLockHint() && !view->sealingHint());
-    // Nothing else does anything either.
-    view->turnOff();
-    view->pickLength(6);
-    view->setAutoLock(true);
-    view->stepMinutes(1);
-    view->toggleRecording();
-    view->clearShortcut();
-    view->useDefaultShortcut();
+    expect("turn off  six       on        up        record    clear     default   change",
+           "0 digits  0 digits  0 digits  0 digits  0 digits  0 digits  0 digits  0 digits -> 4");
     EXPECT_TRUE(store.defaults.values.empty());
-    EXPECT_EQ(draw() + called, "| Set a passcode… |");
-    view->change();
-    EXPECT_EQ(called, "change to 4");
     open(false);
-    EXPECT_EQ(drawn, "|");
     EXPECT_TRUE(view->autoLockHint() && view->sealingHint());
-    view->change();
-    EXPECT_EQ(called, "");
+    expect("change", "0");
 }
 
 TEST_F(LockSettingsViewTest, changesOrTurnsOffThePasscodeThatThereIs) {
     openWithPasscode();
-    EXPECT_EQ(drawn, "| Change… | Turn off | on | 5 minutes | ⌃⌘L | Clear |");
     EXPECT_EQ(view->passcodeStatus(),
               "Set, 6 digits. It stands in for your password when the session has run out.");
+    EXPECT_EQ(view->changeLabel(), "Change…");
     EXPECT_FALSE(view->autoLockHint() || view->sealingHint());
-    view->pickLength(6);
-    EXPECT_EQ(called, "");
-    view->pickLength(8);
-    EXPECT_EQ(called, "change to 8");
+    // The panel is left once.
+    const std::string whole = "6 digits or none, on 5 minutes, ⌃⌘L x";
+    expect("six  eight  done", whole + "  " + whole + " -> 8  " + whole);
     open();
-    view->change();
-    view->done();
-    EXPECT_EQ(called, "change to 6") << "it is left once";
-
+    expect("change", whole + " -> 6");
     open();
     store.setPreference("lock.enabled", true);
-    view->turnOff();
-    EXPECT_EQ(drawn, "| Set a passcode… |");
-    EXPECT_FALSE(view->state().autoLock || view->state().digits);
+    expect("turn off  done              change", "0 digits  0 digits -> done  0 digits");
+    EXPECT_FALSE(view->state().autoLock);
     EXPECT_EQ(store.shape(), "none");
     EXPECT_EQ(store.preference("lock.auto"), false);
     EXPECT_EQ(store.preference("lock.enabled"), true);
-    view->done();
-    view->change();
-    EXPECT_EQ(called, "done");
 }
 
 TEST_F(LockSettingsViewTest, storesEveryMinuteWithinTheRangeAndShowsWhatWasTyped) {
     openWithPasscode();
-    for (const auto& [typed, kept] : {std::pair(0, 1), {500, 240}, {1, 1}, {-7, 1}, {90, 90}}) {
-        view->editMinutes(typed);
-        const auto shown = std::to_string(typed) + (typed == 1 ? " minute  |" : " minutes |");
-        EXPECT_EQ(rest(), " on | " + shown + " ⌃⌘L | Clear |");
-        EXPECT_EQ(minutes(), kept);
+    // After each: what the field shows, and what is stored.
+    const std::tuple<const char*, const char*, int> cases[] = {
+        {"0", "0 minutes", 1},      {"500", "500 minutes", 240}, {"1", "1 minute ", 1},
+        {"-7", "-7 minutes", 1},    {"90", "90 minutes", 90},    {"up", "91 minutes", 91},
+        {"1", "1 minute ", 1},      {"down", "1 minute ", 1},    {"0", "0 minutes", 1},
+        {"up", "2 minutes", 2},     {"239", "239 minutes", 239}, {"up", "240 minutes", 240},
+        {"up", "240 minutes", 240}, {"999", "999 minutes", 240}, {"down", "239 minutes", 239}};
+    for (const auto& [step, shown, stored] : cases) {
+        expect(step, std::string("6 digits or none, on ") + shown + ", ⌃⌘L x");
+        EXPECT_EQ(store.preference("lock.minutes"), stored) << step;
     }
-    for (const auto& [from, step, to] :
-         {std::tuple(90, 1, 91), {1, -1, 1}, {0, 1, 2}, {239, 1, 240}, {240, 1, 240}, {999, -1, 239}}) {
-        view->editMinutes(from);
-        view->stepMinutes(step);
-        EXPECT_EQ(view->state().minutes, to);
-        EXPECT_EQ(minutes(), to);
-    }
-    view->setAutoLock(false);
-    EXPECT_EQ(rest(), " off | ⌃⌘L | Clear |");
+    expect("off                            60", "6 digits or none, off, ⌃⌘L x  6 digits or none, off, ⌃⌘L x");
     EXPECT_EQ(store.preference("lock.auto"), false);
-    view->editMinutes(60);
-    EXPECT_EQ(minutes(), 239);
+    EXPECT_EQ(store.preference("lock.minutes"), 239);
 }
 
 TEST_F(LockSettingsViewTest, recordsAKeyWithAModifierAndLetsNoOtherKeyThrough) {
     openWithPasscode();
     EXPECT_FALSE(record("k", command));
-    // What is shown is empty where it goes on recording.
-    const std::tuple<const char*, KeyModifiers, std::string> cases[] = {{"k", 0, ""},
-                                                                        {"K", shift, ""},
-                                                                        {"K", option | shift, "⌥⇧K"},
+    expect("record", "6 digits or none, on 5 minutes, Press the keys… x");
+    const std::pair<const char*, KeyModifiers> ignored[] = {
+        {"k", 0}, {"K", shift}, {"", command}, {" ", control}, {"\t", command}, {"!", command | shift}};
+    for (const auto& [text, modifiers] : ignored)
+        EXPECT_TRUE(record(text, modifiers) && view->state().recording) << text;
+    const std::tuple<const char*, KeyModifiers, const char*> taken[] = {{"K", option | shift, "⌥⇧K"},
                                                                         {"1", command, "⌘1"},
-                                                                        {"", command, ""},
-                                                                        {" ", control, ""},
-                                                                        {"\t", command, ""},
-                                                                        {"!", command | shift, ""},
                                                                         {"Ж", control, "⌃Ж"},
                                                                         {"j", command | 0x10100, "⌘J"}};
-    for (const auto& [text, modifiers, shown] : cases) {
-        open();
-        const auto before = view->recordLabel();
-        view->toggleRecording();
-        EXPECT_EQ(rest(), " on | 5 minutes | Press the keys… | Clear |");
+    for (const auto& [text, modifiers, shown] : taken) {
         EXPECT_TRUE(record(text, modifiers)) << text;
-        EXPECT_EQ(view->recordLabel(), shown.empty() ? "Press the keys…" : shown) << text;
-        EXPECT_EQ(LockShortcut(store.defaults).display(), shown.empty() ? before : shown) << text;
+        EXPECT_EQ(view->recordLabel(), shown);
+        EXPECT_EQ(LockShortcut(store.defaults).display(), shown);
+        view->toggleRecording();
     }
     EXPECT_EQ(applied, 4);
     EXPECT_EQ(store.preference("lock.shortcut.flags"), Json(command));
-    view->useDefaultShortcut();
-    EXPECT_TRUE(store.preference("lock.shortcut.key").is_null());
-    view->toggleRecording();
-    view->clearShortcut();
-    EXPECT_EQ(rest(), " on | 5 minutes | None |");
+    expect("default                                 record  clear",
+           "6 digits or none, on 5 minutes, ⌃⌘L x  6 digits or none, on 5 minutes, Press the keys… x  "
+           "6 digits or none, on 5 minutes, None");
     EXPECT_EQ(store.preference("lock.shortcut.flags"), 0);
     EXPECT_EQ(applied, 6);
 }
 
 TEST_F(LockSettingsViewTest, stopsRecordingByEscapeTheButtonAndLeavingTheScreen) {
     openWithPasscode();
-    const std::function<void()> ways[] = {
-        [this] { view->press({"", command, true}); }, [this] { view->toggleRecording(); },
-        [this] { view->disappeared(); }, [this] { view->useDefaultShortcut(); }, [this] { view->turnOff(); }};
-    for (const auto& stop : ways) {
+    for (const auto* stop : {"escape", "record", "leave", "default"}) {
         view->toggleRecording();
         EXPECT_EQ(view->shortcutHint(), "Hold a modifier — ⌘, ⌃ or ⌥ — and press a key. Escape cancels.");
-        stop();
-        EXPECT_EQ(drawn.find("Press"), std::string::npos) << drawn;
+        expect(stop, "6 digits or none, on 5 minutes, ⌃⌘L x");
         EXPECT_FALSE(record("k", command));
     }
+    view->toggleRecording();
+    expect("turn off  ⌘K", "0 digits  0 digits");
     EXPECT_EQ(applied, 1);
 }
 
 TEST_F(LockSettingsViewTest, keepsAndShowsWhatStandsWhenNothingCanBeStored) {
     openWithPasscode();
     store.defaults.broken = true;
-    view->setAutoLock(false);
-    EXPECT_EQ(rest(), " on | 5 minutes | ⌃⌘L | Clear |No space left on device");
+    const std::string full = "6 digits or none, on 5 minutes, ⌃⌘L x: No space left on device";
+    expect("off", full);
     view->toggleRecording();
-    record("k", command);
-    EXPECT_EQ(rest(), " on | 5 minutes | ⌃⌘L | Clear |No space left on device");
+    expect("⌘K", full);
     EXPECT_EQ(applied, 0);
     store.defaults.broken = false;
-    view->setAutoLock(false);
-    EXPECT_EQ(rest(), " off | ⌃⌘L | Clear |");
+    expect("off", "6 digits or none, off, ⌃⌘L x");
 }

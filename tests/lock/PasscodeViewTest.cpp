@@ -148,6 +148,7 @@ TEST_F(PasscodeViewTest, choosesAndConfirmsAPasscodeOfTheChosenLength) {
     EXPECT_EQ(show(setUp(SecretText("secret"))), "Choose a passcode for this Mac. [Not now] And a note.");
     expect("12         eight     12345678  12345679",
            "choose 12|, keeps none at all  choose |  again |   Those did not match. Start again. |");
+    EXPECT_TRUE(view->state().first.empty());
     expect("12345678  12345678", "again |   again 12345678|, keeps 8 ann -> done");
 }
 

@@ -122,26 +122,20 @@ TEST(SecretServiceKeychain, tellsAPersonWithoutAKeyringFromAMachineWithoutAServi
     EXPECT_EQ(remove(keychain), "");
 }
 
-TEST(SecretServiceKeychain, givesUpOnAServiceThatDoesNotAnswer) {
+TEST(SecretServiceKeychain, givesUpOnAServiceThatDoesNotAnswerAndEndsWhatIsOpenWhenItGoes) {
     KeyringDaemon daemon;
     SecretServiceKeychain patient(service), impatient(service, 50ms);
+    auto leaving = std::make_unique<SecretServiceKeychain>(service);
     write(patient, "first");
     daemon.signal(SIGSTOP);
     for (const auto& end : {read(impatient), write(impatient, "second"), remove(impatient)})
         EXPECT_EQ(end, "The keyring could not be opened: The keyring does not answer.");
-    daemon.signal(SIGCONT);
-    EXPECT_EQ(read(patient), "first");
-}
-
-TEST(SecretServiceKeychain, endsWhatIsOpenWhenItGoes) {
-    KeyringDaemon daemon;
-    auto keychain = std::make_unique<SecretServiceKeychain>(service);
-    daemon.signal(SIGSTOP);
-    const auto reading = begin(keychain->read());
-    EXPECT_FALSE(reading->ended());
-    keychain.reset();
+    const auto reading = begin(leaving->read());
+    leaving.reset();
     ASSERT_TRUE(reading->ended());
     EXPECT_THROW(reading->take(), Keychain::Unavailable);
+    daemon.signal(SIGCONT);
+    EXPECT_EQ(read(patient), "first");
 }
 
 TEST_F(LockedKeyring, isUnavailableWhenThePersonDismissesThePromptAndOpensWithThePassword) {
