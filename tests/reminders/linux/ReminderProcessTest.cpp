@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -188,23 +187,19 @@ TEST_F(ReminderProcessTest, endsAtOnceWhenItIsToStayOnlyForRemindersAndThereAreN
 TEST_F(ReminderProcessTest, refusesWhatIsNoListOfRequests) {
     const AgentUnderTest agent(session, {"--linger=3600"});
     session.waitForAgent();
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    DurableFile::write(session.home() / "rubbish", "[{\"identifier\":5}]");
-    const auto rubbish = open((session.home() / "rubbish").c_str(), O_RDONLY);
-    for (const int descriptor : {-1, ends[0], rubbish}) {
-        const auto files = GPtr<GUnixFDList>::take(g_unix_fd_list_new());
-        if (descriptor >= 0)
-            g_unix_fd_list_append(files.get(), descriptor, nullptr);
+    const auto rubbish = (session.home() / "rubbish").string();
+    DurableFile::write(rubbish, "[{\"identifier\":5}]");
+    for (const auto& file : {std::string("no file"), std::string("/dev/zero"), rubbish}) {
+        const int descriptor = open(file.c_str(), O_RDONLY);
+        const auto files =
+            GPtr<GUnixFDList>::take(g_unix_fd_list_new_from_array(&descriptor, descriptor < 0 ? 0 : 1));
         GError* error = nullptr;
         const GVariantPtr reply(g_dbus_connection_call_with_unix_fd_list_sync(
             session.connect().get(), session.place.busName().c_str(), ReminderPlace::objectPath,
             ReminderPlace::interfaceName, "Replace", g_variant_new_parsed("('', handle 0, @as [])"), nullptr,
             G_DBUS_CALL_FLAGS_NONE, -1, files.get(), nullptr, nullptr, &error));
-        ASSERT_FALSE(reply);
+        ASSERT_FALSE(reply) << file;
         EXPECT_TRUE(g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_INVALID_ARGS)) << error->message;
         g_clear_error(&error);
     }
-    for (const int descriptor : {ends[0], ends[1], rubbish})
-        close(descriptor);
 }
