@@ -23,7 +23,7 @@ from dataclasses import dataclass
 import tree
 
 FAULT = re.compile(r"# (?P<title>[^\n]*(?:\n# [^\n]*)*)\nfile: (?P<file>[^\n]+)\ntest: (?P<test>[^\n]+)\n"
-                   r"<<<<\n(?P<old>.*?\n)====\n(?P<new>.*?\n|)>>>>\n", re.DOTALL)
+                   r"<<<<\n(?P<old>.*?)\n====\n(?P<new>.*?)\n?>>>>\n", re.DOTALL)
 
 
 @dataclass

@@ -6,7 +6,6 @@ import json
 import os
 import pathlib
 import re
-import resource
 import shlex
 import signal
 import subprocess
@@ -18,11 +17,13 @@ import tree
 HELPERS = pathlib.Path(__file__).resolve().parent
 BUILD = tree.OUTPUT / "logic"
 PROGRAM = BUILD / "bin" / "brisko_core_tests"
+UNFIT = tree.OUTPUT / "unfit.json"
 MEMORY = 4 << 30  # bytes; a mutant that never stops collecting ends here
 LEAST_CPU = 3  # seconds
 SLACK = 10  # times what the tests take without a mutant
-WALL = 6  # times the seconds of the processor, on a machine that does other things too
-FLAGS = f"-w -Wno-c++11-narrowing -O1 -g0 -ferror-limit=0 -fno-caret-diagnostics -I{HELPERS}"
+WALL = 20  # times the seconds of the processor, on a machine that does other things too
+# The checks of the library end a mutant that would otherwise read what happens to be there, this way today and that way tomorrow.
+FLAGS = f"-D_GLIBCXX_ASSERTIONS -w -Wno-c++11-narrowing -ferror-limit=0 -fno-caret-diagnostics -I{HELPERS}"
 NEEDED_AT_COMPILE_TIME = re.compile("constant expression|captured|constexpr|template argument")
 DIAGNOSTIC = re.compile(r"^(?P<file>[^\s:][^:]*):(?P<line>\d+):(?P<column>\d+): (?P<kind>error|note|fatal error): (?P<text>.*)$")
 APPENDED = f"""
@@ -45,7 +46,7 @@ def configure(folder):
     tree.write(lists, (tree.ROOT / "tests" / "CMakeLists.txt").read_text() + APPENDED)
     status = tree.run(
         ["cmake", "-S", folder, "-B", BUILD, "-G", "Ninja", "-DCMAKE_C_COMPILER=clang-19", "-DCMAKE_CXX_COMPILER=clang++-19",
-         "-DCMAKE_BUILD_TYPE=Debug", "-DBRISKO_CORE_ONLY=ON", "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON",
+         "-DCMAKE_BUILD_TYPE=", "-DBRISKO_CORE_ONLY=ON", "-DCMAKE_EXPORT_COMPILE_COMMANDS=ON",
          f"-DCMAKE_CXX_FLAGS={FLAGS}"], tree.OUTPUT / "configure.log")
     if status != 0:
         raise SystemExit(f"The copy cannot be configured: {tree.OUTPUT}/configure.log")
@@ -110,6 +111,15 @@ class Build:
         self.mutants = mutants
         self.texts = {}
 
+    def forget(self):
+        """Drops at once what an earlier run has found not to compile."""
+        known = json.loads(UNFIT.read_text()) if UNFIT.is_file() else []
+        for mutant in keys(self.mutants, known).values():
+            mutant.dropped = True
+
+    def remember(self):
+        UNFIT.write_text(json.dumps([key for key, mutant in keys(self.mutants).items() if mutant.dropped], indent=0))
+
     def write(self):
         for name, (text, places) in self.files.items():
             self.texts[name] = sources.written(text, places)
@@ -153,6 +163,7 @@ class Build:
         return dropped
 
     def run(self):
+        self.forget()
         # The logic first, as its sources are far quicker to compile again than all the tests.
         for target in ("brisko_time", "brisko_agent", "brisko_core", "brisko_core_tests"):
             for attempt in range(12):
@@ -164,38 +175,33 @@ class Build:
                     raise SystemExit(f"The mutated sources do not compile, and no mutant is to blame: {log}")
             else:
                 raise SystemExit(f"The mutated sources still do not compile: {log}")
+        self.remember()
 
     def present(self):
         """The numbers of those that the logic's objects hold; the others stand where everything is known at compile time,
         or in code that the logic itself does not use."""
-        objects = [path for path in (BUILD / "src").rglob("*.o")]
+        commands = [shlex.split(entry["command"]) for entry in json.loads((BUILD / "compile_commands.json").read_text())]
+        objects = [BUILD / words[words.index("-o") + 1] for words in commands]
+        objects = [path for path in objects if path.is_relative_to(BUILD / "src")]
         symbols = subprocess.run(["nm", "-C", "--defined-only", *objects], capture_output=True, text=True, check=True).stdout
         return {int(number) for number in re.findall(r"mutation::asks<(\d+)>", symbols)}
 
 
-def limits(seconds):
-    def apply():
-        os.setpgid(0, 0)
-        resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
-        resource.setrlimit(resource.RLIMIT_CPU, (seconds, seconds + 1))
-        resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
-    return apply
-
-
 def run_tests(number, names, seconds, record=None):
     """How the tests end with this mutant: passed, failed, crashed or endless."""
-    environment = {**os.environ, "MUTANT": str(number), "GTEST_BRIEF": "1"}
+    environment = {**os.environ, "MUTANT": str(number)}
+    command = ["prlimit", f"--cpu={seconds}:{seconds + 1}", f"--as={MEMORY}", "--core=0", PROGRAM,
+               "--gtest_filter=" + ":".join(names)]
     if record:
         environment["MUTATION_RECORD"] = str(record)
-    command = [PROGRAM, "--gtest_filter=" + ":".join(names)]
-    if not record:
+    else:
         command.append("--gtest_fail_fast")
     process = subprocess.Popen(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                               stderr=subprocess.DEVNULL, preexec_fn=limits(seconds))
+                               stderr=subprocess.DEVNULL)
     try:
         status = process.wait(seconds * WALL)
     except subprocess.TimeoutExpired:
-        os.killpg(process.pid, signal.SIGKILL)
+        process.kill()
         process.wait()
         return "endless"
     if status in (-signal.SIGXCPU, -signal.SIGKILL):
@@ -260,14 +266,14 @@ def table(mutants, endings):
     return lines
 
 
-def keys(mutants):
-    """A name for each that outlives changes elsewhere in its file."""
+def keys(mutants, wanted=None):
+    """A name for each that outlives changes elsewhere in its file; all of them, or those that are wanted."""
     seen = collections.Counter()
     named = {}
     for mutant in mutants:
         seen[mutant.key()] += 1
         named[f"{mutant.key()}|{seen[mutant.key()]}"] = mutant
-    return named
+    return named if wanted is None else {key: named[key] for key in wanted if key in named}
 
 
 def compare(results, path):
