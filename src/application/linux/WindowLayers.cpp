@@ -35,6 +35,14 @@ void withdrawSelection(GtkWidget* widget) {
         gdk_clipboard_set_content(selection, nullptr);
 }
 
+/// A field would select its whole text, which the next key would replace.
+void setFocus(GtkWindow* window, GtkWidget* widget) {
+    if (GTK_IS_TEXT(widget))
+        gtk_text_grab_focus_without_selecting(GTK_TEXT(widget));
+    else
+        gtk_window_set_focus(window, widget);
+}
+
 std::set<GtkWindow*> toplevels() {
     std::set<GtkWindow*> windows;
     auto* const list = gtk_window_get_toplevels();
@@ -162,7 +170,7 @@ void WindowLayers::giveFocus(Layer layer) {
         if (gtk_widget_is_ancestor(focus, holder.gobj()))
             return;
     if (kept && gtk_widget_is_ancestor(kept.get(), holder.gobj()) && gtk_widget_is_sensitive(kept.get()))
-        gtk_window_set_focus(window_.gobj(), kept.get());
+        setFocus(window_.gobj(), kept.get());
     else
         // A screen that does not choose for itself, a page for one, has the keyboard as a whole.
         holder.child_focus(Gtk::DirectionType::TAB_FORWARD);
@@ -189,8 +197,15 @@ void WindowLayers::followWindows() {
 }
 
 void WindowLayers::adjustAll() {
-    for (auto& [window, other] : others_)
+    auto keyboardGoes = false;
+    for (auto& [window, other] : others_) {
+        const auto active = gtk_widget_get_visible(GTK_WIDGET(window)) && gtk_window_is_active(window);
         adjust(window, other);
+        keyboardGoes = keyboardGoes || (active && other.hidden);
+    }
+    // A window manager that sees several windows go at once may leave nobody with their keyboard.
+    if (keyboardGoes && window_.get_mapped())
+        window_.present();
     if (overlayWidget_) {
         returning_.stop();
         return;
@@ -237,7 +252,7 @@ void WindowLayers::restore(GtkWindow* window, Other& other) {
     gtk_widget_set_sensitive(GTK_WIDGET(window), TRUE);
     const auto focus = std::exchange(other.focus, {});
     if (focus && gtk_widget_is_ancestor(focus.get(), GTK_WIDGET(window)))
-        gtk_window_set_focus(window, focus.get());
+        setFocus(window, focus.get());
 }
 
 void WindowLayers::whenDrawn(std::function<void()> drawn) {
