@@ -27,11 +27,13 @@ public:
     std::vector<Cookie> cookies;
 
     std::vector<Cookie> cookiesFor(const Url& url) const override {
+        std::multimap<std::size_t, Cookie, std::greater<>> byPath;
+        for (const auto& cookie : cookies)
+            if (applies(cookie, url))
+                byPath.emplace(cookie.path.size(), cookie);
         std::vector<Cookie> result;
-        std::copy_if(cookies.begin(), cookies.end(), std::back_inserter(result),
-                     [&](const Cookie& cookie) { return applies(cookie, url); });
-        std::stable_sort(result.begin(), result.end(),
-                         [](const auto& a, const auto& b) { return a.path.size() > b.path.size(); });
+        for (auto& [length, cookie] : byPath)
+            result.push_back(std::move(cookie));
         return result;
     }
     void remove(const Cookie& cookie) override {

@@ -225,7 +225,10 @@ Task<> SecretServiceKeychain::write(SecretText data) {
     const auto item = co_await locate(&session, attributes.get());
     const auto content = data.view();
     const Value value(secret_value_new(content.data(), static_cast<gssize>(content.size()), contentType));
-    co_await item ? replace(&session, item, value.get()) : add(&session, attributes.get(), value.get());
+    if (item)
+        co_await replace(&session, item, value.get());
+    else
+        co_await add(&session, attributes.get(), value.get());
 }
 
 Task<> SecretServiceKeychain::remove() {
