@@ -64,8 +64,7 @@ TEST_F(DownloadsTest, aFileHasItsNameOnlyOnceItIsWholeAndOnTheDisk) {
 TEST_F(DownloadsTest, eachOfOneNameGetsItsOwnInWhicheverOrderTheyEnd) {
     folder.files.insert(in(".report 2.pdf.brisko.part")); // left by a crash
     const auto first = begin("report.pdf");
-    const auto second = begin("report.pdf");
-    second->finish();
+    begin("report.pdf")->finish();
     const auto third = begin("report.pdf");
     first->finish();
     third->finish();
@@ -95,9 +94,9 @@ TEST_F(DownloadsTest, whatDoesNotFinishLeavesNothingAndIsToldOnceUnlessAPersonWa
     EXPECT_THAT(folder.names(), IsEmpty());
     folder.refusal.reset();
     const auto removed = begin("a");
-    folder.files.clear();
+    folder.files.clear(); // somebody tidied the folder up
     removed->finish();
-    EXPECT_THAT(told(), ElementsAre("No such file or directory")) << "somebody tidied the folder up";
+    EXPECT_THAT(told(), ElementsAre("No such file or directory"));
     folder.folder.reset();
     EXPECT_TRUE(begin("a")->cancelled);
     EXPECT_THAT(told(), IsEmpty());

@@ -30,8 +30,6 @@ public:
         : engine(makeEngine(newFolder(), origin, trusted)) {
         makeView();
     }
-    Browser(const Browser&) = delete;
-    Browser& operator=(const Browser&) = delete;
     ~Browser() { gtk_window_destroy(GTK_WINDOW(window.get())); }
 
     void makeView();

@@ -116,7 +116,7 @@ TEST_F(PageScripts, pressTheKeysOfACombo) {
         document.getElementById('field').focus();
         for (const combo of ['mod+shift+enter', 'alt+space', 'mod+,', 'up', 'down', 'left', 'right', 'escape',
                              'backspace', 'delete', 'ctrl+F5', 'constructor', '', 7]) __brisko.run(combo);
-        return pressed.map((text) => text.replace('BODY ', '').replace(' defaultPrevented', '')))"),
+        return pressed.map((text) => text.replace(/^BODY (.*) defaultPrevented$/, '$1')))"),
         parseJson(R"(["Enter metaKey shiftKey", "  altKey", ", metaKey", "ArrowUp", "ArrowDown", "ArrowLeft",
                             "ArrowRight", "Escape", "Backspace", "Delete", "F5", "constructor", "", "7"])"));
 }
@@ -150,19 +150,17 @@ TEST_F(PageScripts, reportEachColourOnceAndAreSilentWhileNothingChanges) {
 }
 
 TEST_F(PageScripts, reportTheAccountsBindingsWhenTheServiceHasSome) {
-    for (const auto& [status, settings, reported] :
-         {std::tuple(200, R"({"shortcuts": {"newTask": "mod+j", "search": 5}})", 1),
-          std::tuple(200, R"({"shortcuts": null})", 0), std::tuple(200, "null", 0),
-          std::tuple(200, R"({"shortcuts")", 0),
-          std::tuple(401, R"({"shortcuts": {"newTask": "mod+j"}})", 0)}) {
-        posted.clear();
+    for (const auto& [status, settings] :
+         {std::pair(200U, R"({"shortcuts": {"newTask": "mod+j", "search": 5}})"),
+          std::pair(200U, R"({"shortcuts": null})"), std::pair(200U, "null"),
+          std::pair(200U, R"({"shortcuts")"), std::pair(401U, R"({"shortcuts": {"newTask": "mod+l"}})")}) {
         server.requests.clear();
-        server.pages["/api/settings"] = {settings, "application/json", static_cast<unsigned>(status)};
+        server.pages["/api/settings"] = {settings, "application/json", status};
         browser.shows(server.url("/"));
         MainLoop::runUntil([&] { return server.wasAsked("/api/settings"); });
         // What the script does with the answer happens before what the page does after a later request.
         browser.ask("await (await fetch('/')).text(); await new Promise(requestAnimationFrame)");
-        std::erase_if(posted, [](const Json& body) { return !body.contains("shortcuts"); });
-        EXPECT_EQ(posted, reported ? std::vector{parseJson(settings)} : std::vector<Json>()) << settings;
     }
+    std::erase_if(posted, [](const Json& body) { return !body.contains("shortcuts"); });
+    EXPECT_THAT(posted, ElementsAre(parseJson(R"({"shortcuts": {"newTask": "mod+j", "search": 5}})")));
 }

@@ -38,25 +38,22 @@ void set(WebDataStore& store, const std::vector<Cookie>& cookies) {
 Cookie session(const std::string& value, const std::string& domain = "brisko.example") {
     // The same in every cookie of a test, in the whole seconds in which cookies are kept.
     static const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-    Cookie cookie;
-    cookie.name = "brisko_session";
-    cookie.value = value;
-    cookie.domain = domain;
-    cookie.secure = true;
-    cookie.httpOnly = true;
-    cookie.sameSite = Cookie::SameSite::strict;
-    cookie.expires = now + std::chrono::hours(24);
-    return cookie;
+    return {.name = "brisko_session",
+            .value = value,
+            .domain = domain,
+            .expires = now + std::chrono::hours(24),
+            .secure = true,
+            .httpOnly = true,
+            .sameSite = Cookie::SameSite::strict};
 }
 
-Cookie untilTheEnd() {
-    auto cookie = session("dark", ".brisko.example");
-    cookie.path = "/board";
-    cookie.secure = cookie.httpOnly = false;
-    cookie.sameSite = Cookie::SameSite::lax;
-    cookie.expires.reset();
-    return cookie;
-}
+/// Of the session that the program is.
+const Cookie theme = {.name = "theme",
+                      .value = "dark",
+                      .domain = ".brisko.example",
+                      .path = "/board",
+                      .expires = {},
+                      .sameSite = Cookie::SameSite::lax};
 
 } // namespace
 
@@ -69,7 +66,7 @@ TYPED_TEST(WebDataStoreContract, givesBackEveryCookieAsItWasSetAndRemovesThoseOf
     EXPECT_THAT(list(this->store), IsEmpty());
     auto otherPath = session("path");
     otherPath.path = "/other";
-    const std::vector others = {untilTheEnd(), otherPath, session("hosts", ".brisko.example"),
+    const std::vector others = {theme, otherPath, session("hosts", ".brisko.example"),
                                 session("elsewhere", "elsewhere.example")};
     set(this->store, others);
     set(this->store, {session("one"), session("two")}); // of the same name, domain and path
@@ -94,7 +91,7 @@ TEST(WebEngine, keepsWhatHasAnExpiryForTheNextStartInFoldersOfItsOwnThatItSaysIt
         return *engine;
     });
     EXPECT_EQ(engine, nullptr);
-    set(store, {session("kept"), untilTheEnd()});
+    set(store, {session("kept"), theme});
     engine.reset();
     for (const auto* name : {"data", "cache"})
         EXPECT_EQ(fs::status(folder / name).permissions(), fs::perms::owner_all) << name;

@@ -17,10 +17,7 @@ protected:
 } // namespace
 
 TEST_F(WebKitView, showsAPageWithTheCookiesOfTheStoreAndTheApplicationNameOnceInTheUserAgent) {
-    Cookie cookie;
-    cookie.name = "brisko_session";
-    cookie.value = "one";
-    cookie.domain = "localhost";
+    const Cookie cookie = {.name = "brisko_session", .value = "one", .domain = "localhost", .expires = {}};
     MainLoop::finish(browser.store().setCookie(cookie));
     ASSERT_TRUE(browser.shows(server.url("/")));
     EXPECT_EQ(browser.ask("return [document.title, isSecureContext, document.cookie]"),
