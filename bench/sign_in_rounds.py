@@ -8,8 +8,8 @@ import time
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" / "app"))
-from desktop import Journey, press, type_text, until  # noqa: E402
-from journeys import IDENTIFIER, USER, PASSWORD, declines_passcode, fill, see_page  # noqa: E402
+from desk import until  # noqa: E402
+from journey import PASSWORD, USER, Journey  # noqa: E402
 from processes import mebibytes, tree  # noqa: E402
 
 ROUNDS = 10
@@ -20,21 +20,16 @@ SETTLING = 2  # seconds, in which the toolkit frees what it drew with
 
 class Rounds(Journey):
     def test_rounds(self):
-        service = self.run_service()
-        program = self.open_program(service)
+        program = self.open_program()
         figures = []
         for number in range(ROUNDS + AVERAGED):
-            program.see_focus(IDENTIFIER if number == 0 else "Password")
-            fill(*([USER, PASSWORD] if number == 0 else [PASSWORD]))
-            press("Return")
-            declines_passcode(program)
-            see_page(program)
-            until("the page", lambda: len(service.sessions()) == 1)
-            service.post("/api/auth/logout", cookie=self.cookie())
+            self.sign_in(program, *([USER, PASSWORD] if number == 0 else [PASSWORD]),
+                         field="Username or email" if number == 0 else "Password")
+            self.service.send("POST", "/api/auth/logout", cookie=self.cookie())
             program.again("brisko://today")
             program.see_focus("Password")
             # The page's process ends a little after the page.
-            until("the end of the page's process", lambda: "WebKitWebProces" not in program.web_processes())
+            until("the end of the page's process", lambda: "WebKitWebProces" not in program.engine().values())
             time.sleep(SETTLING)
             processes = tree(program.process.pid)
             figures.append((len(processes), mebibytes(processes)))

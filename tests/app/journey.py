@@ -161,6 +161,13 @@ class Program:
                 raise NotYet("it is not known to assistive technology")
         return self.accessible.inside()
 
+    def state(self):
+        """For the report on a failure."""
+        try:
+            return [element for element in self.elements() if element.name]
+        except (AssertionError, GLib.Error, NotYet) as failure:
+            return str(failure)
+
     def named(self, name, role=None):
         return (e for e in self.elements() if e.name == name and role in (None, e.role))
 
@@ -301,9 +308,8 @@ class Journey(unittest.TestCase):
         seen = {"screen": f"{PICTURES / self.id()}.png", "requests": [f"{r.method} {r.path}" for r in self.service.requests],
                 "page": self.service.page.run(STATE, deadline=2)}
         for program in self.programs:
-            ended = program.process.poll() is not None
-            seen[program.process.pid] = {"ended": program.process.returncode, "said": program.said(),
-                                         "window": [] if ended else [e for e in program.elements() if e.name]}
+            seen[f"program {program.process.pid}"] = program.state()
+            seen[f"what {program.process.pid} said"] = program.said()
         return pprint.pformat(seen, width=150)
 
     def setUp(self):
