@@ -53,16 +53,17 @@ def until_equal(what, look, expected):
         raise AssertionError(f"Waited in vain for {what} to be {expected!r}; saw {seen}.") from None
 
 
+def run(*words):
+    return subprocess.run(words, check=True, capture_output=True, text=True).stdout
+
+
 class X11Desk:
     """The hands and eyes of a person at an X11 desktop with one screen. Windows go by their ids."""
 
     SCREEN = Box(0, 0, 1400, 1000)
 
-    def run(self, *words):
-        return subprocess.run(words, check=True, capture_output=True, text=True).stdout
-
     def xdotool(self, *words):
-        return self.run("xdotool", *map(str, words))
+        return run("xdotool", *map(str, words))
 
     # Hands.
 
@@ -108,7 +109,7 @@ class X11Desk:
 
     def stack(self):
         """The windows on the screen, the topmost last."""
-        shown = self.run("xprop", "-root", "-notype", "_NET_CLIENT_LIST_STACKING")
+        shown = run("xprop", "-root", "-notype", "_NET_CLIENT_LIST_STACKING")
         return [str(int(window, 16)) for window in re.findall("0x[0-9a-f]+", shown)]
 
     def picture(self, box=None):

@@ -6,9 +6,6 @@
             self.service.page.see_ready()
             desk.press("ctrl+n")                              # once: what it leads to is asked for
             self.service.page.see("document.activeElement.id", "taskTitle")
-            desk.type("Tea")
-            desk.press("Return")
-            until_equal("the tasks", lambda: "Tea" in self.service.tasks(USER), True)
             program.click("Close", "push button")
 
 A journey that fails tells what its programs, the page and the service were at, and leaves a picture of the screen in the
@@ -29,8 +26,8 @@ import unittest
 
 from gi.repository import Atspi, Gio, GLib
 
-from desk import DEADLINE, Box, NotYet, desk, until, until_equal
-from service import Service
+from desk import DEADLINE, Box, NotYet, desk, run, until, until_equal
+from service import STATE, Service
 
 PROGRAM = os.environ["BRISKO"]
 PICTURES = pathlib.Path(os.environ["BRISKO_PICTURES"])
@@ -112,6 +109,10 @@ class Element:
         return Box(*self.call("org.a11y.atspi.Component", "GetExtents", "(u)", Atspi.CoordType.WINDOW))
 
 
+class Ended(AssertionError):
+    pass
+
+
 class Program:
     """The program, started with `arguments` in `profile`, until it ends or is stopped."""
 
@@ -149,7 +150,7 @@ class Program:
     def elements(self):
         """All that its windows hold, in the order of the tree."""
         if self.process.poll() is not None:
-            raise AssertionError(f"The program has ended with {self.process.returncode}.")
+            raise Ended(f"The program has ended with {self.process.returncode}.")
         if not self.accessible:
             bus = Element("org.freedesktop.DBus", "/org/freedesktop/DBus")
             for child in Element("org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root").inside():
@@ -160,19 +161,26 @@ class Program:
                 raise NotYet("it is not known to assistive technology")
         return self.accessible.inside()
 
-    def named(self, name, role=None):
-        return (e for e in self.elements() if e.name == name and (role is None or e.role == role))
+    def state(self):
+        """For the report on a failure."""
+        try:
+            return [element for element in self.elements() if element.name]
+        except (AssertionError, GLib.Error, NotYet) as failure:
+            return str(failure)
 
-    def look(self, name, role=None, index=0):
-        """The first element of that name; of several, the one at `index`, which may count from the end."""
-        found = next(self.named(name, role), None) if index == 0 else [*self.named(name, role)][index:][:1]
+    def named(self, name, role=None):
+        return (e for e in self.elements() if e.name == name and role in (None, e.role))
+
+    def look(self, name, role=None, last=False):
+        """The first element of that name, or the last one."""
+        found = [*self.named(name, role)][-1:] if last else next(self.named(name, role), None)
         if not found:
             raise NotYet(f"no {role or 'element'} '{name}'")
-        return found if index == 0 else found[0]
+        return found[0] if last else found
 
-    def see(self, name, role=None, index=0):
+    def see(self, name, role=None):
         """Waits for an element of that name."""
-        return until(f"'{name}'", lambda: self.look(name, role, index))
+        return until(f"'{name}'", lambda: self.look(name, role))
 
     def shows(self, name, role=None):
         return any(True for _ in self.named(name, role))
@@ -183,59 +191,46 @@ class Program:
     def see_text(self, field, text):
         until_equal(f"the text of '{field}'", lambda: self.look(field).text, text)
 
-    def see_enabled(self, name, role="push button", index=0):
-        until(f"an enabled '{name}'", lambda: "sensitive" in self.look(name, role, index).states)
-
-    def focused(self, role=None):
-        """The name of the element with the keyboard, None where there is none."""
-        return next((e.name for e in self.elements() if "focused" in e.states and (role is None or e.role == role)),
-                    None)
+    def see_enabled(self, button):
+        """The last of that name: the form's own button comes after the one that leads to the form."""
+        until(f"an enabled '{button}'", lambda: "sensitive" in self.look(button, "push button", last=True).states)
 
     def see_focus(self, name):
         """Waits for the keyboard to be in an element of that name."""
         until(f"the keyboard in '{name}'", lambda: any("focused" in e.states for e in self.named(name)))
 
     def see_window(self, title="brisko"):
-        """Waits for its window to have the keyboard of the desktop."""
+        """Waits for its window or panel of that title to have the keyboard of the desktop."""
         until_equal("the active window", lambda: desk.active()[1:], (title, self.process.pid))
-        until(f"an active frame '{title}'", lambda: any("active" in e.states for e in self.named(title, "frame")))
-
-    def see_panel(self, title):
-        """Waits for a panel or a dialog of that title to have the keyboard of the desktop."""
-        until_equal("the active window", lambda: desk.active()[1:], (title, self.process.pid))
-
-    def see_no_panel(self, title):
-        until(f"no panel '{title}'", lambda: not self.windows(f"^{title}$"))
 
     def windows(self, title=""):
         return desk.windows(self.process.pid, title)
 
     def see_no_window(self):
-        until("no window", lambda: not self.windows())
+        until_equal("the windows", self.windows, [])
 
     def place(self, element):
         """The middle of an element on the screen."""
-        elements = [*self.elements()]
-        # A panel does not say that it is active, but then no other window does.
-        active = [e for e in elements if e.role == "frame" and "active" in e.states]
-        frame = (active or [e for e in elements if e.role == "dialog"])[-1].box
-        window = desk.box(desk.active()[0])
+        window, title, _ = desk.active()
+        box, outer = element.box, desk.box(window)
+        frame = [e for e in self.named(title) if e.role in ("frame", "dialog")][-1].box
         # The window is larger than its frame by the border that it draws itself.
-        left = window.x + (window.width - frame.width) // 2
-        top = window.y + (window.height - frame.height) // 2
-        box = element.box
-        return left + box.x + box.width // 2, top + box.y + box.height // 2
+        return (outer.x + (outer.width - frame.width + box.width) // 2 + box.x,
+                outer.y + (outer.height - frame.height + box.height) // 2 + box.y)
 
-    def click(self, name, role=None, index=0, button=1):
-        desk.click(*self.place(self.see(name, role, index)), button)
+    def click(self, name, role=None):
+        desk.click(*self.place(self.see(name, role)))
 
     # Its menus.
 
+    def step_aside(self):
+        """Puts the pointer where it takes no part: in the middle of the window's header."""
+        box = desk.box(desk.active()[0])
+        desk.move(box.x + box.width * 2 // 3, box.y + 20)
+
     def open_menu(self, menu):
         """Opens it with the keyboard; returns it."""
-        # A pointer over the menus would take part.
-        x, y, width, _ = desk.box(desk.active()[0])
-        desk.move(x + width * 2 // 3, y + 20)
+        self.step_aside()
         desk.press("F10")
         for title in MENUS:
             opened = self.see(title, "menu")
@@ -243,31 +238,32 @@ class Program:
                 return opened
             desk.press("Right")
 
-    def see_menus_closed(self):
-        until("closed menus", lambda: self.process.poll() is not None or not any(
-            self.shows(title, "menu") for title in MENUS))
+    def close_menu(self, menu):
+        desk.press("Escape")
+        self.see_closed(menu)
+
+    def see_closed(self, menu):
+        with contextlib.suppress(Ended):  # which an item may be for
+            until(f"'{menu}' to close", lambda: not self.shows(menu, "menu"))
 
     def choose(self, menu, item):
         """An item of a menu, with the keyboard."""
-        self.choose_in(item, self.open_menu(menu))
-        self.see_menus_closed()
+        self.choose_in(self.open_menu(menu).inside, item)
+        self.see_closed(menu)
 
-    def choose_in(self, item, menu=None):
-        """An item of a menu that is open, or opens now, with the keyboard."""
+    def choose_in(self, look, item):
+        """An item of what `look` finds, which is open or opens now, with the keyboard."""
 
         def focused():
-            inside = menu.inside() if menu else self.elements()
-            return next((e.name for e in inside if e.role == "menu item" and "focused" in e.states), None)
+            return next((e.name for e in look() if e.role == "menu item" and "focused" in e.states), None)
 
         while (name := until("an item with the keyboard", focused)) != item:
             desk.press("Down")
             until(f"the item after '{name}'", lambda: focused() not in (None, name))
         desk.press("Return")
-        until(f"the end of '{item}'", lambda: self.process.poll() is not None or not self.shows(item, "menu item"))
 
     def click_item(self, menu, item):
-        """The same with the pointer."""
-        x, y, width, _ = desk.box(desk.active()[0])
+        """An item of a menu, with the pointer."""
         self.click(menu, "menu item")
         frame = self.see(menu, "menu").box
         # A menu is a window of its own, and places inside it count from its corner.
@@ -275,30 +271,17 @@ class Program:
             (box for box in map(desk.box, self.windows()) if box[2:] == frame[2:]), None))
         box = self.see(item, "menu item").box
         desk.click(popover.x + box.x - frame.x + box.width // 2, popover.y + box.y - frame.y + box.height // 2)
-        desk.move(x + width * 2 // 3, y + 20)
-        self.see_menus_closed()
+        self.see_closed(menu)
 
     # What it is made of.
 
     def engine(self):
         """The web engine's processes that it has started: names, of which the kernel keeps 15 letters, by their ids."""
-        parents = {}
-        names = {}
-        for folder in pathlib.Path("/proc").glob("[0-9]*"):
-            try:
-                status = dict(line.split(":\t", 1) for line in (folder / "status").read_text().splitlines())
-            except OSError:
-                continue
-            names[int(folder.name)] = status["Name"]
-            parents[int(folder.name)] = int(status["PPid"])
-
-        def is_ours(process):
-            return process == self.process.pid or (process in parents and is_ours(parents[process]))
-
-        return {process: name for process, name in names.items() if name.startswith("WebKit") and is_ours(process)}
-
-    def maps(self, library):
-        return library in pathlib.Path(f"/proc/{self.process.pid}/maps").read_text()
+        listed = [line.split() for line in run("ps", "-e", "-o", "pid=,ppid=,comm=").splitlines()]
+        ours = {str(self.process.pid)}
+        for _ in range(4):  # generations: the engine's launchers stand between
+            ours |= {process for process, parent, *_ in listed if parent in ours}
+        return {int(process): name for process, _, name, *_ in listed if process in ours and name.startswith("WebKit")}
 
 
 class Journey(unittest.TestCase):
@@ -307,23 +290,27 @@ class Journey(unittest.TestCase):
     def __init__(self, name):
         super().__init__(name)
         for part in ("setUp", name):
-            setattr(self, part, self.explained(getattr(self, part)))
+            # What is a plain function counts as a static method when a test is named.
+            setattr(self, part, functools.partial(self.explain, getattr(self, part)))
 
-    def explained(self, part):
-        """The same, but a failure tells what there was to be seen."""
+    def explain(self, part):
+        """Runs it; a failure tells what there was to be seen."""
+        try:
+            part()
+        except Exception as failure:
+            if not hasattr(failure, "__notes__"):
+                failure.add_note(self.report())
+            raise
 
-        def run():
-            try:
-                part()
-            except unittest.SkipTest:
-                raise
-            except Exception as failure:
-                if not hasattr(failure, "explained"):
-                    failure.explained = True
-                    failure.add_note(self.report())
-                raise
-
-        return functools.partial(run)  # what is a plain function counts as a static method when a test is named
+    def report(self):
+        PICTURES.mkdir(parents=True, exist_ok=True)
+        desk.picture().save(PICTURES / f"{self.id()}.png")
+        seen = {"screen": f"{PICTURES / self.id()}.png", "requests": [f"{r.method} {r.path}" for r in self.service.requests],
+                "page": self.service.page.run(STATE, deadline=2)}
+        for program in self.programs:
+            seen[f"program {program.process.pid}"] = program.state()
+            seen[f"what {program.process.pid} said"] = program.said()
+        return pprint.pformat(seen, width=150)
 
     def setUp(self):
         # The engine's processes outlive the program for a moment, in which they may still write.
@@ -339,15 +326,19 @@ class Journey(unittest.TestCase):
 
     def open_program(self, *arguments, signed_in=False, profile="profile", environment=None):
         """Starts the program at the service, after a sign-in if so wanted, and waits for its window."""
-        profile = self.folder / profile
         if signed_in:
-            self.service.sign_in(profile, USER, PASSWORD)
-        program = Program(profile, *(arguments or self.service.arguments), environment=environment)
+            self.service.sign_in(self.folder / profile, USER, PASSWORD)
+        program = Program(self.folder / profile, *(arguments or self.service.arguments), environment=environment)
         self.addCleanup(program.log.close)
         self.addCleanup(program.stop)
         self.programs.append(program)
         program.see_window()
         return program
+
+    def tearDown(self):
+        for program in self.programs:
+            program.stop()
+            self.assertEqual(program.complaints(), [])
 
     def cookie(self, profile="profile"):
         """That of the session which the program keeps."""
@@ -371,13 +362,10 @@ class Journey(unittest.TestCase):
         browser = self.folder / "browser"
         browser.write_text(f'#!/bin/sh\necho "$1" >>{self.visited}\n')
         browser.chmod(0o700)
-        applications = self.folder / "share" / "applications"
-        applications.mkdir(parents=True)
+        (applications := self.folder / "share" / "applications").mkdir(parents=True)
         (applications / "browser.desktop").write_text(
-            f"[Desktop Entry]\nType=Application\nName=Browser\nExec={browser} %u\n"
-            "MimeType=x-scheme-handler/https;\n")
-        (applications / "mimeapps.list").write_text(
-            "[Default Applications]\nx-scheme-handler/https=browser.desktop\n")
+            f"[Desktop Entry]\nType=Application\nName=Browser\nExec={browser} %u\nMimeType=x-scheme-handler/https;\n")
+        (applications / "mimeapps.list").write_text("[Default Applications]\nx-scheme-handler/https=browser.desktop\n")
         return {"XDG_DATA_HOME": str(applications.parent)}
 
     def visits(self):
@@ -386,21 +374,3 @@ class Journey(unittest.TestCase):
 
     def see_visits(self, *addresses):
         until_equal("the addresses in the browser", self.visits, list(addresses))
-
-    def tearDown(self):
-        for program in self.programs:
-            program.stop()
-            self.assertEqual(program.complaints(), [])
-
-    def report(self):
-        PICTURES.mkdir(parents=True, exist_ok=True)
-        picture = PICTURES / f"{self.id()}.png"
-        desk.picture().save(picture)
-        seen = {"screen": str(picture), "page": self.service.page.state(),
-                "requests": [f"{r.method} {r.path}" for r in self.service.requests[-20:]]}
-        for program in self.programs:
-            ended = program.process.poll()
-            seen[f"program {program.process.pid}"] = f"ended with {ended}" if ended is not None else [
-                e for e in program.elements() if e.name]
-            seen[f"what {program.process.pid} said"] = program.said()[-20:]
-        return pprint.pformat(seen, width=150)

@@ -1,18 +1,13 @@
 """The embedded service with the test's ear at the door: a server that hands every request on to the service's own process
-and can count, hold and refuse them, or show pages of the test's own instead.
+and can count and script them, and that puts a probe into each page which asks the test for work, so that a test asks the
+page what it is instead of looking at it:
 
-Into each page goes a probe that asks the test for work, so that a test asks the page what it is instead of looking at it:
-
-    service = Service(folder)                                 Journey has one, `self.service`
     service.page.see_ready()                                  drawn, hears its keys and has the keyboard
     service.page.see("document.title", "brisko")              waits for that value
     service.page.ask("return await BriskoNative.badge(3)")    runs it once and returns what comes of it
     service.show("/", "<button>1</button>")                   a page of the test's own at that path
-    service.refuse("/api/auth/login", 401, "Not today.")      an answer of the test's own
-    service.hold("/api/tasks")                                an event; nothing is answered before it is set
-    service.bodies("/api/auth/login")                         what has been asked, JSON already read
-    service.go_away(), service.come_back()                    nobody listens meanwhile
-    service.tasks("ada"), service.sessions()                  what the service keeps
+    service.refuse("/api/auth/login", "Not today.")           an answer of the test's own
+    service.bodies("/api/auth/login")                         what has been asked
 """
 
 import collections
@@ -32,7 +27,7 @@ import urllib.parse
 from desk import DEADLINE, GLANCE
 
 Request = collections.namedtuple("Request", "method path query headers body")
-Answer = collections.namedtuple("Answer", "status headers parts")  # whose length a list tells, else the headers
+Answer = collections.namedtuple("Answer", "status headers parts")
 
 PROBE = """<script>(() => {
     const work = async () => {
@@ -53,15 +48,10 @@ PROBE = """<script>(() => {
 })()</script>"""
 
 READY = "document.readyState === 'complete' && !document.querySelector('[aria-busy=true]') && document.hasFocus()"
-STATE = """const of = (node) => node && node.outerHTML.slice(0, 200);
-    return { address: location.href, ready: document.readyState, title: document.title, keyboard: document.hasFocus(),
+STATE = """const of = (node) => node?.outerHTML.slice(0, 200);
+    return { address: location.href, ready: document.readyState, keyboard: document.hasFocus(), busy: document.body.ariaBusy,
              focus: of(document.activeElement), value: document.activeElement?.value,
-             dialog: of(document.querySelector('dialog[open]')),
-             text: document.body.innerText.replace(/\\s+/g, ' ').slice(0, 500) }"""
-
-
-def html(text, status=200):
-    return Answer(status, [("Content-Type", "text/html; charset=utf-8")], [text.encode()])
+             dialog: of(document.querySelector('dialog[open]')), text: document.body.innerText.slice(0, 300) }"""
 
 
 class Page:
@@ -70,7 +60,7 @@ class Page:
     def __init__(self):
         self.news = threading.Condition()
         self.shown = []  # one entry for each page that has been shown, that of one which came back from the history too
-        self.scripts = {}  # not yet taken, by their numbers
+        self.scripts = {}  # that no page has taken yet, by their numbers
         self.answers = {}
         self.count = 0
         self.ended = False
@@ -129,78 +119,59 @@ class Page:
         self.see(READY)
 
     def see_another(self, count):
-        """Waits for a page after the first `count`, which `len(page.shown)` has told before, and for its being ready."""
+        """Waits for a page after the first `count`, which `len(page.shown)` has told before, to be ready."""
         with self.news:
             if not self.news.wait_for(lambda: len(self.shown) > count, DEADLINE):
                 raise AssertionError(f"Waited in vain for another page after {count}.")
         self.see_ready()
 
-    def state(self):
-        """For the report on a failure: a page that is stuck is not waited for."""
-        return self.run(STATE, deadline=2) if self.shown else "there has been no page"
-
 
 class Service:
     def __init__(self, folder):
-        self.folder = folder
         self.page = Page()
         self.requests = []
-        self.scripted = {}
-        self.gates = {}
-        self.open_connections = set()
-        self.start_process()
-        self.certificate = folder / "front.pem"
+        self.scripted = {}  # what answers instead of the service, by the path
+        self.connections = set()
+        self.state, self.certificate, self.key = (folder / name for name in ("service.json", "front.pem", "front.key"))
+        self.process = subprocess.Popen(
+            [os.environ["BRISKO_DEMO_SERVICE"], "--stay", "--certificate", folder / "service.pem", "--state", self.state,
+             "--captcha-answer", "tour"], stdout=subprocess.PIPE, text=True)
+        greeting = json.loads(self.process.stdout.readline())
+        self.behind = urllib.parse.urlsplit(greeting["origin"]).netloc
+        self.trust = ssl.create_default_context(cafile=greeting["certificate"])
         subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
-                        "-days", "1", "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1,DNS:localhost",
-                        "-out", self.certificate, "-keyout", folder / "front.key"], check=True, capture_output=True)
+                        "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1", "-out", self.certificate,
+                        "-keyout", self.key], check=True, capture_output=True)
         # Keeps the port for this service while nobody listens there.
         self.place = socket.socket()
         self.place.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
         self.place.bind(("127.0.0.1", 0))
-        self.origin = f"https://127.0.0.1:{self.place.getsockname()[1]}"
+        self.port = self.place.getsockname()[1]
+        self.origin = f"https://127.0.0.1:{self.port}"
+        self.arguments = ["--service-origin", self.origin, "--service-ca", self.certificate]
         self.come_back()
-
-    def start_process(self):
-        self.state = self.folder / "service.json"
-        self.process = subprocess.Popen(
-            [os.environ["BRISKO_DEMO_SERVICE"], "--stay", "--certificate", self.folder / "service.pem", "--state",
-             self.state, "--captcha-answer", "tour"], stdout=subprocess.PIPE, text=True)
-        greeting = json.loads(self.process.stdout.readline())
-        self.behind = urllib.parse.urlsplit(greeting["origin"])
-        self.trust = ssl.create_default_context(cafile=greeting["certificate"])
-
-    @property
-    def arguments(self):
-        return ["--service-origin", self.origin, "--service-ca", self.certificate]
-
-    # The front.
 
     def come_back(self):
         """Listens, always under the same address and with the same certificate."""
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-        context.load_cert_chain(self.certificate, self.folder / "front.key")
-        self.server = http.server.ThreadingHTTPServer(self.place.getsockname(), self.handler())
-        self.server.daemon_threads = True
+        context.load_cert_chain(self.certificate, self.key)
+        self.server = http.server.ThreadingHTTPServer(("127.0.0.1", self.port), self.handler())
         # A connection that says nothing keeps nobody waiting but its own thread.
         self.server.socket = context.wrap_socket(self.server.socket, server_side=True, do_handshake_on_connect=False)
+        self.server.daemon_threads = True
         self.server.handle_error = lambda *_: None  # whoever asked has gone
-        self.thread = threading.Thread(target=self.server.serve_forever, args=(0.01,), daemon=True)
-        self.thread.start()
+        threading.Thread(target=self.server.serve_forever, args=(GLANCE,), daemon=True).start()
 
     def go_away(self):
         self.server.shutdown()
         self.server.server_close()
-        self.thread.join(DEADLINE)
-        for connection in list(self.open_connections):
+        for connection in list(self.connections):
             with contextlib.suppress(OSError):
                 connection.shutdown(socket.SHUT_RDWR)
 
     def stop(self):
-        for gate in self.gates.values():
-            gate.set()
         self.page.end()
-        if self.thread.is_alive():
-            self.go_away()
+        self.go_away()
         self.place.close()
         self.process.terminate()
         self.process.wait(DEADLINE)
@@ -212,81 +183,67 @@ class Service:
 
             def setup(self):
                 super().setup()
-                service.open_connections.add(self.request)
-                self.behind = http.client.HTTPSConnection(service.behind.hostname, service.behind.port,
-                                                          context=service.trust)
-
-            def finish(self):
-                service.open_connections.discard(self.request)
-                self.behind.close()
-                super().finish()
+                service.connections.add(self.request)
 
             def answer(self):
                 path, _, query = self.path.partition("?")
                 body = self.rfile.read(int(self.headers.get("Content-Length", 0)))
-                status, headers, parts = service.answer(Request(self.command, path, query, self.headers, body),
-                                                        self.behind)
+                status, headers, parts = service.answer(Request(self.command, path, query, self.headers, body))
+                if isinstance(parts, list):
+                    length = ("Content-Length", str(sum(map(len, parts))))
+                    headers = [*((name, value) for name, value in headers if name != length[0]), length]
                 self.send_response(status)
                 for name, value in headers:
-                    if name not in ("Date", "Connection"):
-                        self.send_header(name, value)
-                if isinstance(parts, list):
-                    self.send_header("Content-Length", str(sum(map(len, parts))))
+                    self.send_header(name, value)
                 self.end_headers()
                 for part in parts:
                     self.wfile.write(part)
                     self.wfile.flush()
 
-            do_GET = do_HEAD = do_POST = do_PATCH = do_PUT = do_DELETE = answer
+            do_GET = do_POST = do_PATCH = do_PUT = do_DELETE = answer
 
             def log_message(self, *_):
                 pass
 
         return Handler
 
-    def answer(self, request, behind):
+    def answer(self, request):
         if request.path == "/probe":
             work = self.page.take(request.query, json.loads(request.body))
             return Answer(200 if work else 204, [], [json.dumps(work).encode()] if work else [])
         self.requests.append(request)
-        if gate := self.gates.get(request.path):
-            gate.wait()
-        scripted = self.scripted.get(request.path)
-        answer = scripted(request) if scripted else self.hand_on(request, behind)
-        if answer.status == 200 and any("text/html" in value for _, value in answer.headers):
-            answer = with_probe(answer)
-        return answer
+        status, headers, parts = self.scripted.get(request.path, self.hand_on)(request)
+        if status == 200 and any("text/html" in value for _, value in headers):
+            parts = [b"".join(parts).replace(b"<!doctype html>", b"<!doctype html>" + PROBE.encode(), 1)]
+            # The page's policy lets nothing run that comes as a text; the probe does.
+            allowed = "default-src 'self' 'unsafe-inline' 'unsafe-eval'"
+            headers = [(name, value.replace("default-src 'self'", allowed)) for name, value in headers]
+        return Answer(status, headers, parts)
 
-    def hand_on(self, request, behind):
-        """The address that the client has asked for goes on with it: the service compares it with the page's origin."""
-        behind.request(request.method, request.path + (request.query and "?" + request.query), request.body,
-                       dict(request.headers))
-        answer = behind.getresponse()
-        headers = [(name, value) for name, value in answer.getheaders() if name != "Content-Length"]
-        return Answer(answer.status, headers, [answer.read()])
+    def hand_on(self, request):
+        """With the address that was asked for, too: the service compares it with the page's origin."""
+        given = self.send(request.method, request.path + "?" + request.query, request.body, headers=dict(request.headers))
+        return Answer(given.status, given.getheaders(), [given.content])
 
     # What a test does with it.
 
     def show(self, path, text):
-        self.scripted[path] = lambda _: html("<!doctype html>" + text)
+        page = ("<!doctype html>" + text).encode()
+        self.scripted[path] = lambda _: Answer(200, [("Content-Type", "text/html; charset=utf-8")], [page])
 
-    def refuse(self, path, status, error):
-        self.scripted[path] = lambda _: Answer(status, [("Content-Type", "application/json")],
-                                               [json.dumps({"error": error}).encode()])
-
-    def hold(self, path):
-        return self.gates.setdefault(path, threading.Event())
+    def refuse(self, path, error):
+        self.scripted[path] = lambda _: Answer(401, [], [json.dumps({"error": error}).encode()])
 
     def bodies(self, path):
         return [json.loads(request.body or "null") for request in self.requests if request.path == path]
 
-    def send(self, method, path, content=None, cookie="", kind="application/json"):
-        """What a browser or the page gets; redirections are not followed."""
-        connection = http.client.HTTPSConnection(self.behind.hostname, self.behind.port, context=self.trust)
+    def send(self, method, path, content=None, cookie="", headers=None):
+        """What a browser or the page gets, its body as `content`; redirections are not followed."""
+        connection = http.client.HTTPSConnection(self.behind, context=self.trust)
         body = content if isinstance(content, (bytes, type(None))) else json.dumps(content).encode()
-        connection.request(method, path, body, {"Cookie": cookie, "Content-Type": kind})
+        connection.request(method, path, body, headers or {"Cookie": cookie, "Content-Type": "application/json"})
         answer = connection.getresponse()
-        answer.content = answer.read().decode()
+        answer.content = answer.read()
         connection.close()
         return answer
 
@@ -294,10 +251,9 @@ class Service:
         """Leaves the profile as the program leaves it after a sign-in."""
         given = self.send("POST", "/api/auth/login", {"username": username, "password": password})
         name, value = given.headers["Set-Cookie"].split(";")[0].split("=", 1)
-        expires = int(time.time()) + 86400
-        kept = {"name": name, "value": value, "domain": "127.0.0.1", "path": "/", "expires": expires, "secure": True,
-                "httpOnly": True, "sameSite": "Lax"}
-        folder = profile / "data" / "origins" / f"127.0.0.1_{self.place.getsockname()[1]}"
+        kept = {"name": name, "value": value, "domain": "127.0.0.1", "path": "/", "expires": int(time.time()) + 86400,
+                "secure": True, "httpOnly": True, "sameSite": "Lax"}
+        folder = profile / "data" / "origins" / f"127.0.0.1_{self.port}"
         (folder / "web").mkdir(parents=True, mode=0o700)
         (folder / "cookies.json").write_text(json.dumps({"version": 1, "cookies": [kept]}))
         # The engine's cookies, as libsoup keeps them.
@@ -305,16 +261,11 @@ class Service:
             jar.execute("CREATE TABLE moz_cookies (id INTEGER PRIMARY KEY, name TEXT, value TEXT, host TEXT, path TEXT,"
                         " expiry INTEGER, lastAccessed INTEGER, isSecure INTEGER, isHttpOnly INTEGER, sameSite INTEGER)")
             jar.execute("INSERT INTO moz_cookies VALUES (NULL, ?, ?, '127.0.0.1', '/', ?, NULL, 1, 1, 1)",
-                        (name, value, expires))
-
-    # What it keeps.
+                        (name, value, kept["expires"]))
 
     def kept(self):
         """Its state; there is none before the first change."""
         return json.loads(self.state.read_text()) if self.state.exists() else {"accounts": [], "sessions": {}}
-
-    def account(self, username):
-        return next((account for account in self.kept()["accounts"] if account["username"] == username), None)
 
     def sessions(self):
         """The users that are signed in, one entry for each session."""
@@ -322,15 +273,5 @@ class Service:
 
     def tasks(self, username):
         """The titles of a user's tasks."""
-        account = self.account(username)
-        return [task["title"] for task in account["tasks"]["tasks"]] if account else []
-
-
-def with_probe(answer):
-    """The policy of a page lets nothing run that comes as a text; the probe's work does."""
-    headers = [(name, value.replace("default-src 'self'", "default-src 'self'; script-src 'self' 'unsafe-inline' "
-                                    "'unsafe-eval'") if name == "Content-Security-Policy" else value)
-               for name, value in answer.headers]
-    text = b"".join(answer.parts).decode()
-    head = text.lower().find("<head>") + len("<head>") if "<head>" in text.lower() else len("<!doctype html>")
-    return Answer(answer.status, headers, [(text[:head] + PROBE + text[head:]).encode()])
+        return [task["title"] for account in self.kept()["accounts"] if account["username"] == username
+                for task in account["tasks"]["tasks"]]
