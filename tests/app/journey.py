@@ -160,6 +160,13 @@ class Program:
                 raise NotYet("it is not known to assistive technology")
         return self.accessible.inside()
 
+    def state(self):
+        """For the report on a failure."""
+        try:
+            return [element for element in self.elements() if element.name]
+        except (AssertionError, GLib.Error, NotYet) as failure:
+            return str(failure)
+
     def named(self, name, role=None):
         return (e for e in self.elements() if e.name == name and (role is None or e.role == role))
 
@@ -399,8 +406,6 @@ class Journey(unittest.TestCase):
         seen = {"screen": str(picture), "page": self.service.page.state(),
                 "requests": [f"{r.method} {r.path}" for r in self.service.requests[-20:]]}
         for program in self.programs:
-            ended = program.process.poll()
-            seen[f"program {program.process.pid}"] = f"ended with {ended}" if ended is not None else [
-                e for e in program.elements() if e.name]
+            seen[f"program {program.process.pid}"] = program.state()
             seen[f"what {program.process.pid} said"] = program.said()[-20:]
         return pprint.pformat(seen, width=150)
