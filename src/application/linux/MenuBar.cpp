@@ -120,18 +120,17 @@ void MenuBar::addQuitKey() {
 }
 
 void MenuBar::watchMenus() {
-    const auto closed = +[](GtkPopover*, gpointer data) {
+    const auto closed = +[](GtkPopover*, gpointer self) { static_cast<MenuBar*>(self)->leaveSoon(); };
+    // The toolkit gives the keyboard to the title above a menu that has closed, now at once, now a frame
+    // later.
+    const auto moved = +[](GtkWindow* window, GParamSpec*, gpointer data) {
         auto* const self = static_cast<MenuBar*>(data);
-        // One menu closes before the next one opens.
-        self->closing_.disconnect();
-        self->closing_ = Glib::signal_idle().connect([self] {
-            const auto popovers = popoversIn(GTK_WIDGET(self->bar_.gobj()));
-            if (std::none_of(popovers.begin(), popovers.end(),
-                             [](auto* popover) { return gtk_widget_get_visible(GTK_WIDGET(popover)); }))
-                self->edit_.restoreFocus();
-            return false;
-        });
+        auto* const focused = gtk_window_get_focus(window);
+        if (focused && gtk_widget_is_ancestor(focused, GTK_WIDGET(self->bar_.gobj())))
+            self->leaveSoon();
     };
+    menus_.emplace_back(window_.gobj(),
+                        g_signal_connect(window_.gobj(), "notify::focus-widget", G_CALLBACK(moved), this));
     menus_.push_back(late_.guard(GTK_WIDGET(window_.gobj())));
     const auto popovers = popoversIn(GTK_WIDGET(bar_.gobj()));
     for (std::size_t i = 0; i < popovers.size(); ++i) {
@@ -142,6 +141,18 @@ void MenuBar::watchMenus() {
         // Where one item can be chosen, an arrow key would give the keyboard to what scrolls the menu.
         gtk_widget_set_focusable(gtk_popover_get_child(popover), FALSE);
     }
+}
+
+void MenuBar::leaveSoon() {
+    // One menu closes before the next one opens.
+    closing_.disconnect();
+    closing_ = Glib::signal_idle().connect([this] {
+        const auto popovers = popoversIn(GTK_WIDGET(bar_.gobj()));
+        if (std::none_of(popovers.begin(), popovers.end(),
+                         [](auto* popover) { return gtk_widget_get_visible(GTK_WIDGET(popover)); }))
+            edit_.restoreFocus();
+        return false;
+    });
 }
 
 void MenuBar::watchWindow() {

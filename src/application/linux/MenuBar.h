@@ -55,6 +55,8 @@ private:
     Line makeLine(const MenuItem& item, const Glib::RefPtr<Gio::Menu>& section);
     void addQuitKey();
     void watchMenus();
+    /// Gives the keyboard back to where it was before the menus had it, unless one of them is open by then.
+    void leaveSoon();
     void watchWindow();
     void refresh();
     void refreshWindowItems();
