@@ -1,27 +1,10 @@
-"""Journeys of the passcode: the real program, and its passcode screen by itself in each mode, over a real keyring."""
+"""Journeys of the passcode: the real program over a real keyring."""
 
-import os
 import subprocess
 import unittest
 
-from desktop import DEADLINE, Journey, Program, press, type_text, until
-from journeys import PASSWORD, signs_in, write_task
-
-
-class PasscodeWindow(Program):
-    """The passcode screen by itself, in one mode."""
-
-    def __init__(self, mode, profile, service):
-        self.profile = profile
-        self.errors = open(os.devnull, "r+")
-        origin, certificate = service.arguments[1], service.arguments[3]
-        self.process = subprocess.Popen([os.environ["BRISKO_PASSCODE_WINDOW"], mode, profile, origin, certificate],
-                                        stdout=subprocess.PIPE, text=True)
-
-    def ends_with(self):
-        """The callback that ends the screen."""
-        said, _ = self.process.communicate(timeout=DEADLINE)
-        return said.strip()
+from desktop import DEADLINE, Journey, press, type_text, until
+from journeys import signs_in, write_task
 
 
 class PasscodeJourney(Journey):
@@ -37,12 +20,6 @@ class PasscodeJourney(Journey):
             ["gdbus", "call", "--session", "-d", "org.freedesktop.DBus", "-o", "/org/freedesktop/DBus", "-m",
              "org.freedesktop.DBus.NameHasOwner", "org.freedesktop.secrets"], capture_output=True, text=True).stdout)
         self.service = self.run_service()
-
-    def open_window(self, mode):
-        window = PasscodeWindow(mode, self.folder / "profile", self.service)
-        self.addCleanup(window.stop)
-        window.see_window()
-        return window
 
     def choose(self, program, digits):
         program.see("Enter it again.", "label")
@@ -79,68 +56,6 @@ class InTheProgram(PasscodeJourney):
         type_text("1843")
         write_task(self.service, program, "Unlocked")
         self.assertFalse(program.shows("Not now"))
-
-
-class ByItself(PasscodeJourney):
-    def test_every_mode_takes_keys_and_ends_as_it_should(self):
-        window = self.open_window("setup")
-        window.see_focus("Password")
-        type_text("not the password")
-        press("Return")
-        window.see("Wrong username or password.", "label")
-        press("ctrl+a")
-        type_text(PASSWORD)
-        press("Return")
-        window.see("Choose a passcode for this Mac.", "label")
-        window.click("6 digits", "push button")
-        window.see_focus("Passcode")
-        type_text("184318")
-        self.choose(window, "184318")
-        self.assertEqual(window.ends_with(), "done")
-
-        window = self.open_window("relock")
-        window.see("Locked. Enter your passcode to carry on.", "label")
-        window.see_focus("Passcode")
-        type_text("184319")
-        window.see("Wrong passcode. 2 tries left.", "label")
-        type_text("184318")
-        self.assertEqual(window.ends_with(), "unlocked")
-
-        window = self.open_window("change")
-        window.see("Enter your current passcode.", "label")
-        window.see_focus("Passcode")
-        type_text("184318")
-        window.see("Choose the new passcode.", "label")
-        window.click("4 digits", "push button")
-        window.see_focus("Passcode")
-        type_text("2718")
-        self.choose(window, "2718")
-        self.assertEqual(window.ends_with(), "done")
-
-        window = self.open_window("unlock")
-        window.see_focus("Passcode")
-        for said in ("Wrong passcode. 2 tries left.", "Wrong passcode. One more try."):
-            type_text("0000")
-            window.see(said, "label")
-            window.see_focus("Passcode")
-        type_text("2718")
-        self.assertEqual(window.ends_with(), "unlocked")
-
-        # Three wrong tries lock it out, for the right passcode and a new screen too, until the password is used.
-        window = self.open_window("relock")
-        window.see_focus("Passcode")
-        for _ in range(3):
-            until("the field", lambda: "sensitive" in window.look("Passcode").states)
-            type_text("0000")
-            until("the try", lambda: any(e.name.startswith(("Wrong", "Too many")) for e in window.elements()))
-        until("the countdown", lambda: any(e.name.startswith("Too many wrong tries. Try again in 4:")
-                                           for e in window.elements()))
-        window.stop()
-        window = self.open_window("unlock")
-        until("the countdown", lambda: any(e.name.startswith("Too many wrong tries. Try again in 4:")
-                                           for e in window.elements()))
-        window.click("Use your password instead", "push button")
-        self.assertEqual(window.ends_with(), "password")
 
 
 if __name__ == "__main__":
