@@ -1,0 +1,162 @@
+#include "application/linux/GtkPanels.h"
+#include "application/linux/WindowTest.h"
+#include "lock/linux/GtkEventMonitor.h"
+
+#include <gtkmm/menubutton.h>
+#include <gtkmm/popover.h>
+
+namespace {
+
+class WindowLayersTest : public WindowTest {
+protected:
+    NoteScreen lock{"Locked", "Passcode"};
+    GtkPanels panels{window.window()};
+    int closed = 0;
+    Panels::Handle panel;
+
+    void SetUp() override {
+        WindowTest::SetUp();
+        menu_.set_label("Menu");
+        popover_.set_child(*Gtk::make_managed<Gtk::Label>("Item"));
+        menu_.set_popover(popover_);
+        page.box.append(menu_);
+    }
+    void alert() {
+        panel = panels.alert("page", "From the page", [this] { closed += 1; });
+    }
+    void seeLock() {
+        window.showOverlay(lock);
+        Desk::seeKeyboardIn("Passcode");
+    }
+    /// Which parts of the page, and of what belongs to it, can be found.
+    static std::string ofThePage() {
+        std::string found;
+        for (const auto* name : {"Page", "Note", "Menu", "Item", "page", "From the page", "OK", "Settings"})
+            found += Desk::shows(name) ? std::string(name) + " " : "";
+        return found;
+    }
+
+private:
+    Gtk::Popover popover_;
+    Gtk::MenuButton menu_;
+};
+
+} // namespace
+
+TEST_F(WindowLayersTest, keepEverybodyFromThePageUnderTheOverlayAndGiveItBackAsItWas) {
+    Desk::type("Plan");
+    seeLock();
+    // Neither keys, however they walk, nor a click where the page was reach it.
+    Desk::press("Tab Tab <Shift>Tab Up F10 Escape <Alt>Down");
+    Desk::click("Passcode");
+    Desk::type("1234");
+    EXPECT_EQ(Desk::textIn("Passcode"), "1234");
+    EXPECT_EQ(ofThePage(), "");
+    window.removeOverlay();
+    Desk::seeKeyboardIn("Note");
+    EXPECT_FALSE(Desk::shows("Passcode") || Desk::shows("Locked"));
+    Desk::type(" B");
+    EXPECT_EQ(Desk::textIn("Note"), "Plan B");
+
+    seeLock();
+    NoteScreen other("Another page", "Its note");
+    window.setContent(other);
+    EXPECT_FALSE(Desk::shows("Another page"));
+    EXPECT_EQ(Desk::keyboard(), "Passcode");
+    window.removeOverlay();
+    Desk::seeKeyboardIn("Its note");
+    window.removeContent();
+}
+
+TEST_F(WindowLayersTest, closeAnOpenMenuAndTakeOtherWindowsFromTheScreenUntilTheOverlayGoes) {
+    Desk::press("Tab space");
+    Desk::see("Item");
+    seeLock();
+    EXPECT_EQ(ofThePage(), "");
+    window.removeOverlay();
+    EXPECT_EQ(ofThePage(), "Page Note Menu ");
+
+    alert();
+    Desk::seeKeyboardIn("OK");
+    const auto files = panels.chooseFiles({}, [](const auto&) {});
+    NoteScreen settings("Settings", "Minutes");
+    window.presentSheet(settings);
+    Desk::seeKeyboardIn("Minutes");
+    seeLock();
+    EXPECT_FALSE(Desk::shows("Choose a file"));
+    EXPECT_EQ(ofThePage(), "");
+    // One that comes meanwhile waits too, but not one that has nothing to do with the page.
+    alert();
+    Gtk::Window about;
+    about.set_title("About");
+    WindowLayers::exempt(about);
+    about.present();
+    Desk::seeKeyboardIn("About");
+    EXPECT_EQ(ofThePage(), "");
+    window.dismissSheet();
+    window.removeOverlay();
+    Desk::see("OK");
+    Desk::see("Choose a file");
+    EXPECT_EQ(ofThePage(), "Page Note Menu page From the page OK ");
+}
+
+TEST_F(WindowLayersTest, coverPageOverlayAndPanelsWithNothingButTheName) {
+    alert();
+    Desk::seeKeyboardIn("OK");
+    for (int round = 0; round < 2; ++round) {
+        window.cover();
+        EXPECT_EQ(ofThePage(), "page ") << "the window stays, blank";
+        EXPECT_TRUE(Desk::shows("bris"));
+        Desk::press("Return Escape space");
+        window.uncover();
+        Desk::seeKeyboardIn("OK");
+        EXPECT_EQ(closed, 0);
+    }
+    Desk::press("Return");
+    Desk::seeKeyboardIn("Note");
+    EXPECT_EQ(closed, 1);
+    window.cover();
+    window.showOverlay(lock);
+    EXPECT_EQ(ofThePage() + (Desk::shows("Passcode") ? "Passcode" : ""), "");
+    Desk::type("1234");
+    window.uncover();
+    Desk::seeKeyboardIn("Passcode");
+    window.removeOverlay();
+    Desk::seeKeyboardIn("Note");
+    EXPECT_EQ(lock.field.get_text() + page.field.get_text(), "");
+}
+
+TEST_F(WindowLayersTest, tellWhenAChangeIsOnTheScreenWhileTheyAreShown) {
+    auto drawn = false;
+    window.showOverlay(lock);
+    window.whenDrawn([&] { drawn = true; });
+    EXPECT_FALSE(drawn);
+    Desk::until([&] { return drawn; });
+    window.window().set_visible(false);
+    drawn = false;
+    window.whenDrawn([&] { drawn = true; });
+    EXPECT_TRUE(drawn);
+}
+
+TEST_F(WindowLayersTest, letEveryInputInEveryWindowCountAsUseButNotAPointerAtRest) {
+    GtkEventMonitor monitor;
+    int uses = 0;
+    const auto observed = monitor.observeInput([&] { uses += 1; });
+    alert();
+    Desk::seeKeyboardIn("OK");
+    Desk::click("Note");
+    uses = 0;
+    for (const auto hidden : {true, false, true, false}) { // what is under the pointer changes
+        page.field.set_visible(!hidden);
+        Desk::seeDrawn(page.widget());
+    }
+    EXPECT_EQ(uses, 0);
+    for (const auto& use :
+         {std::function([] { Desk::press("a"); }), std::function([] { Desk::click("From the page", 3); }),
+          std::function([] { Desk::click("From the page", 4); }),
+          std::function([] { Desk::movePointer(9, 9); })}) {
+        uses = 0;
+        use();
+        Desk::until([&] { return uses > 0; });
+    }
+}
