@@ -7,6 +7,7 @@
 #include <gio/gio.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -72,34 +73,42 @@ public:
         process_ = {};
         waitForName(G_BUS_TYPE_SESSION, name, Presence::absent);
     }
-    /// Leaves it on the bus without an answer to anything (SIGSTOP), or lets it go on (SIGCONT).
-    void signal(int number) { g_subprocess_send_signal(process_.get(), number); }
+    /// Leaves it on the bus without an answer to anything; returns once it has stopped.
+    void stop() const {
+        siginfo_t stopped;
+        ::kill(id(), SIGSTOP);
+        waitid(P_PID, static_cast<id_t>(id()), &stopped, WSTOPPED | WNOWAIT);
+    }
+    void goOn() const { ::kill(id(), SIGCONT); }
     /// Locks the login keyring.
-    static void lock() {
+    void lock() const {
         GError* error = nullptr;
-        const auto bus = GPtr<GDBusConnection>::take(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
         const char* collections[] = {"/org/freedesktop/secrets/collection/login", nullptr};
         const GVariantPtr reply(g_dbus_connection_call_sync(
-            bus.get(), name, "/org/freedesktop/secrets", "org.freedesktop.Secret.Service", "Lock",
+            bus_.get(), name, "/org/freedesktop/secrets", "org.freedesktop.Secret.Service", "Lock",
             g_variant_new("(^ao)", collections), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
         check(error);
     }
     /// From now on its disk takes so many bytes of a file.
     void setDisk(rlim_t bytes) {
         const rlimit size = {bytes, RLIM_INFINITY};
-        if (prlimit(std::atoi(g_subprocess_get_identifier(process_.get())), RLIMIT_FSIZE, &size, nullptr) !=
-            0)
+        if (prlimit(id(), RLIMIT_FSIZE, &size, nullptr) != 0)
             throw std::runtime_error("the daemon's disk cannot be limited");
     }
 
 private:
     static constexpr auto name = "org.freedesktop.secrets";
 
+    pid_t id() const { return std::atoi(g_subprocess_get_identifier(process_.get())); }
     static void check(GError* error) {
         if (error)
             throw std::runtime_error(GErrorPtr(error)->message);
     }
 
+    /// Kept open as the program keeps its own: a call that is cancelled while the connection is only being
+    /// made takes the next call with it.
+    GPtr<GDBusConnection> bus_ =
+        GPtr<GDBusConnection>::take(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
     Login login_;
     std::string prompter_;
     TemporaryFolder home_{"keyring"};

@@ -101,7 +101,7 @@ private:
 class PolkitOwnerAuthenticationTest : public testing::Test {
 protected:
     SystemBus bus;
-    PolkitOwnerAuthentication owner{bus, 200ms};
+    PolkitOwnerAuthentication owner{bus, 2s};
     pid_t daemon = polkitProcess();
 
     bool prove() { return MainLoop::finish(owner.authenticate("unlock brisko")); }

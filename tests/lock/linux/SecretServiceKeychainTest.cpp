@@ -3,6 +3,7 @@
 #include "linux/MainLoop.h"
 #include "lock/linux/KeyringDaemon.h"
 #include "lock/linux/Prompter.h"
+#include "platform/linux/GAsync.h"
 
 #include <gtest/gtest.h>
 #include <libsecret/secret.h>
@@ -54,13 +55,16 @@ std::string remove(Keychain& keychain) {
 }
 
 /// The labels and attributes of the items as another program sees them.
-std::string items() {
+Task<std::string> findItems() {
     const std::unique_ptr<SecretSchema, void (*)(SecretSchema*)> any(
         secret_schema_new("any", SECRET_SCHEMA_DONT_MATCH_NAME, "account", SECRET_SCHEMA_ATTRIBUTE_STRING,
                           nullptr),
         secret_schema_unref);
-    auto* found = secret_password_search_sync(any.get(), SECRET_SEARCH_ALL, nullptr, nullptr, "account",
-                                              "passcode", nullptr);
+    GAsync searching;
+    secret_password_search(any.get(), SECRET_SEARCH_ALL, nullptr, GAsync::ready, &searching, "account",
+                           "passcode", nullptr);
+    const auto result = co_await searching.settlement();
+    auto* found = secret_password_search_finish(result.get(), nullptr);
     std::string text;
     for (auto* link = found; link; link = link->next) {
         auto* item = SECRET_RETRIEVABLE(link->data);
@@ -73,7 +77,10 @@ std::string items() {
     g_list_free_full(found, g_object_unref);
     // The library would go on with the service that it has found first.
     secret_service_disconnect();
-    return text;
+    co_return text;
+}
+std::string items() {
+    return MainLoop::finish(findItems());
 }
 
 /// With a person in front of the desktop, and the item "first" in a locked keyring.
@@ -85,7 +92,7 @@ protected:
 
     void SetUp() override {
         write(keychain, "first");
-        KeyringDaemon::lock();
+        daemon.lock();
     }
     /// Returns once the prompt is open. The person takes longer over it than the test.
     std::shared_ptr<Outcome<std::optional<SecretText>>> startAsking(Keychain& asking) {
@@ -127,14 +134,14 @@ TEST(SecretServiceKeychain, givesUpOnAServiceThatDoesNotAnswerAndEndsWhatIsOpenW
     SecretServiceKeychain patient(service), impatient(service, 50ms);
     auto leaving = std::make_unique<SecretServiceKeychain>(service);
     write(patient, "first");
-    daemon.signal(SIGSTOP);
+    daemon.stop();
     for (const auto& end : {read(impatient), write(impatient, "second"), remove(impatient)})
         EXPECT_EQ(end, "The keyring could not be opened: The keyring does not answer.");
     const auto reading = begin(leaving->read());
     leaving.reset();
     ASSERT_TRUE(reading->ended());
     EXPECT_THROW(reading->take(), Keychain::Unavailable);
-    daemon.signal(SIGCONT);
+    daemon.goOn();
     EXPECT_EQ(read(patient), "first");
 }
 
@@ -147,7 +154,7 @@ TEST_F(LockedKeyring, isUnavailableWhenThePersonDismissesThePromptAndOpensWithTh
     prompter.typePassword(KeyringDaemon::password);
     EXPECT_EQ(read(keychain), "first");
     for (const auto* name : {service, "app.brisko.Other"}) {
-        KeyringDaemon::lock();
+        daemon.lock();
         prompter.typePassword(KeyringDaemon::password);
         SecretServiceKeychain writing(name);
         EXPECT_EQ(write(writing, "second"), "");
