@@ -75,9 +75,10 @@ TEST_F(AgentNotificationCenterTest, givesUpOnAnAgentThatDoesNotAnswerOrCannotBeH
     session.waitForAgent();
     agent.freeze();
     const auto impatient = session.center(question, BRISKO_REMINDERS, 100ms);
-    const auto waiting = begin(*impatient, {"a"});
-    EXPECT_EQ(replace(*impatient, {"b"}), Replaced());
-    EXPECT_TRUE(waiting->ended());
+    const auto first = begin(*impatient, {"a"});
+    const auto second = begin(*impatient, {"b"});
+    EXPECT_EQ(MainLoop::finish(first), Replaced());
+    EXPECT_TRUE(second->ended()) << "as those behind one that is late end with it";
     const auto replacing = begin(*center, {"b"});
     center.reset();
     ASSERT_TRUE(replacing->ended());
