@@ -63,7 +63,7 @@ Task<std::string> findItems() {
     GAsync searching;
     secret_password_search(any.get(), SECRET_SEARCH_ALL, nullptr, GAsync::ready, &searching, "account",
                            "passcode", nullptr);
-    const auto result = co_await searching.settlement();
+    const auto result = co_await searching;
     auto* found = secret_password_search_finish(result.get(), nullptr);
     std::string text;
     for (auto* link = found; link; link = link->next) {
