@@ -202,9 +202,8 @@ class Program:
     def see_window(self, title="brisko"):
         """Waits for its window or panel of that title to have the keyboard of the desktop."""
         until_equal("the active window", lambda: desk.active()[1:], (title, self.process.pid))
-        # The program hears of it after the desktop; what is pressed before is lost. A dialog does not say so.
-        until(f"an active '{title}'", lambda: any(e.role == "dialog" or "active" in e.states
-                                                  for e in self.named(title) if e.role in ("frame", "dialog")))
+        # The program hears of it after the desktop; what is pressed before is lost. Dialogs do not say so.
+        until(f"an active '{title}'", lambda: all("active" in e.states for e in self.named(title, "frame")))
 
     def windows(self, title=""):
         return desk.windows(self.process.pid, title)
