@@ -178,7 +178,8 @@ class Form(Journey):
             return {desk.selection(name) or "" for name in ("CLIPBOARD", "PRIMARY")}
 
         ways = ((lambda: desk.press("ctrl+a"), ("ctrl+c", "ctrl+x")), (lambda: drag(0, -140), ("ctrl+c",)),
-                (lambda: desk.press("shift+Home"), ("ctrl+Insert", "shift+Delete")))
+                (lambda: desk.press("shift+Home"), ("ctrl+Insert", "shift+Delete")),
+                (lambda: (desk.press("ctrl+a"), drag(-60, 60)), ("ctrl+c",)))
         for shown in (False, True):
             if shown:
                 self.program.click("Show password")
