@@ -6,7 +6,9 @@
 
 #include <functional>
 #include <memory>
+#include <source_location>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 /// Runs the main loop by hand, so that a test waits for events and for nothing else.
@@ -16,8 +18,9 @@ namespace MainLoop {
 inline constexpr guint deadlineSeconds = 30;
 
 /// Runs the loop until `isReached`, which is looked at after every event. Throws std::runtime_error when that
-/// does not come.
-inline void runUntil(const std::function<bool()>& isReached) {
+/// does not come: it says where the test waits, and what `seen` sees instead.
+inline void runUntil(const std::function<bool()>& isReached, const std::function<std::string()>& seen = {},
+                     const std::source_location& where = std::source_location::current()) {
     bool late = false;
     const auto clock = g_timeout_add_seconds(
         deadlineSeconds,
@@ -30,23 +33,25 @@ inline void runUntil(const std::function<bool()>& isReached) {
         g_main_context_iteration(nullptr, TRUE);
     g_source_remove(clock);
     if (!isReached())
-        throw std::runtime_error("what the test waits for did not happen");
+        throw std::runtime_error("waited in vain at " + std::string(where.file_name()) + ":" +
+                                 std::to_string(where.line()) + (seen ? ", seen: " + seen() : ""));
 }
 
 template <class T>
-T finish(const std::shared_ptr<Outcome<T>>& outcome) {
-    runUntil([&] { return outcome->ended(); });
+T finish(const std::shared_ptr<Outcome<T>>& outcome,
+         const std::source_location& where = std::source_location::current()) {
+    runUntil([&] { return outcome->ended(); }, {}, where);
     return outcome->take();
 }
 
 /// Runs the task to its end; throws what it throws.
 template <class T>
-T finish(Task<T> task) {
-    return finish(begin(std::move(task)));
+T finish(Task<T> task, const std::source_location& where = std::source_location::current()) {
+    return finish(begin(std::move(task)), where);
 }
 
-inline void finish(Task<> task) {
-    finish(begin(std::move(task)));
+inline void finish(Task<> task, const std::source_location& where = std::source_location::current()) {
+    finish(begin(std::move(task)), where);
 }
 
 } // namespace MainLoop
