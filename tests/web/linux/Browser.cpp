@@ -50,16 +50,17 @@ void Browser::makeView() {
     gtk_widget_child_focus(view->widget(), GTK_DIR_TAB_FORWARD);
 }
 
-bool Browser::follow(const std::function<void()>& lead) {
+bool Browser::follow(const std::function<void()>& lead, const std::source_location& where) {
     const auto before = finished;
     const auto failures = failed.size();
     lead();
-    MainLoop::runUntil([&] { return finished > before || failed.size() > failures; });
+    const auto seen = [&] { return "failed so far: " + Json(failed).dump(); };
+    MainLoop::runUntil([&] { return finished > before || failed.size() > failures; }, seen, where);
     return finished > before;
 }
 
-Json Browser::ask(const std::string& body) const {
-    return MainLoop::finish(view->evaluateForResult(body)).value_or(nullptr);
+Json Browser::ask(const std::string& body, const std::source_location& where) const {
+    return MainLoop::finish(view->evaluateForResult(body), where).value_or(nullptr);
 }
 
 const std::filesystem::path& WebKitTest::certificate() {

@@ -34,12 +34,14 @@ public:
 
     void makeView();
     /// Does what leads to a page, and waits for what becomes of it: true when it was shown.
-    bool follow(const std::function<void()>& lead);
-    bool shows(const Url& url) {
-        return follow([&] { view->load(url, patience); });
+    bool follow(const std::function<void()>& lead,
+                const std::source_location& where = std::source_location::current());
+    bool shows(const Url& url, const std::source_location& where = std::source_location::current()) {
+        return follow([&] { view->load(url, patience); }, where);
     }
     /// What the page answers to the body of an asynchronous function; null for none.
-    Json ask(const std::string& body) const;
+    Json ask(const std::string& body,
+             const std::source_location& where = std::source_location::current()) const;
     WebDataStore& store() const { return engine->dataStore(); }
 
     std::unique_ptr<WebEngine> engine;
