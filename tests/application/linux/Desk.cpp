@@ -7,14 +7,10 @@
 #include <X11/extensions/XTest.h>
 #include <gdk/x11/gdkx.h>
 #include <gtest/gtest.h>
-#include <gtkmm/cssprovider.h>
-#include <gtkmm/stylecontext.h>
 
 #include <sstream>
 #include <stdexcept>
 #include <vector>
-
-extern "C" void brisko_register_resource();
 
 namespace {
 
@@ -38,13 +34,6 @@ public:
         g_set_application_name("brisko");
         program = Gtk::Application::create("", Gio::Application::Flags::NON_UNIQUE);
         program->register_application();
-        brisko_register_resource();
-        for (const auto* name : {"native-screen", "passcode-screen", "lock-settings-screen", "window"}) {
-            const auto style = Gtk::CssProvider::create();
-            style->load_from_resource("/app/brisko/Brisko/" + std::string(name) + ".css");
-            Gtk::StyleContext::add_provider_for_display(Gdk::Display::get_default(), style,
-                                                        GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
-        }
         g_type_class_unref(g_type_class_ref(GDK_TYPE_SURFACE));
         g_signal_add_emission_hook(g_signal_lookup("event", GDK_TYPE_SURFACE), 0, countInput, nullptr,
                                    nullptr);
@@ -100,10 +89,17 @@ void eachShown(GtkWidget* widget, const std::function<void(GtkWidget*)>& visit) 
         eachShown(child, visit);
 }
 
+std::vector<GPtr<GtkWindow>> windows() {
+    std::vector<GPtr<GtkWindow>> result;
+    auto* const all = gtk_window_get_toplevels();
+    for (guint i = 0; i < g_list_model_get_n_items(all); ++i)
+        result.push_back(GPtr<GtkWindow>::take(GTK_WINDOW(g_list_model_get_item(all, i))));
+    return result;
+}
+
 void eachShown(const std::function<void(GtkWidget*)>& visit) {
-    auto* const windows = gtk_window_get_toplevels();
-    for (guint i = 0; i < g_list_model_get_n_items(windows); ++i)
-        eachShown(GPtr<GtkWidget>::take(GTK_WIDGET(g_list_model_get_item(windows, i))).get(), visit);
+    for (const auto& window : windows())
+        eachShown(GTK_WIDGET(window.get()), visit);
 }
 
 std::string allThatIsSeen() {
@@ -116,25 +112,18 @@ std::string allThatIsSeen() {
 }
 
 /// As a window manager does when the window with the keyboard has gone.
-void giveKeyboardToTopWindow() {
+void giveKeyboardAway() {
     ::Window focus = None;
-    ::Window root = None;
-    ::Window parent = None;
-    ::Window* windows = nullptr;
-    unsigned count = 0;
     int revert = 0;
     XGetInputFocus(hands, &focus, &revert);
     if (focus != None && focus != PointerRoot && focus != DefaultRootWindow(hands))
         return;
-    XQueryTree(hands, DefaultRootWindow(hands), &root, &parent, &windows, &count);
-    for (auto* window = windows + count; window-- != windows;) {
-        auto* const surface = gdk_x11_surface_lookup_for_display(gdk_display_get_default(), *window);
-        if (surface && GDK_IS_TOPLEVEL(surface) && gdk_surface_get_mapped(surface)) {
-            XSetInputFocus(hands, *window, RevertToParent, CurrentTime);
-            break;
-        }
-    }
-    XFree(windows);
+    ::Window latest = None;
+    for (const auto& window : windows())
+        if (gtk_widget_get_mapped(GTK_WIDGET(window.get())))
+            latest = gdk_x11_surface_get_xid(gtk_native_get_surface(GTK_NATIVE(window.get())));
+    gdk_display_sync(gdk_display_get_default());
+    XSetInputFocus(hands, latest, RevertToParent, CurrentTime);
     XFlush(hands);
 }
 
@@ -209,7 +198,7 @@ std::string Desk::textIn(const std::string& field) {
 }
 
 std::string Desk::keyboard() {
-    giveKeyboardToTopWindow();
+    giveKeyboardAway();
     std::string name;
     eachShown([&](GtkWidget* window) {
         if (!GTK_IS_WINDOW(window) || !gtk_window_is_active(GTK_WINDOW(window)))
@@ -243,14 +232,4 @@ void Desk::seeDrawn(GtkWidget* widget) {
                                    g_signal_connect(clock, "after-paint", G_CALLBACK(painted), &drawn));
     gdk_frame_clock_request_phase(clock, GDK_FRAME_CLOCK_PHASE_PAINT);
     Desk::until([&] { return drawn; });
-}
-
-void Desk::walk(std::initializer_list<std::pair<const char*, const char*>> steps, const Where& where) {
-    for (const auto& [step, seen] : steps) {
-        const std::string text = step;
-        const auto space = text.find(' ');
-        const auto what = text.substr(space + 1);
-        text.starts_with("type") ? type(what) : text.starts_with("press") ? press(what) : click(what);
-        see(seen, where);
-    }
 }

@@ -3,10 +3,8 @@
 #include <gtkmm/application.h>
 
 #include <functional>
-#include <initializer_list>
 #include <source_location>
 #include <string>
-#include <utility>
 
 /// A person at a display of the tests' own, with real keys and a real mouse. What they are shown is what eyes
 /// and assistive technology find alike.
@@ -17,7 +15,7 @@ namespace Desk {
 
 using Where = std::source_location;
 
-/// The application that the windows belong to, with the program's styles.
+/// The application that the windows belong to.
 const Glib::RefPtr<Gtk::Application>& application();
 
 /// These go on when the program has done what it does at once. Keys are written as in "Tab
@@ -44,9 +42,5 @@ void see(const std::string& name, const Where& where = Where::current());
 void seeKeyboardIn(const std::string& name, const Where& where = Where::current());
 /// What has changed is laid out and on the screen.
 void seeDrawn(GtkWidget* widget);
-
-/// Does one thing after the other, "press", "type" or "click" and what, and sees what is said behind it.
-void walk(std::initializer_list<std::pair<const char*, const char*>> steps,
-          const Where& where = Where::current());
 
 } // namespace Desk

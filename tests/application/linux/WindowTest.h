@@ -5,7 +5,7 @@
 #include "fakes/FakePlatform.h"
 #include "platform/linux/WidgetScreen.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <gtkmm/entry.h>
 #include <gtkmm/label.h>
 
