@@ -1,18 +1,17 @@
 #include "application/linux/ActivationMonitor.h"
 
+#include "application/linux/WindowStack.h"
+
+#include <algorithm>
+
 namespace {
 
 /// A window loses the keyboard before the next one gets it.
 constexpr std::chrono::milliseconds handOver(50);
 
 bool hasKeyboard() {
-    auto* const windows = gtk_window_get_toplevels();
-    for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
-        const auto window = GPtr<GtkWindow>::take(GTK_WINDOW(g_list_model_get_item(windows, i)));
-        if (gtk_window_is_active(window.get()))
-            return true;
-    }
-    return false;
+    return std::ranges::any_of(WindowStack::all(),
+                               [](const auto& window) { return gtk_window_is_active(window.get()); });
 }
 
 } // namespace
@@ -28,12 +27,9 @@ ActivationMonitor::ActivationMonitor() {
 void ActivationMonitor::watchWindows() {
     windows_.clear();
     const auto changed = +[](GtkWindow*, GParamSpec*, ActivationMonitor* self) { self->windowChanged(); };
-    auto* const windows = gtk_window_get_toplevels();
-    for (guint i = 0; i < g_list_model_get_n_items(windows); ++i) {
-        const auto window = GPtr<GtkWindow>::take(GTK_WINDOW(g_list_model_get_item(windows, i)));
+    for (const auto& window : WindowStack::all())
         windows_.emplace_back(window.get(),
                               g_signal_connect(window.get(), "notify::is-active", G_CALLBACK(changed), this));
-    }
     windowChanged();
 }
 

@@ -1,5 +1,7 @@
 #include "application/linux/ApplicationWindows.h"
 
+#include "application/linux/WindowStack.h"
+
 #include <glibmm/main.h>
 #include <gtkmm/window.h>
 
@@ -9,17 +11,9 @@ namespace {
 
 using Windows = std::vector<GPtr<GtkWindow>>;
 
-Windows allWindows() {
-    Windows result;
-    auto* const toplevels = gtk_window_get_toplevels();
-    for (guint i = 0; i < g_list_model_get_n_items(toplevels); ++i)
-        result.push_back(GPtr<GtkWindow>::take(GTK_WINDOW(g_list_model_get_item(toplevels, i))));
-    return result;
-}
-
 /// The windows that are not closed and stand by themselves: what belongs to another window follows it.
 Windows openWindows() {
-    auto result = allWindows();
+    auto result = WindowStack::all();
     std::erase_if(result, [](const auto& window) {
         return !gtk_widget_get_visible(GTK_WIDGET(window.get())) ||
                gtk_window_get_transient_for(window.get());
@@ -53,7 +47,7 @@ void ApplicationWindows::adoptNewWindows() {
     if (adopting_)
         return;
     adopting_ = Glib::signal_idle().connect([this] {
-        for (const auto& window : allWindows())
+        for (const auto& window : WindowStack::all())
             if (!gtk_window_get_application(window.get()))
                 gtk_window_set_application(window.get(), application_.gobj());
         return false;

@@ -71,10 +71,10 @@ void FilePanel::answer(int response) {
 void FilePanel::hide() {
     if (!dialog_)
         return;
-    for (auto* window : Gtk::Window::list_toplevels())
-        if (GTK_IS_FILE_CHOOSER(window->gobj()) &&
-            window->get_transient_for() == dialog_->get_transient_for())
-            WindowStack::close(*window);
+    auto* const beneath = gtk_native_dialog_get_transient_for(dialog_->Gtk::NativeDialog::gobj());
+    for (const auto& window : WindowStack::all())
+        if (GTK_IS_FILE_CHOOSER(window.get()) && gtk_window_get_transient_for(window.get()) == beneath)
+            WindowStack::close(window.get());
     dialog_->hide();
     // The dialog may be inside one of its own signals; the toolkit finishes those first.
     Glib::signal_idle().connect_once([old = std::exchange(dialog_, {})] {});

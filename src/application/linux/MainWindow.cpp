@@ -178,7 +178,7 @@ void MainWindow::presentSheet(Screen& screen) {
 void MainWindow::dismissSheet() {
     if (!sheet_)
         return;
-    WindowStack::close(*sheet_);
+    WindowStack::close(sheet_->gobj());
     sheet_->unset_focus();
     sheet_->unset_child();
     sheet_->set_visible(false);

@@ -161,7 +161,7 @@ void MessagePanel::close() {
     answered_ = nullptr;
     if (!window_)
         return;
-    WindowStack::close(*window_);
+    WindowStack::close(window_->gobj());
     window_->set_visible(false);
     // The window may be going away inside one of its own signals; the toolkit finishes those first.
     const std::shared_ptr<Gtk::Window> old = std::move(window_);

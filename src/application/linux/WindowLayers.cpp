@@ -1,5 +1,6 @@
 #include "application/linux/WindowLayers.h"
 
+#include "application/linux/WindowStack.h"
 #include "platform/linux/Wordmark.h"
 
 #include <set>
@@ -45,11 +46,8 @@ void setFocus(GtkWindow* window, GtkWidget* widget) {
 
 std::set<GtkWindow*> toplevels() {
     std::set<GtkWindow*> windows;
-    auto* const list = gtk_window_get_toplevels();
-    for (guint i = 0; i < g_list_model_get_n_items(list); ++i) {
-        const auto window = GPtr<GtkWindow>::take(GTK_WINDOW(g_list_model_get_item(list, i)));
+    for (const auto& window : WindowStack::all())
         windows.insert(window.get());
-    }
     return windows;
 }
 
