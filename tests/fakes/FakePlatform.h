@@ -222,9 +222,12 @@ public:
 
 class FakeAboutPanel : public AboutPanel {
 public:
-    std::vector<Info> shown;
+    std::vector<std::string> shown; ///< "version, date, credits, link"
 
-    void show(const Info& info) override { shown.push_back(info); }
+    void show(const Info& info) override {
+        shown.push_back(info.applicationVersion.value_or("none") + ", " + info.version.value_or("none") +
+                        ", " + info.credits + ", " + info.link.text());
+    }
 };
 
 class FakeWindow : public Window {
@@ -270,7 +273,6 @@ public:
     std::string alternate; ///< the page shown in place of one that failed
     std::string alternateFor;
     std::string alternateBase;
-    int reloads = 0;
     double zoom = 1;
     Color underPage;
 
@@ -283,7 +285,7 @@ public:
         replyingHandlers[name] = std::move(handler);
     }
     void load(const Url& url, std::chrono::seconds) override { loaded.push_back(url.text()); }
-    void reload() override { reloads += 1; }
+    void reload() override { loaded.emplace_back("again"); }
     void loadAlternate(const std::string& html, const std::string& failedUrl, const Url& base) override {
         alternate = html;
         alternateFor = failedUrl;

@@ -19,7 +19,7 @@ public:
     void release() { takeLast()->resolve(Done()); }
     /// It fails.
     void release(const Error& failure) { takeLast()->fail(std::make_exception_ptr(failure)); }
-    bool waiting() const { return !waiting_.empty(); }
+    std::size_t waiting() const { return waiting_.size(); }
     /// Everything goes on, and nothing waits any more. An operation that still waits at the end of a test
     /// would never be freed.
     void open() {
