@@ -66,7 +66,6 @@ protected:
             asked += (asked.empty() ? "" : " + ") + each->request.url.path().substr(10) + each->request.body;
         all.emplace_back("asks", asked);
         all.emplace_back("remembers", account->remembered.username());
-        all.emplace_back("web", account->webData.log.empty() ? "" : account->webData.log.back());
         all.emplace_back("reports", reports);
         return all;
     }
@@ -147,7 +146,7 @@ TEST_F(AuthViewTest, signInSendsOnceWhatWasTypedRemembersTheNameAndReportsThePas
         {{"name  Ann , password  secret , go",
           R"(name  Ann ; password  secret ; busy; asks login{"password":" secret ","username":" Ann "})"},
          {"name bob, password other, go", "name bob; password other"},
-         {"accept", "no busy; ready; no asks; remembers Ann; web set brisko_session; reports ' secret '"}});
+         {"accept", "no busy; ready; no asks; remembers Ann; reports ' secret '"}});
 }
 
 TEST_F(AuthViewTest, aFailedSubmitSaysWhyKeepsTheFieldsAndCanBeTriedAgain) {
@@ -178,7 +177,7 @@ TEST_F(AuthViewTest, signUpAnswersTheImageThatIsShownAndGetsANewOneWhenItFails) 
           R"(asks register{"captchaAnswer":"x","captchaToken":"t1","email":"","password":"secret","username":"ann"})"},
          {R"(reply 400{"error":"Wrong characters."})", "error Wrong characters.; asks captcha"},
          {"image t2", "image t2; no busy; ready; no asks"},
-         {"go, accept", "no error; remembers ann; web set brisko_session; reports 'secret'"}});
+         {"go, accept", "no error; remembers ann; reports 'secret'"}});
 }
 
 TEST_F(AuthViewTest, aSignUpWithoutAnImageSendsNothingButFetchesOne) {
@@ -224,7 +223,7 @@ TEST_F(AuthViewTest, aGoogleSignInReportsNoPasswordAndRemembersNobody) {
                  "mode forgot; email a@b; focus email; notice Sent.; ready"},
                 {"google", "busy; no ready"},
                 {"browser brisko://auth?code=c1", R"(asks native{"code":"c1"})"},
-                {"accept", "no busy; ready; no asks; web set brisko_session; reports none"}});
+                {"accept", "no busy; ready; no asks; reports none"}});
 }
 
 TEST_F(AuthViewTest, aGoogleSignInSaysWhatWentWrongUnlessThePersonGaveUp) {
