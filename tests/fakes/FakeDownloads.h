@@ -109,15 +109,18 @@ public:
     }
 
     /// Those on the screen, the oldest first.
-    std::vector<std::shared_ptr<Panel>> open() {
-        std::erase_if(panels_, [](const auto& entry) { return entry.expired(); });
-        return {panels_.begin(), panels_.end()};
+    std::vector<std::shared_ptr<Panel>> open() const {
+        std::vector<std::shared_ptr<Panel>> result;
+        for (const auto& entry : panels_)
+            if (auto panel = entry.lock())
+                result.push_back(std::move(panel));
+        return result;
     }
     /// What a person does with the oldest one on the screen: "OK" or the other way out, and the files that
     /// were chosen.
     void answer(bool ok = true, Paths paths = {}) {
         const auto panel = open().at(0);
-        panels_.erase(panels_.begin());
+        std::erase_if(panels_, [&](const auto& entry) { return entry.lock() == panel; });
         panel->answer(ok, std::move(paths));
     }
 

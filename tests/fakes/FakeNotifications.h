@@ -5,6 +5,7 @@
 #include "platform/NotificationQuestion.h"
 
 #include <map>
+#include <memory>
 
 /// A zone whose clocks are set at moments that the test names.
 class FakeTimeZone : public TimeZone {
