@@ -5,11 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <map>
-#include <memory>
-#include <string>
-#include <utility>
 
 /// Screens that can be named in words. The latest view of each kind is at hand as long as it lives.
 class FakeScreens : public ScreenFactory {
