@@ -1,274 +1,319 @@
-#include "AppDelegateFixture.h"
+#include "application/AppDelegate.h"
 
-#include <algorithm>
+#include "Scenario.h"
+#include "fakes/FakeProgram.h"
+#include "fakes/FakeScreens.h"
+#include "platform/Walk.h"
 
-using namespace std::chrono_literals;
+#include <gtest/gtest.h>
 
-TEST_F(AppDelegateTest, startsWithThePageThatIsOpenedWhileALiveSessionIsBeingHandedOver) {
-    account.jar.cookies = {FakeAccount::session()};
-    account.webData.cookies = {FakeAccount::session(".brisko.example")};
-    account.webData.hold = true;
-    delegate->applicationDidFinishLaunching();
-    EXPECT_EQ(window.presented, 1) << "the window waits for the session";
-    EXPECT_EQ(window.background, Chrome::canvas);
-    delegate->open({"brisko://new"});
-    account.webData.release();
-    EXPECT_EQ(screens.made, 0);
-    account.webData.release();
-    EXPECT_EQ(account.webData.log, Texts({"list", "set brisko_session"}));
-    ASSERT_TRUE(showsApp());
-    EXPECT_EQ(screens.web->loaded, Texts({"https://brisko.example/?new=1"}));
-}
+namespace {
 
-TEST_F(AppDelegateTest, goesFromSignInToTheWebApplicationAndBackAsOftenAsNeeded) {
-    delegate->applicationDidFinishLaunching();
-    EXPECT_TRUE(showsAuth());
-    EXPECT_EQ(window.appearance, Window::Appearance::dark);
-    EXPECT_EQ(window.background, Chrome::canvas);
-    EXPECT_EQ(account.webData.started, 0) << "the engine is started for nothing";
-    for (int round = 0; round < 2; ++round) {
-        signIn();
-        ASSERT_TRUE(showsApp());
-        EXPECT_EQ(screens.web->loaded, Texts({"https://brisko.example"}));
-        window.appearance = Window::Appearance::light;
-        signOut();
-        ASSERT_TRUE(showsAuth());
-        EXPECT_EQ(screens.auth->state().identifier, "ann");
-        EXPECT_EQ(screens.auth->state().password.view(), "");
-        EXPECT_EQ(window.appearance, Window::Appearance::dark);
-        EXPECT_TRUE(account.jar.cookies.empty() && account.webData.cookies.empty());
+using Text = const std::string&;
+
+const AppDelegate::Bundle bundle = {"1.2.3", "2026-11-23"};
+
+/// The delegate over the fake platform, and ann, who goes with it from screen to screen.
+class AppDelegateTest : public testing::Test {
+protected:
+    FakeProgram program;
+    FakeAccount& account = program.account;
+    FakeWindow& window = program.window;
+    FakeEventMonitor events;
+    FakeDesktopSession desktop;
+    FakeAboutPanel about;
+    FakeScreens screens{window};
+    LockShortcut lockShortcut{account.defaults};
+    Menus menus{lockShortcut};
+    const AppDelegate::Surroundings with = {account.api,
+                                            account.remembered,
+                                            program.passcode,
+                                            account.defaults,
+                                            *program.appLock,
+                                            events,
+                                            desktop,
+                                            program.notifications,
+                                            program.reminders,
+                                            account.webData,
+                                            account.workspace,
+                                            program.clock,
+                                            program.queue,
+                                            window,
+                                            program.panels,
+                                            about,
+                                            program.dock,
+                                            *program.downloads,
+                                            menus,
+                                            screens,
+                                            bundle};
+    std::shared_ptr<AppDelegate> delegate = AppDelegate::make(with);
+    std::string menuBar; ///< the keys by which a task can be written and the window locked, as it draws them
+    int settled = 0;     ///< how often the lock settings have said that they are done
+    Scenario story{[this] { return sight(); }, deeds()};
+
+    void SetUp() override {
+        delegate->onMenusChanged = [this] {
+            menuBar.clear();
+            for (const auto& item : {menus.item(MenuCommand::newTask), menus.item(MenuCommand::lockNow)})
+                if (delegate->validate(item))
+                    menuBar += item.keyEquivalent.value_or(KeyEquivalent{"?"}).key;
+        };
     }
-    EXPECT_EQ(screens.made, 7) << "each sign-in also offers a passcode";
-}
-
-TEST_F(AppDelegateTest, endsASessionOnceHoweverOftenThePageAsks) {
-    launchSignedIn();
-    account.webData.hold = true;
-    EXPECT_EQ(followToSignInPage(), NavigationPolicy::cancel);
-    const auto started = account.webData.started;
-    EXPECT_EQ(followToSignInPage(), NavigationPolicy::cancel);
-    EXPECT_EQ(account.webData.started, started);
-    EXPECT_TRUE(showsApp()) << "left before the session was cleared";
-    account.webData.release();
-    EXPECT_TRUE(showsAuth());
-    EXPECT_EQ(screens.made, 2);
-    EXPECT_EQ(std::count(account.webData.log.begin(), account.webData.log.end(), "clear"), 1);
-}
-
-TEST_F(AppDelegateTest, leavesTheApplicationOnceWhoeverNoticesFirstThatTheSessionIsOver) {
-    launchSignedIn();
-    delegate->applicationDidBecomeActive();
-    EXPECT_TRUE(showsApp()) << "the session lives";
-
-    dock.badge = 3;
-    account.webData.cookies.clear();
-    account.webData.changed();
-    account.webData.hold = true;
-    delegate->applicationDidBecomeActive();
-    queue.advance(0ms);
-    account.webData.hold = false;
-    while (account.webData.waiting())
-        account.webData.release();
-    ASSERT_TRUE(showsAuth());
-    EXPECT_EQ(screens.made, 2) << "two sign-in screens, one after the other";
-    EXPECT_EQ(dock.badge, 0);
-    EXPECT_TRUE(account.jar.cookies.empty());
-
-    const auto asked = account.webData.started;
-    delegate->applicationDidBecomeActive();
-    EXPECT_EQ(account.webData.started, asked) << "there is no session to look for";
-}
-
-TEST_F(AppDelegateTest, doesNotEndASessionThatBeganAfterTheOldOneWasLookedFor) {
-    launchSignedIn();
-    account.webData.hold = true;
-    delegate->applicationDidBecomeActive();
-    EXPECT_EQ(followToSignInPage(), NavigationPolicy::cancel);
-    account.webData.hold = false;
-    account.webData.release();
-    ASSERT_TRUE(showsAuth());
-    signIn();
-    while (account.webData.waiting())
-        account.webData.release();
-    EXPECT_TRUE(showsApp());
-}
-
-TEST_F(AppDelegateTest, followsThePagesColourWhileItShowsThePage) {
-    launchSignedIn();
-    const auto report = [](FakeWebView& page, const std::string& grey) {
-        page.handlers.at("briskoChrome")(Json{{"background", "rgb(" + grey + "," + grey + "," + grey + ")"}});
-    };
-    for (const auto& [grey, appearance] :
-         {std::pair("117.3", Window::Appearance::light), // 0.46
-          std::pair("112.2", Window::Appearance::dark),  // 0.44
-          std::pair("114.75", Window::Appearance::dark), // a hair below 0.45
-          std::pair("900", Window::Appearance::light), std::pair("-900", Window::Appearance::dark)}) {
-        report(*screens.web, grey);
-        EXPECT_EQ(window.appearance, appearance) << grey;
-        EXPECT_EQ(window.background.red, std::stod(grey) / 255);
-        EXPECT_EQ(screens.web->underPage, window.background);
+    void TearDown() override {
+        account.webData.open();
+        quit();
     }
-    report(*screens.web, "255");
-    signOut();
-    EXPECT_EQ(window.background, Chrome::canvas);
-    EXPECT_EQ(window.appearance, Window::Appearance::dark);
+    void quit() {
+        window.content = window.sheet = window.overlay = nullptr;
+        delegate.reset();
+    }
+
+    std::string wordsFor(const Screen* screen) const { return screen ? screens.alive.at(screen)() : ""; }
+    void tell(const std::string& what, std::vector<std::string>& texts) {
+        for (const auto& text : std::exchange(texts, {}))
+            story.said += (story.said.empty() ? "" : "; ") + what + text;
+    }
+    Scenario::Sight sight() {
+        EXPECT_EQ(window.size, (Window::Frame{1180, 800})) << "a screen changed the window's size";
+        const auto places = !!window.content + !!window.sheet + !!window.overlay;
+        EXPECT_EQ(screens.alive.size(), static_cast<std::size_t>(places)) << "a screen is kept for nothing";
+        FakeWebView none;
+        auto& page = screens.web ? *screens.web : none;
+        tell("", page.loaded);
+        tell("", page.evaluated);
+        tell("opens ", account.workspace.opened);
+        tell("", about.shown);
+        tell("asks to ", program.owner.reasons);
+        const auto number = [](auto count) { return count == 0 ? "" : std::to_string(count); };
+        const auto isDark = window.appearance == Window::Appearance::dark;
+        const auto ground = number(std::lround(window.background.red * 255));
+        EXPECT_TRUE(!screens.web || page.underPage == window.background);
+        return {{"presented", number(window.presented)},
+                {"window", wordsFor(window.content)},
+                {"look", (isDark ? "dark " : "light ") + (window.background == Chrome::canvas ? "" : ground)},
+                {"jar", Scenario::flag(!account.jar.cookies.empty())},
+                {"web", Scenario::flag(!account.webData.cookies.empty())},
+                {"sheet", wordsFor(window.sheet)},
+                {"lock", wordsFor(window.overlay)},
+                {"covered", Scenario::flag(window.covered)},
+                {"menus", menuBar},
+                {"zoomed", number(std::lround(page.zoom * 100) - 100)},
+                {"waits", number(account.webData.waiting())},
+                {"badge", number(program.dock.badge)},
+                {"record", Scenario::flag(program.keychain.item.has_value())},
+                {"settled", number(settled)},
+                {"awake", number(desktop.delayed)},
+                {"made", number(screens.made)}};
+    }
+
+    void choose(Text title) {
+        for (auto command = 0; command <= static_cast<int>(MenuCommand::openPrivacy); ++command)
+            if (menus.item(static_cast<MenuCommand>(command)).title == title)
+                delegate->perform(static_cast<MenuCommand>(command));
+    }
+    void trySignIn() {
+        const auto view = screens.auth.lock();
+        view->type(AuthView::Field::identifier, "ann");
+        view->type(AuthView::Field::password, "secret");
+        spawn(view->go());
+    }
+    void pass(std::chrono::seconds time) {
+        program.clock.time += time;
+        program.queue.advance(time);
+    }
+    void report(const Json& what) { screens.web->handlers.at("briskoChrome")(what); }
+    void setPasscode() { spawn(program.passcode.set(SecretText("1234"), "ann", SecretText("secret"))); }
+    Scenario::Deeds deeds() {
+        return {{"session",
+                 [this](Text) { account.webData.cookies = account.jar.cookies = {account.session()}; }},
+                {"lose", [this](Text) { account.webData.cookies.clear(); }},
+                {"notice", [this](Text) { account.webData.changed(); }},
+                {"passcode", [this](Text) { setPasscode(); }},
+                {"forget", [this](Text) { spawn(program.passcode.clear()); }},
+                {"stay-open", [this](Text) { account.defaults.set("brisko.lock.auto", false); }},
+                {"launch", [this](Text) { delegate->applicationDidFinishLaunching(); }},
+                {"activate", [this](Text) { delegate->applicationDidBecomeActive(); }},
+                {"resign", [this](Text) { delegate->applicationDidResignActive(); }},
+                {"reopen", [this](Text) { delegate->applicationShouldHandleReopen(); }},
+                {"respond", [this](Text) { program.center.onResponse(); }},
+                {"open", [this](Text urls) { delegate->open(cellsOf(urls)); }},
+                {"menu", [this](Text title) { choose(title); }},
+                {"try", [this](Text) { trySignIn(); }},
+                {"accept", [this](Text) { account.acceptSignIn(); }},
+                {"google", [this](Text) { spawn(screens.auth.lock()->googleSignIn()); }},
+                {"browser", [this](Text url) { account.browser.answer.resolve(url); }},
+                {"leave", [this](Text) { screens.web->decidePolicy({"https://brisko.example/login"}); }},
+                {"grey", [this](Text i) { report({{"background", "rgb(" + i + "," + i + "," + i + ")"}}); }},
+                {"bind", [this](Text keys) { report({{"shortcuts", parseJson(keys)}}); }},
+                {"settings", [this](Text) { delegate->showLockSettings([this] { settled += 1; }); }},
+                {"change", [this](Text) { screens.lockSettings.lock()->change(); }},
+                {"clear-shortcut", [this](Text) { screens.lockSettings.lock()->clearShortcut(); }},
+                {"done", [this](Text) { screens.lockSettings.lock()->done(); }},
+                {"code", [this](Text code) { screens.passcode.lock()->edit(SecretText(code)); }},
+                {"escape", [this](Text) { screens.passcode.lock()->cancel(); }},
+                {"instead", [this](Text) { screens.passcode.lock()->buttons().at(0).press(); }},
+                {"owner", [this](Text) { program.owner.answer(true); }},
+                {"hold", [this](Text) { account.webData.hold = true; }},
+                {"release", [this](Text) { account.webData.release(); }},
+                {"release-all", [this](Text) { account.webData.open(); }},
+                {"seconds", [this](Text count) { pass(std::chrono::seconds(std::stoi(count))); }},
+                {"input", [this](Text) { events.use(); }},
+                {"lock-session", [this](Text) { desktop.lock(); }},
+                {"sleep", [this](Text) { desktop.sleep(); }},
+                {"drawn", [this](Text) { std::exchange(window.drawing, {}).at(0)(); }}};
+    }
+};
+
+const std::string page = "https://brisko.example; ";
+const std::string launched = "presented 1; window sign-in ''; look dark ; made 1";
+const std::string cameBack = page + "presented 1; window page; look dark ; jar; web; ";
+const std::string signedIn = page + "window page; jar; web; ";
+const std::string offered = "sheet set-up/choose of ann; ";
+
+} // namespace
+
+TEST_F(AppDelegateTest, opensAPageOnceItHasTheSessionAndAnotherByScriptOrWhenTheApplicationIsNextShown) {
+    const std::string go = "window.location.href = ";
+    story.play({{"session, hold, launch", "presented 1; look dark ; jar; web; waits 1"},
+                {"open brisko://new, release", "presented 2"},
+                {"release", "https://brisko.example/?new=1; window page; menus n; made 1"},
+                {"open brisko://new  brisko://other  brisko:new", go + "\"/?new=1\"; presented 3"},
+                {"open brisko://today", go + "\"/\"; presented 4"},
+                {"release-all, leave", "window sign-in ''; no jar; no web; no menus; no waits; made 2"},
+                {"open brisko://today  brisko://search  brisko://nothing  %", "presented 5"},
+                {"try, accept", "https://brisko.example/?search=1; window page; jar; web; sheet "
+                                "set-up/choose of ann; menus n; made 4"},
+                {"leave, try, accept", page + "made 7"},
+                {"open, open brisko://other  %, reopen, respond, seconds 0", "presented 9"}});
+    EXPECT_FALSE(delegate->applicationShouldTerminateAfterLastWindowClosed());
+}
+
+TEST_F(AppDelegateTest, goesFromSignInToTheWebApplicationAndBackOnceForEachTimeTheSessionEnds) {
+    story.play({{"launch", launched},
+                {"try, accept", signedIn + offered + "menus n; made 3"},
+                {"grey 117.3", "look light 117"},
+                {"grey 114.75", "look dark 115"},
+                {"grey 900", "look light 900"},
+                // The page's data takes a while to clear, and the page asks once more.
+                {"hold, leave, leave", "no jar; waits 1"},
+                {"release-all", "window sign-in 'ann'; look dark ; no web; no menus; no waits; made 4"},
+                {"try, accept, leave", "made 7"}});
+}
+
+TEST_F(AppDelegateTest, leavesTheApplicationOnceWhoeverNoticesFirstAndNoneThatIsShownMeanwhile) {
+    program.dock.badge = 3;
+    story.play(
+        {{"session, launch, activate", cameBack + "menus n; made 1"},
+         {"lose, notice, hold, activate, seconds 0", "no jar; no web; waits 2"},
+         {"release", "window sign-in ''; no menus; waits 1; no badge; made 2"},
+         {"release-all", "no waits"},
+         {"session, launch", page + "presented 2; window page; jar; web; menus n; made 3"},
+         {"hold, activate, leave, release", "window sign-in ''; no jar; no web; no menus; waits 2; made 4"},
+         {"try, accept, release", signedIn + offered + "menus n; waits 3; made 6"},
+         {"lose, release-all", "no jar; no web; no waits"},
+         {"session, hold, leave, activate", "window sign-in 'ann'; web; no menus; waits 1; made 7"},
+         {"try, accept, release", page + "window page; jar; menus n; waits 2; made 9"},
+         {"release-all", "no web; no waits"}});
 }
 
 TEST_F(AppDelegateTest, pressesThePagesKeysForTheMenusAndOnlyWhileThePageIsThere) {
-    int told = 0;
-    delegate->onMenusChanged = [&told] { told += 1; };
-    delegate->applicationDidFinishLaunching();
-    EXPECT_GT(std::exchange(told, 0), 0);
-    for (const auto command : {MenuCommand::newTask, MenuCommand::reloadPage, MenuCommand::zoomIn})
-        delegate->perform(command);
-    EXPECT_FALSE(delegate->validate(menus.item(MenuCommand::newTask)));
-
-    signIn();
-    EXPECT_GT(std::exchange(told, 0), 0);
-    screens.web->handlers.at("briskoChrome")(
-        parseJson(R"({"shortcuts": {"newTask": "alt+j", "search": ""}})"));
-    EXPECT_EQ(std::exchange(told, 0), 1);
-    EXPECT_EQ(menus.item(MenuCommand::newTask).keyEquivalent, (KeyEquivalent{"j", KeyModifier::option}));
-    for (const auto command : {MenuCommand::newTask, MenuCommand::searchAll, MenuCommand::filterList,
-                               MenuCommand::switchView, MenuCommand::openSettings})
-        delegate->perform(command);
-    const auto pressed = [](const char* combo) {
-        return "window.__brisko && window.__brisko.run(\"" + std::string(combo) + "\")";
-    };
-    EXPECT_EQ(screens.web->evaluated,
-              Texts({pressed("alt+j"), pressed("mod+k"), pressed("mod+shift+v"), pressed("mod+,")}))
-        << "the filter has no keys";
-
-    screens.web->zoom = 2.95;
-    delegate->perform(MenuCommand::zoomIn);
-    EXPECT_DOUBLE_EQ(screens.web->zoom, 3);
-    screens.web->zoom = 0.55;
-    delegate->perform(MenuCommand::zoomOut);
-    EXPECT_DOUBLE_EQ(screens.web->zoom, 0.5);
-    delegate->perform(MenuCommand::actualSize);
-    EXPECT_DOUBLE_EQ(screens.web->zoom, 1);
-    delegate->perform(MenuCommand::reloadPage);
-    EXPECT_EQ(screens.web->reloads, 1);
+    const std::string run = "window.__brisko && window.__brisko.run(";
+    const std::string news = "1.2.3, 2026-11-23, What’s new, https://brisko.example/changelog";
+    story.play({{"menu Privacy Policy", "opens https://brisko.example/privacy"},
+                {"menu brisko Guides", "opens https://brisko.example/guides"},
+                {"menu About brisko", news + "; presented 1"},
+                {"launch, menu New Task, menu Reload, menu Zoom In",
+                 "presented 2; window sign-in ''; look dark ; made 1"},
+                {"session, launch", page + "presented 3; window page; jar; web; menus n; made 2"},
+                {R"(bind {"newTask":"alt+j","search":""})", "menus j"},
+                {"menu New Task, menu Filter This List", run + "\"alt+j\")"},
+                {"menu Search All Tasks", run + "\"mod+k\")"},
+                {"menu Switch List / Kanban", run + "\"mod+shift+v\")"},
+                {"menu Settings…", run + "\"mod+,\")"},
+                {"menu Zoom In", "zoomed 10"},
+                {"menu Zoom Out, menu Zoom Out", "zoomed -10"},
+                {"menu Actual Size, menu Reload", "again; no zoomed"}});
 }
 
-TEST_F(AppDelegateTest, helpsAndSaysWhatItIsWhateverScreenIsShown) {
-    delegate->perform(MenuCommand::openGuides);
-    delegate->perform(MenuCommand::openPrivacy);
-    delegate->perform(MenuCommand::showAbout);
-    EXPECT_EQ(account.workspace.opened,
-              Texts({"https://brisko.example/guides", "https://brisko.example/privacy"}));
-    ASSERT_EQ(about.shown.size(), 1U);
-    EXPECT_EQ(about.shown[0].applicationVersion, "1.2.3");
-    EXPECT_EQ(about.shown[0].version, "2026-11-23");
-    EXPECT_EQ(about.shown[0].credits, "What\xE2\x80\x99s new");
-    EXPECT_EQ(about.shown[0].link.text(), "https://brisko.example/changelog");
-    EXPECT_EQ(window.presented, 1);
-}
-
-TEST_F(AppDelegateTest, keepsTheLastOpenedPageForTheNextTimeTheWebApplicationIsShown) {
-    delegate->open({"brisko://new"});
-    EXPECT_EQ(window.presented, 1);
-    delegate->applicationDidFinishLaunching();
-    delegate->open({"brisko://today", "brisko://search", "brisko://nothing", "not a url"});
-    signIn();
-    EXPECT_EQ(screens.web->loaded, Texts({"https://brisko.example/?search=1"}));
-    signOut();
-    signIn();
-    EXPECT_EQ(screens.web->loaded, Texts({"https://brisko.example"})) << "opened a second time";
-}
-
-TEST_F(AppDelegateTest, opensPagesByScriptWhileTheWebApplicationIsShown) {
-    launchSignedIn();
-    delegate->open({"brisko://new", "brisko://other", "brisko:new", "brisko://today"});
-    EXPECT_EQ(screens.web->evaluated,
-              Texts({R"(window.location.href = "/?new=1")", R"(window.location.href = "/")"}));
-    EXPECT_EQ(screens.web->loaded.size(), 1U);
-    signOut();
-    signIn();
-    EXPECT_EQ(screens.web->loaded, Texts({"https://brisko.example"}));
-}
-
-TEST_F(AppDelegateTest, bringsItsWindowForwardWhateverIsOpened) {
-    launchSignedIn();
-    EXPECT_FALSE(delegate->applicationShouldTerminateAfterLastWindowClosed());
-    delegate->applicationShouldHandleReopen();
-    delegate->open({});
-    delegate->open({"brisko://other", "%"});
-    program.center.onResponse();
-    queue.advance(0ms);
-    EXPECT_EQ(window.presented, 5);
-    EXPECT_TRUE(showsApp());
-    EXPECT_TRUE(screens.web->evaluated.empty());
-}
-
-TEST_F(AppDelegateTest, hearsNothingOfASignInThatEndsAfterItHasGone) {
-    delegate->applicationDidFinishLaunching();
-    const auto view = screens.auth->shared_from_this();
-    view->type(AuthView::Field::identifier, "ann");
-    view->type(AuthView::Field::password, "secret");
-    spawn(view->go());
-    window.content = nullptr;
-    delegate.reset();
-    EXPECT_EQ(screens.alive, 0);
-    account.acceptSignIn();
-    EXPECT_EQ(screens.made, 1);
-}
-
-TEST_F(AppDelegateTest, offersAPasscodeForThePasswordThatWasTypedAndOnlyWhereThereIsNone) {
-    delegate->applicationDidFinishLaunching();
-    spawn(screens.auth->googleSignIn());
-    account.browser.answer.resolve("brisko://auth?code=1");
-    account.acceptSignIn();
-    ASSERT_TRUE(showsApp());
-    EXPECT_FALSE(window.sheet) << "there is no password to seal";
-
-    signOut();
-    signIn();
-    ASSERT_TRUE(showsApp());
-    ASSERT_TRUE(window.sheet);
-    EXPECT_EQ(screens.passcode->state().step, PasscodeView::Step::choose);
-    EXPECT_EQ(screens.passcode->state().owner, "ann");
-    screens.passcode->edit(SecretText("1234"));
-    screens.passcode->edit(SecretText("1234"));
-    EXPECT_FALSE(window.sheet);
-    EXPECT_TRUE(showsApp());
-    EXPECT_TRUE(passcode.shape());
-
-    signOut();
-    signIn();
-    EXPECT_TRUE(showsApp());
-    EXPECT_FALSE(window.sheet) << "offered although there is one";
-}
-
-TEST_F(AppDelegateTest, asksForThePasscodeOnceTheSessionIsOverAndTakesThePasswordInstead) {
-    setPasscode();
-    for (const auto unlocks : {true, false}) {
-        delegate->applicationDidFinishLaunching();
-        ASSERT_TRUE(screens.passcode);
-        EXPECT_TRUE(nothingElse());
-        EXPECT_EQ(window.appearance, Window::Appearance::dark);
-        if (unlocks) {
-            screens.passcode->edit(SecretText("1234"));
-            account.acceptSignIn();
-            EXPECT_TRUE(showsApp());
-            EXPECT_FALSE(window.sheet);
-            signOut();
-        } else {
-            leavePasscode();
-            EXPECT_TRUE(showsAuth());
-            EXPECT_FALSE(passcode.shape());
-        }
-    }
+TEST_F(AppDelegateTest, offersAPasscodeWithAPasswordAndAsksForItOnceTheSessionIsOver) {
+    story.play({{"launch", launched},
+                {"google, browser brisko://auth?code=1, accept", signedIn + "menus n; made 2"},
+                {"leave, try, accept", page + offered + "made 5"},
+                {"code 1234, code 1234", "no sheet; menus nl; record"},
+                {"leave, try, accept", page + "made 7"},
+                {"leave, launch", "presented 2; window unlock/code; no jar; no web; no menus; made 9"},
+                {"code 1234, accept", signedIn + "menus nl; made 10"},
+                {"leave, launch", "presented 3; window unlock/code; no jar; no web; no menus; made 12"},
+                {"instead", "window sign-in 'ann'; no record; made 13"}});
 }
 
 TEST_F(AppDelegateTest, showsTheApplicationAtOnceWhileTheSessionLivesAndDropsARecordThatNothingIsKnownOf) {
-    launchWithPasscode();
-    EXPECT_TRUE(keychain.item);
     account.defaults.unreadable = true;
-    delegate->applicationDidFinishLaunching();
-    EXPECT_TRUE(keychain.item) << "what cannot be read is not absent";
+    story.play({{"passcode, session, launch", cameBack + "menus n; record; made 1"}});
     account.defaults.unreadable = false;
+    story.play({{"launch", page + "presented 2; menus nl; made 2"}});
     account.defaults.remove("brisko.passcode.username");
-    delegate->applicationDidFinishLaunching();
-    EXPECT_FALSE(keychain.item);
+    story.play({{"launch", page + "presented 3; menus n; no record; made 3"}});
+}
+
+TEST_F(AppDelegateTest, locksOnceTheWindowHasBeenLeftAloneForLongEnoughAndBeforeTheMachineSleeps) {
+    story.play({{"passcode, session, launch", cameBack + "menus nl; record; made 1"},
+                {"seconds 240, input, seconds 285", ""},
+                {"seconds 15", "lock relock/code; menus n; made 2"},
+                {"menu Lock Now", ""},
+                {"seconds 3600, code 1234", "no lock; menus nl"},
+                {"seconds 285", ""},
+                {"seconds 15", "lock relock/code; menus n; made 3"},
+                {"code 1234, sleep", "awake 1; made 4"},
+                {"drawn", "no awake"}});
+}
+
+TEST_F(AppDelegateTest, locksByItselfOnlyWhereThatIsSwitchedOnAndThereIsSomethingToUnlockWith) {
+    story.play({{"launch, lock-session, seconds 86400, sleep", launched},
+                {"try, accept", signedIn + offered + "menus n; made 3"},
+                {"lock-session, seconds 86400, sleep", ""},
+                {"passcode, lock-session", "lock relock/code; record; made 4"},
+                {"code 1234, stay-open", "no lock; menus nl"},
+                {"lock-session, seconds 86400, sleep", ""},
+                {"menu Lock Now", "lock relock/code; menus n; made 5"}});
+}
+
+TEST_F(AppDelegateTest, isLockedFromTheStartInASessionThatIsAndNotLongerThanThePageIsShown) {
+    desktop.locked = true;
+    story.play(
+        {{"passcode, session, launch", cameBack + "lock relock/code; menus n; record; made 2"},
+         {"leave", "window sign-in ''; no jar; no web; no lock; no menus; made 3"},
+         {"try, accept", signedIn + "menus nl; made 4"},
+         {"menu Lock Now, lose, activate", "window sign-in 'ann'; no jar; no web; no menus; made 6"},
+         {"session, launch", page + "presented 2; window page; jar; web; lock relock/code; menus n; made 8"},
+         {"forget, code 1234", "no record"},
+         {"instead", "window sign-in 'ann'; no jar; no web; no lock; no menus; made 9"}});
+}
+
+TEST_F(AppDelegateTest, asksTheOwnerAtEachActivationWhileThatIsSwitchedOn) {
+    account.defaults.set("brisko.lock.enabled", true);
+    story.play({{"resign", "covered"}, {"activate", "asks to unlock brisko"}, {"owner", "no covered"}});
+}
+
+TEST_F(AppDelegateTest, goesBetweenTheLockSettingsAndThePasscodeAndTellsOnceThatTheyAreDone) {
+    account.remembered.setUsername("ann");
+    story.play({{"session, launch, settings", cameBack + "sheet settings; menus n; made 2"},
+                {"change", "sheet set-up/password of ann; made 3"},
+                {"escape", "sheet settings; made 4"},
+                {"done", "no sheet; settled 1"},
+                {"settings", "sheet settings; made 5"},
+                {"menu Lock & Passcode…", "settled 2; made 6"},
+                {"done", "no sheet"},
+                {"passcode, settings, clear-shortcut", "sheet settings; menus n?; record; made 7"},
+                // A sheet may be over another screen by the time.
+                {"leave", "window sign-in 'ann'; no jar; no web; no menus; made 8"},
+                {"done", "no sheet; settled 3"}});
+}
+
+TEST_F(AppDelegateTest, hearsNothingOnceItHasGone) {
+    story.play({{"launch, try", "presented 1; window sign-in 'ann'; look dark ; made 1"}});
+    quit();
+    account.acceptSignIn();
+    EXPECT_EQ(screens.made, 1);
+    EXPECT_TRUE(desktop.sleep());
 }

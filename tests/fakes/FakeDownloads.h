@@ -7,17 +7,7 @@
 #include "platform/Panels.h"
 #include "platform/Task.h"
 
-#include <algorithm>
-#include <cstddef>
-#include <filesystem>
-#include <functional>
-#include <memory>
-#include <optional>
 #include <set>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
 /// A folder in memory, with the names of the files in it. What has arrived may be held up before it is on the
 /// disk.
@@ -64,39 +54,30 @@ class FakeDownload : public Download {
 public:
     explicit FakeDownload(FakeDownloadFolder& disk) : disk_(disk) {}
 
-    std::optional<std::filesystem::path> destination;
     bool cancelled = false;
 
     /// Asks where to; the file is there from then on, unless the answer has cancelled the download.
     void begin(const std::string& suggestedName) {
-        destination = decideDestination(suggestedName);
+        const auto destination = decideDestination(suggestedName);
         if (!destination)
             cancel();
         else if (!cancelled && !disk_.files.insert(*destination).second)
             throw std::logic_error("there is a file already: " + destination->string());
     }
-    void progress(double fraction) {
-        if (onProgress)
-            onProgress(fraction);
-    }
-    void finish() {
-        if (end() && onFinished)
-            onFinished();
-    }
-    void fail(const Error& error) {
-        if (end() && onFailed)
-            onFailed(error);
-    }
+    void progress(double fraction) { onProgress(fraction); }
+    void finish() { end(onFinished); }
+    void fail(const Error& error) { end(onFailed, error); }
     void cancel() override {
-        if (!end())
-            return;
-        cancelled = true;
-        if (onCancelled)
-            onCancelled();
+        cancelled = cancelled || !ended_;
+        end(onCancelled);
     }
 
 private:
-    bool end() { return !std::exchange(ended_, true); }
+    template <class Told, class... What>
+    void end(const Told& told, const What&... what) {
+        if (!std::exchange(ended_, true) && told)
+            told(what...);
+    }
 
     FakeDownloadFolder& disk_;
     bool ended_ = false;
@@ -105,47 +86,41 @@ private:
 /// Panels that stay open until the test answers them or their handle is let go.
 class FakePanels : public Panels {
 public:
-    enum class Kind { alert, confirm, files };
-
+    using Paths = std::vector<std::filesystem::path>;
     struct Panel {
-        Kind kind = Kind::alert;
         std::string title;
         std::string message;
         FileChoice choice;
-        std::function<void(bool ok, std::vector<std::filesystem::path> paths)> answer;
+        std::function<void(bool ok, Paths paths)> answer;
     };
 
     int shown = 0; ///< since the start
 
     Handle alert(const std::string& title, const std::string& message,
                  std::function<void()> closed) override {
-        return show({Kind::alert, title, message, {}, [closed](bool, const auto&) { closed(); }});
+        return show({title, message, {}, [closed](bool, const auto&) { closed(); }});
     }
     Handle confirm(const std::string& title, const std::string& message,
                    std::function<void(bool)> answered) override {
-        return show({Kind::confirm, title, message, {}, [answered](bool ok, const auto&) { answered(ok); }});
+        return show({title, message, {}, [answered](bool ok, const auto&) { answered(ok); }});
     }
-    Handle chooseFiles(const FileChoice& choice,
-                       std::function<void(std::vector<std::filesystem::path>)> chosen) override {
-        return show({Kind::files, "", "", choice, [chosen](bool, auto paths) { chosen(std::move(paths)); }});
+    Handle chooseFiles(const FileChoice& choice, std::function<void(Paths)> chosen) override {
+        return show({"", "", choice, [chosen](bool, auto paths) { chosen(std::move(paths)); }});
     }
 
     /// Those on the screen, the oldest first.
-    std::vector<std::shared_ptr<const Panel>> open() const {
-        std::vector<std::shared_ptr<const Panel>> result;
+    std::vector<std::shared_ptr<Panel>> open() const {
+        std::vector<std::shared_ptr<Panel>> result;
         for (const auto& entry : panels_)
             if (auto panel = entry.lock())
                 result.push_back(std::move(panel));
         return result;
     }
-    /// What a person does with the one at `index` of those on the screen: "OK" or the other way out, and the
-    /// files that were chosen.
-    void answer(bool ok = true, std::vector<std::filesystem::path> paths = {}, std::size_t index = 0) {
-        std::erase_if(panels_, [](const auto& entry) { return entry.expired(); });
-        if (index >= panels_.size())
-            throw std::logic_error("no panel is open");
-        const auto panel = panels_[index].lock();
-        panels_.erase(panels_.begin() + static_cast<std::ptrdiff_t>(index));
+    /// What a person does with the oldest one on the screen: "OK" or the other way out, and the files that
+    /// were chosen.
+    void answer(bool ok = true, Paths paths = {}) {
+        const auto panel = open().at(0);
+        std::erase_if(panels_, [&](const auto& entry) { return entry.lock() == panel; });
         panel->answer(ok, std::move(paths));
     }
 

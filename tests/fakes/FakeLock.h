@@ -6,13 +6,7 @@
 #include "platform/Keychain.h"
 #include "platform/MainQueue.h"
 
-#include <chrono>
-#include <functional>
 #include <map>
-#include <memory>
-#include <optional>
-#include <string>
-#include <utility>
 
 /// The program's own derivation with one of its many rounds, which take time and nothing else.
 inline SecretText deriveInOneRound(const SecretText& code, const SecretText& salt) {
@@ -53,15 +47,11 @@ public:
     std::optional<std::string> item;
     std::optional<Refused> refusal;         ///< of what is written
     std::optional<std::string> unavailable; ///< the system's text of a keyring that cannot be asked
-    int started = 0;
-    std::function<void()> aroundChange; ///< called before and after each; may end the program there
+    std::function<void()> aroundChange;     ///< called before and after each; may end the program there
 
     Task<std::optional<SecretText>> read() override {
         co_await ask();
-        std::optional<SecretText> data;
-        if (item)
-            data.emplace(std::string_view(*item));
-        co_return data;
+        co_return item ? std::optional(SecretText(std::string_view(*item))) : std::nullopt;
     }
     Task<> write(SecretText data) override {
         co_await ask();
@@ -83,7 +73,6 @@ private:
             aroundChange();
     }
     Task<> ask() {
-        started += 1;
         co_await pass();
         if (unavailable)
             throw Unavailable(*unavailable);

@@ -1,17 +1,9 @@
 #pragma once
 
+#include "fakes/FakePlatform.h"
 #include "platform/DesktopSession.h"
 #include "platform/EventMonitor.h"
 #include "platform/OwnerAuthentication.h"
-
-#include <algorithm>
-#include <cstddef>
-#include <functional>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <utility>
-#include <vector>
 
 /// The desktop's question to the owner, who answers when the test says so; at once when nobody can be asked.
 class FakeOwnerAuthentication : public OwnerAuthentication {
@@ -29,13 +21,9 @@ public:
         co_return co_await *question;
     }
 
-    /// The questions that are on the screen, all at once.
-    std::size_t asking() const { return open_.size(); }
     /// Answers the oldest one.
     void answer(bool proved) {
-        if (open_.empty())
-            throw std::logic_error("nobody is asked");
-        const auto question = open_.front();
+        const auto question = open_.at(0);
         open_.erase(open_.begin());
         question->resolve(proved);
     }
@@ -46,25 +34,12 @@ private:
 
 class FakeEventMonitor : public EventMonitor {
 public:
-    std::shared_ptr<void> observeInput(std::function<void()> used) override {
-        auto observer = std::make_shared<std::function<void()>>(std::move(used));
-        observers_.push_back(observer);
-        return observer;
-    }
-
+    std::shared_ptr<void> observeInput(std::function<void()> used) override { return observers_.add(used); }
     /// Somebody types, clicks, scrolls or moves the pointer.
-    void use() {
-        for (const auto& observer : std::vector(observers_))
-            if (const auto tell = observer.lock())
-                (*tell)();
-    }
-    std::size_t observers() const {
-        return static_cast<std::size_t>(
-            std::count_if(observers_.begin(), observers_.end(), [](const auto& o) { return !o.expired(); }));
-    }
+    void use() { observers_.tell(); }
 
 private:
-    std::vector<std::weak_ptr<std::function<void()>>> observers_;
+    Observers observers_;
 };
 
 class FakeDesktopSession : public DesktopSession {

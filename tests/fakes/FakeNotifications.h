@@ -4,14 +4,8 @@
 #include "platform/NotificationCenter.h"
 #include "platform/NotificationQuestion.h"
 
-#include <algorithm>
-#include <chrono>
 #include <map>
 #include <memory>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 /// A zone whose clocks are set at moments that the test names.
 class FakeTimeZone : public TimeZone {
@@ -32,8 +26,7 @@ public:
 
     Task<Answer> ask() override {
         asked += 1;
-        open_ = std::make_shared<Completion<Answer>>();
-        const auto answer = open_;
+        const auto answer = open_ = std::make_shared<Completion<Answer>>();
         co_return co_await *answer;
     }
     void answer(Answer answer) { std::exchange(open_, nullptr)->resolve(answer); }

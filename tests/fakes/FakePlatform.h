@@ -12,14 +12,32 @@
 #include "platform/Window.h"
 #include "platform/Workspace.h"
 
-#include <algorithm>
 #include <deque>
-#include <functional>
 #include <map>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
+
+/// Who wants to be told of something, for as long as they keep what they have been given.
+class Observers {
+public:
+    std::shared_ptr<void> add(std::function<void()> told) {
+        auto observer = std::make_shared<std::function<void()>>(std::move(told));
+        observers_.push_back(observer);
+        return observer;
+    }
+    void tell() {
+        for (const auto& observer : std::vector(observers_))
+            if (const auto told = observer.lock())
+                (*told)();
+    }
+
+private:
+    std::vector<std::weak_ptr<std::function<void()>>> observers_;
+};
+
+/// Takes those away that stand for the same as `cookie`, whatever their value.
+inline void removeCookie(std::vector<Cookie>& cookies, const Cookie& cookie) {
+    const auto key = [](const Cookie& each) { return std::tie(each.name, each.domain, each.path); };
+    std::erase_if(cookies, [&](const Cookie& kept) { return key(kept) == key(cookie); });
+}
 
 /// Cookies in memory, matched against a URL as RFC 6265 says.
 class FakeCookieJar : public CookieJar {
@@ -32,15 +50,11 @@ public:
             if (applies(cookie, url))
                 byPath.emplace(cookie.path.size(), cookie);
         std::vector<Cookie> result;
-        for (auto& [length, cookie] : byPath)
-            result.push_back(std::move(cookie));
+        for (const auto& [length, cookie] : byPath)
+            result.push_back(cookie);
         return result;
     }
-    void remove(const Cookie& cookie) override {
-        std::erase_if(cookies, [&](const Cookie& kept) {
-            return kept.name == cookie.name && kept.domain == cookie.domain && kept.path == cookie.path;
-        });
-    }
+    void remove(const Cookie& cookie) override { removeCookie(cookies, cookie); }
 
 private:
     static bool applies(const Cookie& cookie, const Url& url) {
@@ -62,11 +76,9 @@ private:
 class FakeHttpClient : public HttpClient {
 public:
     struct Pending {
-        Pending(HttpRequest sentRequest, std::stop_token stopping)
-            : request(std::move(sentRequest)), stop(std::move(stopping)) {}
+        explicit Pending(HttpRequest sentRequest) : request(std::move(sentRequest)) {}
 
         HttpRequest request;
-        std::stop_token stop;
         Completion<HttpReply> reply;
     };
 
@@ -75,7 +87,7 @@ public:
     bool underWay = false;
 
     Task<HttpReply> send(HttpRequest request, std::stop_token stop) override {
-        const auto entry = std::make_shared<Pending>(request, stop);
+        const auto entry = std::make_shared<Pending>(request);
         sent.push_back(request);
         pending.push_back(entry);
         const auto cancel = [this, entry] {
@@ -90,9 +102,7 @@ public:
     }
 
     std::shared_ptr<Pending> take(std::size_t index = 0) {
-        if (index >= pending.size())
-            throw std::logic_error("no request is waiting");
-        auto entry = pending[index];
+        auto entry = pending.at(index);
         pending.erase(pending.begin() + static_cast<std::ptrdiff_t>(index));
         return entry;
     }
@@ -109,49 +119,37 @@ public:
 class FakeWebDataStore : public WebDataStore, public Gate {
 public:
     std::vector<Cookie> cookies;
-    std::vector<std::string> log; ///< the operations in the order in which they ended
+    std::vector<std::string> log; ///< of what has been set
     int started = 0;
 
-    std::shared_ptr<void> observeCookies(std::function<void()> changed) override {
-        auto observer = std::make_shared<std::function<void()>>(std::move(changed));
-        observers_.push_back(observer);
-        return observer;
-    }
+    std::shared_ptr<void> observeCookies(std::function<void()> told) override { return observers_.add(told); }
     /// Says that cookies have changed: a real store does so once for each.
-    void changed() {
-        for (const auto& observer : std::vector(observers_))
-            if (const auto tell = observer.lock())
-                (*tell)();
-    }
+    void changed() { observers_.tell(); }
 
     Task<std::vector<Cookie>> allCookies() override {
-        started += 1;
-        co_await pass();
-        log.emplace_back("list");
+        co_await begin();
         co_return cookies;
     }
     Task<> setCookie(Cookie cookie) override {
-        started += 1;
-        co_await pass();
-        std::erase_if(cookies, [&](const Cookie& kept) {
-            return kept.name == cookie.name && kept.domain == cookie.domain && kept.path == cookie.path;
-        });
+        co_await begin();
+        removeCookie(cookies, cookie);
         cookies.push_back(cookie);
         log.push_back("set " + cookie.name);
         changed();
     }
     Task<> removeAllData() override {
-        started += 1;
-        co_await pass();
-        const auto had = !cookies.empty();
-        cookies.clear();
-        log.emplace_back("clear");
-        if (had)
+        co_await begin();
+        if (!std::exchange(cookies, {}).empty())
             changed();
     }
 
 private:
-    std::vector<std::weak_ptr<std::function<void()>>> observers_;
+    Task<> begin() {
+        started += 1;
+        return pass();
+    }
+
+    Observers observers_;
 };
 
 class FakeWebAuthentication : public WebAuthentication {
@@ -177,31 +175,18 @@ public:
         return unreadable || found == values.end() ? Json() : found->second;
     }
     bool available() const override { return !unreadable; }
-    void set(const std::string& key, Json value) override {
-        change([&] { values[key] = std::move(value); });
-    }
-    void remove(const std::string& key) override {
-        change([&] { values.erase(key); });
-    }
+    void set(const std::string& key, Json value) override { update({{key, std::move(value)}}); }
+    void remove(const std::string& key) override { update({{key, Json()}}); }
     void update(const std::map<std::string, Json>& changes) override {
-        change([&] {
-            for (const auto& [key, value] : changes) {
-                if (value.is_null())
-                    values.erase(key);
-                else
-                    values[key] = value;
-            }
-        });
-    }
-
-private:
-    template <class Change>
-    void change(Change apply) {
         if (broken)
             throw Error("No space left on device");
         if (aroundChange)
             aroundChange();
-        apply();
+        for (const auto& [key, value] : changes) {
+            values[key] = value;
+            if (value.is_null())
+                values.erase(key);
+        }
         if (aroundChange)
             aroundChange();
     }
@@ -222,9 +207,12 @@ public:
 
 class FakeAboutPanel : public AboutPanel {
 public:
-    std::vector<Info> shown;
+    std::vector<std::string> shown; ///< "version, date, credits, link"
 
-    void show(const Info& info) override { shown.push_back(info); }
+    void show(const Info& info) override {
+        shown.push_back(info.applicationVersion.value_or("none") + ", " + info.version.value_or("none") +
+                        ", " + info.credits + ", " + info.link.text());
+    }
 };
 
 class FakeWindow : public Window {
@@ -264,17 +252,15 @@ public:
     std::vector<std::string> loaded;
     std::vector<std::string> evaluated;
     bool waitingForAnswer = false;
-    std::vector<UserScript> scripts;
     std::map<std::string, std::function<void(const Json&)>> handlers;
     std::map<std::string, std::function<Task<Json>(Json)>> replyingHandlers;
     std::string alternate; ///< the page shown in place of one that failed
     std::string alternateFor;
     std::string alternateBase;
-    int reloads = 0;
     double zoom = 1;
     Color underPage;
 
-    void addUserScript(const UserScript& script) override { scripts.push_back(script); }
+    void addUserScript(const UserScript&) override {}
     void addMessageHandler(const std::string& name, std::function<void(const Json&)> handler) override {
         handlers[name] = std::move(handler);
     }
@@ -283,7 +269,7 @@ public:
         replyingHandlers[name] = std::move(handler);
     }
     void load(const Url& url, std::chrono::seconds) override { loaded.push_back(url.text()); }
-    void reload() override { reloads += 1; }
+    void reload() override { loaded.emplace_back("again"); }
     void loadAlternate(const std::string& html, const std::string& failedUrl, const Url& base) override {
         alternate = html;
         alternateFor = failedUrl;

@@ -1,19 +1,12 @@
 #pragma once
 
 #include "fakes/FakeAccount.h"
-#include "fakes/FakeDock.h"
 #include "fakes/FakeDownloads.h"
 #include "fakes/FakeLock.h"
 #include "fakes/FakeLocks.h"
 #include "fakes/FakeNotifications.h"
 #include "lock/AppLock.h"
-#include "lock/Passcode.h"
-#include "reminders/Notifications.h"
-#include "reminders/Reminders.h"
-#include "web/Downloads.h"
 #include "web/WebShell.h"
-
-#include <memory>
 
 /// Everything that a page of the program works with, on the fake platform.
 struct FakeProgram {

@@ -5,10 +5,6 @@
 #include "reminders/agent/AgentPorts.h"
 
 #include <map>
-#include <memory>
-#include <string>
-#include <utility>
-#include <vector>
 
 /// The agent's files in memory, as text. They outlive the agent.
 class FakeReminderStore : public ReminderStore {
@@ -40,7 +36,7 @@ public:
         refuseWhenFull();
         log.clear();
         for (const auto& event : events)
-            log.push_back(event.encode());
+            append(event);
     }
     bool isPermitted() const override { return permitted; }
 
@@ -54,11 +50,6 @@ private:
 /// A screen.
 class FakeNotificationServer : public NotificationServer, public Gate {
 public:
-    struct Shown {
-        std::uint32_t id;
-        std::string title;
-    };
-
     std::string running = "first"; ///< its name; empty when there is none
     std::vector<std::string> sent; ///< the titles of all that has been sent, in order
     std::map<std::uint32_t, std::string> onScreen;

@@ -3,95 +3,71 @@
 #include "application/AppDelegate.h"
 #include "fakes/FakePlatform.h"
 
-#include <memory>
-#include <utility>
+#include <gtest/gtest.h>
 
-/// Screens that note what becomes of them. The latest of each kind is at hand as long as it lives.
+#include <map>
+
+/// Screens that can be named in words. The latest view of each kind is at hand as long as it lives.
 class FakeScreens : public ScreenFactory {
 public:
+    using Words = std::function<std::string()>;
+
     explicit FakeScreens(const FakeWindow& window) : window_(window) {}
 
-    AuthView* auth = nullptr;
-    PasscodeView* passcode = nullptr;
-    LockSettingsView* lockSettings = nullptr;
-    FakeWebView* web = nullptr;
+    std::map<const Screen*, Words> alive;
     int made = 0;
-    int alive = 0;
-    int destroyedInWindow = 0; ///< a window draws what it was given, so this must not happen
+    std::weak_ptr<AuthView> auth;
+    std::weak_ptr<PasscodeView> passcode;
+    std::weak_ptr<LockSettingsView> lockSettings;
+    FakeWebView* web = nullptr;
 
     std::unique_ptr<Screen> authScreen(std::shared_ptr<AuthView> view) override {
-        auto screen = std::make_unique<NativeScreen<AuthView>>(*this, view, auth);
+        auth = view;
         view->appeared();
-        return screen;
+        return make<Screen>([view] { return "sign-in '" + view->state().identifier + "'"; });
     }
     std::unique_ptr<Screen> passcodeScreen(std::shared_ptr<PasscodeView> view) override {
-        auto screen = std::make_unique<NativeScreen<PasscodeView>>(*this, view, passcode);
+        constexpr const char* modes[] = {"unlock", "relock", "set-up", "change"};
+        constexpr const char* steps[] = {"code", "password", "choose", "confirm"};
+        passcode = view;
         view->appeared();
-        return screen;
+        return make<Screen>([view] {
+            const auto& state = view->state();
+            return std::string(modes[view->mode().index()]) + "/" + steps[static_cast<int>(state.step)] +
+                   (state.owner.empty() ? "" : " of " + state.owner);
+        });
     }
     std::unique_ptr<Screen> lockSettingsScreen(std::shared_ptr<LockSettingsView> view) override {
-        return std::make_unique<NativeScreen<LockSettingsView>>(*this, std::move(view), lockSettings);
+        lockSettings = view;
+        return make<Screen>([view] { return view->canChange() ? "settings" : "settings of nobody"; });
     }
     std::unique_ptr<WebView> webView() override {
-        auto view = std::make_unique<Web>(*this);
+        auto view = make<FakeWebView>([] { return "page"; });
         web = view.get();
         return view;
     }
 
 private:
-    /// Lives and dies with its screen.
-    class Life {
-    public:
-        Life(FakeScreens& screens, const Screen& screen) : screens_(screens), screen_(screen) {
-            screens_.made += 1;
-            screens_.alive += 1;
+    template <class Base>
+    struct Made : Base {
+        Made(FakeScreens& factory, Words words) : screens(factory) {
+            screens.made += 1;
+            screens.alive[this] = std::move(words);
         }
-        Life(const Life&) = delete;
-        Life& operator=(const Life&) = delete;
-        ~Life() {
-            screens_.alive -= 1;
-            const auto& window = screens_.window_;
-            const auto shown =
-                window.content == &screen_ || window.sheet == &screen_ || window.overlay == &screen_;
-            screens_.destroyedInWindow += shown ? 1 : 0;
+        ~Made() override {
+            const auto& window = screens.window_;
+            EXPECT_TRUE(window.content != this && window.sheet != this && window.overlay != this)
+                << "the window draws what has gone";
+            if (screens.web == static_cast<Screen*>(this))
+                screens.web = nullptr;
+            screens.alive.erase(this);
         }
-
-    private:
-        FakeScreens& screens_;
-        const Screen& screen_;
+        FakeScreens& screens;
     };
-
-    /// A screen over a view, which is at hand as `latest` until it goes or another one comes.
-    template <class View>
-    class NativeScreen : public Screen {
-    public:
-        NativeScreen(FakeScreens& screens, std::shared_ptr<View> view, View*& latest)
-            : view_(std::move(view)), latest_(latest), life_(screens, *this) {
-            latest_ = view_.get();
-        }
-        ~NativeScreen() override {
-            if (latest_ == view_.get())
-                latest_ = nullptr;
-        }
-
-    private:
-        std::shared_ptr<View> view_;
-        View*& latest_;
-        Life life_;
-    };
-
-    class Web : public FakeWebView {
-    public:
-        explicit Web(FakeScreens& screens) : screens_(screens), life_(screens, *this) {}
-        ~Web() override {
-            if (screens_.web == this)
-                screens_.web = nullptr;
-        }
-
-    private:
-        FakeScreens& screens_;
-        Life life_;
-    };
+    template <class Base>
+    std::unique_ptr<Made<Base>> make(Words words) {
+        return std::make_unique<Made<Base>>(*this, std::move(words));
+    }
 
     const FakeWindow& window_;
 };

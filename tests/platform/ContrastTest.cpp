@@ -2,35 +2,28 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 
 TEST(Contrast, isMeasuredAsTheGuidelinesSay) {
     EXPECT_NEAR(Contrast::ratio({0, 0, 0}, {1, 1, 1}), 21, 1e-9);
     EXPECT_NEAR(Contrast::ratio({1, 0, 0}, {1, 1, 1}), 3.998, 1e-3);
     EXPECT_NEAR(Contrast::ratio({0.46, 0.46, 0.46}, {0, 0, 0}), 4.57, 0.02);
+    constexpr auto nan = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(Contrast::drawn({2, -1, nan, 1}), (Color{1, 0, 0}));
+    EXPECT_EQ(Contrast::drawn({1, 1, 1, 0}), Chrome::canvas);
+    EXPECT_EQ(Contrast::drawn({0.25, 0.5, 0.75, 2}), (Color{0.25, 0.5, 0.75}));
 }
 
 TEST(Contrast, ofTheInkIsEnoughToReadOnEveryColourAndOnItsMarks) {
     constexpr int steps = 16;
-    for (int red = 0; red <= steps; ++red)
-        for (int green = 0; green <= steps; ++green)
-            for (int blue = 0; blue <= steps; ++blue) {
-                const Color ground = {double(red) / steps, double(green) / steps, double(blue) / steps};
-                for (const auto& drawn :
-                     {ground, Contrast::marked(ground, 0.1), Contrast::marked(ground, 0.2)})
-                    ASSERT_GE(Contrast::ratio(drawn, Contrast::ink(ground)), 4.5) << red << green << blue;
-            }
+    for (int number = 0; number < steps * steps * steps; ++number) {
+        const auto part = [number](int unit) { return double(number / unit % steps) / (steps - 1); };
+        const Color ground = {part(1), part(steps), part(steps * steps)};
+        for (const auto& drawn : {ground, Contrast::marked(ground, 0.1), Contrast::marked(ground, 0.2)})
+            ASSERT_GE(Contrast::ratio(drawn, Contrast::ink(ground)), 4.5) << number;
+    }
     EXPECT_EQ(Contrast::marked({0, 0, 0}, 0.25), (Color{0.25, 0.25, 0.25}));
     EXPECT_EQ(Contrast::marked({0.5, 0.5, 0.5}, 0.5), (Color{0.75, 0.75, 0.75}));
     EXPECT_EQ(Contrast::ink(Chrome::canvas), (Color{1, 1, 1}));
     EXPECT_EQ(Contrast::ink({1, 1, 0}), (Color{0, 0, 0}));
-}
-
-TEST(Contrast, isAskedOfTheColourThatCanBeDrawn) {
-    constexpr auto nan = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(Contrast::drawn({2, -1, nan, 1}), (Color{1, 0, 0}));
-    EXPECT_EQ(Contrast::drawn({1, 1, 1, 0}), Chrome::canvas);
-    EXPECT_EQ(Contrast::drawn({0.25, 0.5, 0.75, std::numeric_limits<double>::infinity()}),
-              (Color{0.25, 0.5, 0.75}));
 }

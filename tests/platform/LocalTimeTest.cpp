@@ -22,25 +22,21 @@ FakeTimeZone newYork() {
 
 TEST(LocalTime, findsTheMomentsOfAMinuteAlsoWhereClocksAreSet) {
     const auto zone = newYork();
-    const struct {
-        LocalMinute minute;
-        std::vector<sys_seconds> moments;
-    } cases[] = {
-        {{2026, 3, 8, 1, 59}, {sys_days(2026y / March / 8) + 6h + 59min}},
-        {{2026, 3, 8, 2, 30}, {sys_days(2026y / March / 8) + 7h + 30min}}, // 03:30
-        {{2026, 3, 8, 3, 0}, {sys_days(2026y / March / 8) + 7h}},
-        {{2026, 11, 1, 0, 59}, {sys_days(2026y / November / 1) + 4h + 59min}},
-        {{2026, 11, 1, 1, 30},
-         {sys_days(2026y / November / 1) + 5h + 30min, sys_days(2026y / November / 1) + 6h + 30min}},
-        {{2026, 11, 1, 2, 0}, {sys_days(2026y / November / 1) + 7h}},
+    constexpr auto spring = sys_days(2026y / March / 8), autumn = sys_days(2026y / November / 1);
+    const std::pair<LocalMinute, std::vector<sys_seconds>> cases[] = {
+        {{2026, 3, 8, 1, 59}, {spring + 6h + 59min}},
+        {{2026, 3, 8, 2, 30}, {spring + 7h + 30min}}, // 03:30
+        {{2026, 3, 8, 3, 0}, {spring + 7h}},
+        {{2026, 11, 1, 0, 59}, {autumn + 4h + 59min}},
+        {{2026, 11, 1, 1, 30}, {autumn + 5h + 30min, autumn + 6h + 30min}},
+        {{2026, 11, 1, 2, 0}, {autumn + 7h}},
         {{2028, 2, 29, 23, 59}, {sys_days(2028y / March / 1) + 4h + 59min}},
     };
     for (const auto& [minute, moments] : cases) {
         EXPECT_EQ(LocalTime::momentsOf(minute, zone), moments) << minute.hour << ":" << minute.minute;
         EXPECT_EQ(LocalTime::minuteOf(moments.back() + 59s, zone).minute, minute.minute);
     }
-    EXPECT_EQ(LocalTime::minuteOf(sys_days(2026y / March / 8) + 7h + 30min, zone),
-              (LocalMinute{2026, 3, 8, 3, 30}));
+    EXPECT_EQ(LocalTime::minuteOf(spring + 7h + 30min, zone), (LocalMinute{2026, 3, 8, 3, 30}));
 }
 
 TEST(LocalTime, readsBackWhatItShowsInAnyZoneAsFarAsTheCalendarGoes) {
@@ -65,17 +61,15 @@ TEST(LocalTime, readsBackWhatItShowsInAnyZoneAsFarAsTheCalendarGoes) {
 }
 
 TEST(LocalTime, knowsWhenTheNextDayBeginsAlsoOnesWithoutAMidnight) {
+    const sys_seconds march = sys_days(2026y / March / 8), november = sys_days(2026y / November / 1);
     auto zone = newYork();
-    EXPECT_EQ(LocalTime::startOfTomorrow(sys_days(2026y / December / 31) + 20h, zone),
-              sys_days(2027y / January / 1) + 5h);
-    EXPECT_EQ(LocalTime::startOfTomorrow(sys_days(2026y / November / 1) + 5h, zone),
-              sys_days(2026y / November / 2) + 5h);
+    const auto tomorrow = [&](sys_seconds moment) { return LocalTime::startOfTomorrow(moment, zone); };
+    EXPECT_EQ(tomorrow(sys_days(2026y / December / 31) + 20h), sys_days(2027y / January / 1) + 5h);
+    EXPECT_EQ(tomorrow(november + 5h), november + 24h + 5h);
     // Clocks go from 24:00 to 01:00, as they did in São Paulo.
-    zone.changes = {{sys_days(2026y / March / 8) + 5h, -4h}};
-    EXPECT_EQ(LocalTime::startOfTomorrow(sys_days(2026y / March / 7) + 20h, zone),
-              sys_days(2026y / March / 8) + 5h);
+    zone.changes = {{march + 5h, -4h}};
+    EXPECT_EQ(tomorrow(march - 4h), march + 5h);
     // They go back from 24:00 to 23:00: midnight comes an hour later.
-    zone.changes = {{sys_days(2026y / March / 8) + 5h, -6h}};
-    EXPECT_EQ(LocalTime::startOfTomorrow(sys_days(2026y / March / 7) + 20h, zone),
-              sys_days(2026y / March / 8) + 6h);
+    zone.changes = {{march + 5h, -6h}};
+    EXPECT_EQ(tomorrow(march - 4h), march + 6h);
 }
