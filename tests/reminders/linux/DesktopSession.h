@@ -35,8 +35,8 @@ public:
 
     DesktopSession() {
         std::signal(SIGXFSZ, SIG_IGN); // on a full disk, a write fails; it ends no agent
+        setenv("G_DEBUG", "fatal-criticals", 1);
         DurableFile::makePrivateFolder(place.folder);
-        std::filesystem::create_directory(home() / "services");
         startBus();
     }
     DesktopSession(const DesktopSession&) = delete;
@@ -50,14 +50,21 @@ public:
     GPtr<GDBusConnection> connect() const {
         return BusObject::connectTo(g_test_dbus_get_bus_address(bus_.get()));
     }
-    /// The bus ends, and another one begins. With a service it starts the agent of the place by itself.
-    void restartBus(bool withService = false) {
-        stopBus();
-        if (withService)
-            std::ofstream(home() / "services" / "agent.service")
-                << "[D-BUS Service]\nName=" << place.busName() << "\nExec=" << BRISKO_REMINDERS
-                << " --application-id " << place.applicationId << " --state " << place.folder.string();
-        startBus();
+    void startBus() {
+        bus_ = GPtr<GTestDBus>::take(g_test_dbus_new(G_TEST_DBUS_NONE));
+        g_test_dbus_add_service_dir(bus_.get(), home().c_str());
+        g_test_dbus_up(bus_.get());
+        asking_ = connect();
+    }
+    void stopBus() {
+        asking_ = {};
+        g_test_dbus_stop(bus_.get());
+    }
+    /// From its next start on, the bus starts the agent of the place by itself.
+    void installService() const {
+        std::ofstream(home() / "agent.service")
+            << "[D-BUS Service]\nName=" << place.busName() << "\nExec=" << BRISKO_REMINDERS
+            << " --application-id " << place.applicationId << " --state " << place.folder.string();
     }
 
     /// The list on disk, as an agent has left it: each due so many minutes ago.
@@ -105,24 +112,8 @@ public:
             poll([&] { return agent() != id; });
         }
     }
-    void setDiskFull(bool full) const {
-        const rlimit size = {full ? 0 : RLIM_INFINITY, RLIM_INFINITY};
-        if (prlimit(agent(), RLIMIT_FSIZE, &size, nullptr) != 0)
-            throw std::runtime_error("the agent's disk cannot be filled");
-    }
 
 private:
-    void startBus() {
-        bus_ = GPtr<GTestDBus>::take(g_test_dbus_new(G_TEST_DBUS_NONE));
-        g_test_dbus_add_service_dir(bus_.get(), (home() / "services").c_str());
-        g_test_dbus_up(bus_.get());
-        asking_ = connect();
-    }
-    void stopBus() {
-        asking_ = {};
-        g_test_dbus_stop(bus_.get());
-    }
-
     GPtr<GTestDBus> bus_;
     GPtr<GDBusConnection> asking_;
 };
@@ -131,13 +122,9 @@ private:
 /// otherwise.
 class AgentUnderTest {
 public:
-    explicit AgentUnderTest(const DesktopSession& session, const DesktopSession::Words& options = {},
-                            const std::map<std::string, std::string>& environment = {}) {
+    explicit AgentUnderTest(const DesktopSession& session, const DesktopSession::Words& options = {}) {
         const auto launcher =
             GPtr<GSubprocessLauncher>::take(g_subprocess_launcher_new(G_SUBPROCESS_FLAGS_NONE));
-        for (const auto& [name, value] : environment)
-            g_subprocess_launcher_setenv(launcher.get(), name.c_str(), value.c_str(), TRUE);
-        g_subprocess_launcher_setenv(launcher.get(), "G_DEBUG", "fatal-criticals", TRUE);
         // One that is stopped would outlive a test that crashes.
         g_subprocess_launcher_set_child_setup(
             launcher.get(), [](gpointer) { prctl(PR_SET_PDEATHSIG, SIGKILL); }, nullptr, nullptr);
