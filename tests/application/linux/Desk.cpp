@@ -15,6 +15,14 @@ namespace {
 /// The person's own connection to the display.
 ::Display* const hands = XOpenDisplay(nullptr);
 
+/// Once the display has handled what the hands do, the events are on their way.
+void deliver() {
+    XSync(hands, False);
+    gdk_display_sync(gdk_display_get_default());
+    while (g_main_context_iteration(nullptr, FALSE)) {
+    }
+}
+
 std::string nameOf(GtkWidget* widget) {
     if (GTK_IS_WINDOW(widget))
         return gtk_window_get_title(GTK_WINDOW(widget));
@@ -28,15 +36,15 @@ std::string nameOf(GtkWidget* widget) {
     return name.get() == std::string("undefined") ? "" : name.get();
 }
 
-/// Calls `visit` with everything in the program's windows that eyes and assistive technology find.
+/// Calls `visit` with everything in the program's windows that eyes or assistive technology find.
 void eachShown(const std::function<void(GtkWidget*)>& visit) {
     auto* const all = gtk_window_get_toplevels();
     for (guint i = 0; i < g_list_model_get_n_items(all); ++i) {
         const auto window = GPtr<GtkWidget>::take(GTK_WIDGET(g_list_model_get_item(all, i)));
         Desk::walk(window.get(), [&](GtkWidget* widget) {
-            const GText isInSight(
+            const GText isTold(
                 gtk_test_accessible_check_state(GTK_ACCESSIBLE(widget), GTK_ACCESSIBLE_STATE_HIDDEN, TRUE));
-            if (!gtk_widget_get_mapped(widget) || gtk_widget_get_opacity(widget) == 0 || !isInSight)
+            if (!gtk_widget_get_mapped(widget) || (gtk_widget_get_opacity(widget) == 0 && !isTold))
                 return false;
             visit(widget);
             return true;
@@ -69,12 +77,13 @@ void Desk::press(const std::string& keys) {
         for (const auto down : {True, False})
             for (const auto code : codes)
                 XTestFakeKeyEvent(hands, code, down, CurrentTime);
-        // The events are on their way when this returns.
-        XSync(hands, False);
-        gdk_display_sync(gdk_display_get_default());
-        while (g_main_context_iteration(nullptr, FALSE)) {
-        }
+        deliver();
     }
+}
+
+void Desk::movePointer(int x, int y) {
+    XTestFakeMotionEvent(hands, DefaultScreen(hands), x, y, CurrentTime);
+    deliver();
 }
 
 void Desk::walk(GtkWidget* widget, const std::function<bool(GtkWidget*)>& visit) {

@@ -6,14 +6,16 @@
 #include <source_location>
 #include <string>
 
-/// A person at a display of the tests' own, with real keys. What they are shown is what eyes and assistive
-/// technology find alike.
+/// A person at a display of the tests' own, with real keys. What they are shown is what eyes or assistive
+/// technology find.
 namespace Desk {
 
 using Where = std::source_location;
 
-/// Keys are written as in "Tab <Control><Shift>v". Goes on when the program has done what it does at once.
+/// These go on when the program has done what it does at once. Keys are written as in "Tab
+/// <Control><Shift>v".
 void press(const std::string& keys);
+void movePointer(int x, int y);
 
 /// Calls `visit` with the widget and, as long as that returns true, with all that it holds.
 void walk(GtkWidget* widget, const std::function<bool(GtkWidget*)>& visit);
