@@ -162,20 +162,21 @@ void DurableFile::write(const fs::path& file, std::string_view content) {
     syncFolder(folderOf(file));
 }
 
-void DurableFile::append(const fs::path& file, std::string_view text) {
+void DurableFile::append(const fs::path& file, std::string_view text, Outlives what) {
     const auto isNew = !fs::exists(file);
     const Descriptor descriptor(require(
         [&] { return ::open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR); }));
     const auto length = require([&] { return ::lseek(descriptor.get(), 0, SEEK_END); });
     try {
         writeAll(descriptor, text);
-        require([&] { return ::fdatasync(descriptor.get()); });
+        if (what == Outlives::machine)
+            require([&] { return ::fdatasync(descriptor.get()); });
     } catch (const Error&) {
         if (::ftruncate(descriptor.get(), length) == 0)
             ::fdatasync(descriptor.get());
         throw;
     }
-    if (isNew)
+    if (isNew && what == Outlives::machine)
         syncFolder(folderOf(file));
 }
 

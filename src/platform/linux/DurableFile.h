@@ -21,9 +21,13 @@ std::optional<std::string> read(const std::filesystem::path& file);
 /// content then stands and nothing is left beside it.
 void write(const std::filesystem::path& file, std::string_view content);
 
-/// Writes the text behind what the file holds, or into a new one (mode 0600), and syncs it. Throws Error with
-/// the system's text; the file then holds what it held. A crash of the machine may leave a part of the text.
-void append(const std::filesystem::path& file, std::string_view text);
+/// What a text is to outlive.
+enum class Outlives { program, machine };
+
+/// Writes the text behind what the file holds, or into a new one (mode 0600), and syncs it if it is to
+/// outlive the machine: a busy disk takes seconds for that. Throws Error with the system's text; the file
+/// then holds what it held. A crash of the machine may leave a part of the text.
+void append(const std::filesystem::path& file, std::string_view text, Outlives what = Outlives::machine);
 
 /// Removes the file durably. Nothing happens when there is none. Throws Error with the system's text.
 void remove(const std::filesystem::path& file);

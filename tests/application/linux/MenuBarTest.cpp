@@ -1,30 +1,26 @@
 #include "application/linux/MenuBar.h"
 
+#include "application/linux/Accelerator.h"
 #include "application/linux/WindowTest.h"
-
-#include <gtkmm/eventcontrollerkey.h>
 
 namespace {
 
 using enum MenuCommand;
 using testing::ElementsAre;
+using testing::HasSubstr;
 
 /// Notes what it is told to do.
-class Target : public MenuTarget {
-public:
-    explicit Target(const Menus& menus) : menus_(menus) {}
-
-    bool everything = false; ///< can be chosen; else what never needs a page
-    std::vector<MenuCommand> performed;
-
-    const Menus& menus() const override { return menus_; }
+struct Target : MenuTarget {
+    explicit Target(const Menus& given) : all(given) {}
+    const Menus& menus() const override { return all; }
     bool validate(const MenuItem& item) const override {
         return everything || item.command == showAbout || item.command >= openGuides;
     }
     void perform(MenuCommand command) override { performed.push_back(command); }
 
-private:
-    const Menus& menus_;
+    const Menus& all;
+    bool everything = false; ///< can be chosen; else what never needs a page
+    std::vector<MenuCommand> performed;
 };
 
 class MenuBarTest : public WindowTest {
@@ -37,16 +33,25 @@ protected:
     LockShortcut shortcut{defaults};
     Menus menus{shortcut};
     Target target{menus};
-    MenuBar bar{target, window, *Desk::application()};
+    MenuBar bar{target, window, *application};
 
-    void enableEverything() {
-        target.everything = true;
+    void setEverything(bool canBeChosen) {
+        target.everything = canBeChosen;
         target.onMenusChanged();
     }
     /// The items that the toolkit shows, from left to right and from top to bottom.
     std::vector<Item> items() {
         std::vector<Item> found;
-        collect(GTK_WIDGET(window.window().gobj()), found);
+        Desk::walk(GTK_WIDGET(window.window().gobj()), [&](GtkWidget* widget) {
+            if (G_OBJECT_TYPE_NAME(widget) == std::string("GtkModelButton")) {
+                char* title = nullptr;
+                char* keys = nullptr;
+                g_object_get(widget, "text", &title, "accel", &keys, nullptr);
+                const GText owner(keys);
+                found.push_back({GText(title).get(), keys ? keys : "", widget});
+            }
+            return true;
+        });
         return found;
     }
     /// What is read there, with what cannot be chosen in parentheses and a line between sections and menus.
@@ -64,58 +69,43 @@ protected:
     /// The commands are declared in the order of the menus.
     Item item(MenuCommand command) { return items().at(static_cast<std::size_t>(command)); }
     void choose(MenuCommand command) { gtk_widget_activate(item(command).widget); }
-    bool canChoose(MenuCommand command) { return gtk_widget_is_sensitive(item(command).widget); }
-
-private:
-    static void collect(GtkWidget* parent, std::vector<Item>& found) {
-        for (auto* child = gtk_widget_get_first_child(parent); child;
-             child = gtk_widget_get_next_sibling(child)) {
-            if (G_OBJECT_TYPE_NAME(child) == std::string("GtkModelButton")) {
-                char* title = nullptr;
-                char* keys = nullptr;
-                g_object_get(child, "text", &title, "accel", &keys, nullptr);
-                found.push_back({GText(title).get(), GText(keys) ? keys : "", child});
-            }
-            collect(child, found);
-        }
-    }
 };
 
 } // namespace
 
 TEST_F(MenuBarTest, showsEveryItemWithItsKeysAndWhatCanBeChosenNow) {
+    EXPECT_EQ(Desk::shown({"brisko", "File", "Edit", "View", "Window", "Help"}),
+              "brisko, File, Edit, View, Window, Help");
     EXPECT_EQ(read(),
               "About brisko | (Settings… <Control>comma), (Lock & Passcode…), (Lock Now <Control><Super>l) | "
               "Hide brisko <Control>h, Hide Others <Control><Alt>h, Show All | Quit brisko <Control>q | "
               "(New Task <Control>n) | (Search All Tasks <Control>k), (Filter This List <Control>f) | "
               "Close Window <Control>w | Undo <Control>z, Redo <Shift><Control>z | (Cut <Control>x), (Copy "
-              "<Control>c), "
-              "Paste <Control>v, Paste and Match Style <Shift><Control><Alt>v, (Select All <Control>a) | "
-              "(Reload <Control>r) | (Actual Size <Control>0), (Zoom In <Control>plus), (Zoom Out "
-              "<Control>minus) | "
-              "(Switch List / Kanban <Shift><Control>v) | Enter Full Screen <Control><Super>f | "
-              "Minimize <Control>m, Zoom | Bring All to Front | brisko Guides, Privacy Policy");
-    for (const auto* menu : {"brisko", "File", "Edit", "View", "Window", "Help"})
-        EXPECT_TRUE(Desk::shows(menu)) << menu;
+              "<Control>c), Paste <Control>v, Paste and Match Style <Shift><Control><Alt>v, (Select All "
+              "<Control>a) | (Reload <Control>r) | (Actual Size <Control>0), (Zoom In <Control>plus), (Zoom "
+              "Out <Control>minus) | (Switch List / Kanban <Shift><Control>v) | Enter Full Screen "
+              "<Control><Super>f | Minimize <Control>m, Zoom | Bring All to Front | brisko Guides, Privacy "
+              "Policy");
     page.field.set_text("all of it");
     page.field.select_region(0, -1);
     menus.adopt({{"newTask", "alt+j"}, {"search", ""}});
-    enableEverything();
-    EXPECT_EQ(item(newTask).keys + item(filterList).keys, "<Alt>j");
-    EXPECT_THAT(read(), testing::Not(testing::HasSubstr("(")));
-    page.field.set_visibility(false);
-    EXPECT_FALSE(canChoose(copy) || canChoose(cut)) << "of a secret";
+    setEverything(true);
+    EXPECT_THAT(read(),
+                HasSubstr("New Task <Alt>j | Search All Tasks <Control>k, Filter This List | Close Window"));
+    EXPECT_THAT(read(), testing::Not(HasSubstr("(")));
     NoteScreen sheet("Sheet", "Minutes");
     window.presentSheet(sheet);
     Desk::seeKeyboardIn("Minutes");
-    EXPECT_FALSE(canChoose(selectAll)) << "the sheet's field is empty";
-    EXPECT_FALSE(canChoose(performClose)) << "the sheet says how it ends";
+    EXPECT_THAT(read(), HasSubstr("(Close Window <Control>w)")) << "the sheet says how it ends";
+    EXPECT_THAT(read(), HasSubstr("(Select All <Control>a)")) << "the sheet's field is empty";
     window.dismissSheet();
-    EXPECT_TRUE(canChoose(selectAll) && canChoose(performClose));
+    page.field.set_visibility(false);
+    EXPECT_THAT(read(), HasSubstr("| (Cut <Control>x), (Copy <Control>c), Paste <Control>v")) << "a secret";
+    EXPECT_THAT(read(), HasSubstr(", Select All <Control>a")) << "of the page again";
 }
 
-TEST_F(MenuBarTest, doesWhatItsItemsAndTheKeysBesideThemSay) {
-    enableEverything();
+TEST_F(MenuBarTest, doesWhatItsItemsAndKeysSayUnlessTheFieldHasAUseOfThem) {
+    setEverything(true);
     for (const auto& menu : menus.menus())
         for (const auto& section : menu.sections)
             for (const auto& each : section) {
@@ -128,21 +118,33 @@ TEST_F(MenuBarTest, doesWhatItsItemsAndTheKeysBesideThemSay) {
                     EXPECT_THAT(std::exchange(target.performed, {}), ElementsAre(each.command)) << keys;
                 }
             }
-    target.everything = false;
-    target.onMenusChanged();
+    menus.adopt({{"newTask", "n"}});
+    setEverything(true);
+    const auto greedy = Gtk::EventControllerKey::create();
+    const auto takes = [](guint key, guint, Gdk::ModifierType) { return key == GDK_KEY_r; };
+    greedy->signal_key_pressed().connect(takes, false);
+    page.field.add_controller(greedy);
+    Desk::press("n <Control>r <Control><Super>l");
+    EXPECT_EQ(page.field.get_text(), "n");
+    EXPECT_THAT(std::exchange(target.performed, {}), ElementsAre(lockNow)) << "which always wins";
+    page.field.remove_controller(greedy);
+    setEverything(false);
     choose(reloadPage);
     Desk::press("<Control>r");
     EXPECT_THAT(target.performed, ElementsAre());
 }
 
-TEST_F(MenuBarTest, leavesAKeyToTheFieldThatHasAUseOfItUnlessItAlwaysWins) {
-    menus.adopt({{"newTask", "n"}});
-    enableEverything();
-    Desk::type("n");
-    EXPECT_EQ(Desk::textIn("Note"), "n");
-    const auto greedy = Gtk::EventControllerKey::create();
-    greedy->signal_key_pressed().connect([](guint, guint, Gdk::ModifierType) { return true; }, false);
-    page.field.add_controller(greedy);
-    Desk::press("<Control>r n <Control><Super>l");
-    EXPECT_THAT(target.performed, ElementsAre(lockNow));
+TEST(Accelerator, spellsKeysAsTheToolkitDoesFindsThemOnEveryKeyboardAndKnowsWhichTypeText) {
+    std::string names;
+    for (const auto* combo :
+         {"mod+V", "mod+\xC3\xA9", "F5", "alt+enter", "mod+backspace", "mod+delete", "alt+escape", "mod+up",
+          "mod+down", "mod+left", "mod+PageUp", "up", "mod", "mod+shift", "mod+NoSuchKey"}) {
+        const auto accelerator = Accelerator::of(*Menus::keys(combo));
+        names += accelerator ? accelerator->name() + (accelerator->typesText() ? "! " : " ") : "- ";
+    }
+    EXPECT_EQ(names, "<Shift><Control>v <Control>eacute F5! <Alt>Return <Control>BackSpace <Control>Delete "
+                     "<Alt>Escape <Control>Up <Control>Down <Control>Left <Control>Page_Up - - - - ");
+    EXPECT_FALSE(Accelerator::of({"l", KeyModifier::control})->typesText());
+    EXPECT_THAT(Accelerator{GDK_KEY_plus}.keys(), ElementsAre(GDK_KEY_plus, GDK_KEY_KP_Add, GDK_KEY_equal));
+    EXPECT_THAT(Accelerator{GDK_KEY_0}.keys(), ElementsAre(GDK_KEY_0, GDK_KEY_KP_0));
 }

@@ -2,152 +2,147 @@
 #include "application/linux/WindowTest.h"
 #include "lock/linux/GtkEventMonitor.h"
 
-#include <gtkmm/menubutton.h>
-#include <gtkmm/popover.h>
-
 namespace {
 
 class WindowLayersTest : public WindowTest {
 protected:
     NoteScreen lock{"Locked", "Passcode"};
     GtkPanels panels{window.window()};
-    int closed = 0;
-    Panels::Handle panel;
+    std::vector<Panels::Handle> handles;
+    std::string answers;
 
-    void SetUp() override {
-        WindowTest::SetUp();
-        menu_.set_label("Menu");
-        popover_.set_child(*Gtk::make_managed<Gtk::Label>("Item"));
-        menu_.set_popover(popover_);
-        page.box.append(menu_);
-    }
-    void alert() {
-        panel = panels.alert("page", "From the page", [this] { closed += 1; });
+    void alert(const std::string& title, const std::string& text = "text") {
+        handles.push_back(panels.alert(title, text, [this, title] { answers += title + " "; }));
         Desk::seeKeyboardIn("OK");
     }
     void seeLock() {
         window.showOverlay(lock);
         Desk::seeKeyboardIn("Passcode");
     }
-    /// Which parts of the page, and of what belongs to it, can be found.
-    static std::string ofThePage() {
-        std::string found;
-        for (const auto* name :
-             {"Page", "Note", "Menu", "Item", "page", "From the page", "OK", "Settings", "Choose a file"})
-            found += Desk::shows(name) ? std::string(name) + " " : "";
-        return found;
+    /// With what is written in the fields.
+    std::string seen() const {
+        return page.field.get_text() + "/" + lock.field.get_text() + ": " +
+               Desk::shown({"Page", "Note", "Its note", "Locked", "Passcode", "bris", "first", "second",
+                            "third", "OK", "Choose a file", "Minutes", "About"});
     }
-
-private:
-    Gtk::Popover popover_;
-    Gtk::MenuButton menu_;
+    void seeDrawn() {
+        auto drawn = false;
+        window.whenDrawn([&] { drawn = true; });
+        EXPECT_EQ(drawn, !window.window().get_mapped());
+        Desk::until([&] { return drawn; });
+    }
 };
 
 } // namespace
 
-TEST_F(WindowLayersTest, keepEverybodyFromThePageUnderTheOverlayAndGiveItBackAsItWas) {
-    Desk::type("Plan");
+TEST_F(WindowLayersTest, keepEverybodyFromPageAndWindowsUnderTheLockAndGiveThemBackAsTheyWere) {
+    Desk::press("p");
     seeLock();
-    // Neither keys, however they walk, nor a click where the page was reach it.
-    Desk::press("Tab Tab <Shift>Tab Up F10 Escape <Alt>Down");
-    Desk::click("Passcode");
-    Desk::type("1234");
-    EXPECT_EQ(Desk::textIn("Passcode") + ofThePage(), "1234");
+    Desk::press("Tab Tab <Shift>Tab Up F10 Escape 1");
+    EXPECT_EQ(seen(), "p/1: Locked, Passcode");
     window.removeOverlay();
     Desk::seeKeyboardIn("Note");
-    EXPECT_FALSE(Desk::shows("Passcode") || Desk::shows("Locked"));
-    Desk::type(" B");
-    EXPECT_EQ(Desk::textIn("Note"), "Plan B");
-    Desk::press("Tab space");
-    Desk::see("Item");
-    seeLock();
-    EXPECT_EQ(ofThePage(), "");
-    NoteScreen other("Another page", "Its note");
-    window.setContent(other);
-    EXPECT_FALSE(Desk::shows("Another page"));
-    EXPECT_EQ(Desk::keyboard(), "Passcode");
-    window.removeOverlay();
-    Desk::seeKeyboardIn("Its note");
-    window.removeContent();
-}
+    Desk::press("b");
+    EXPECT_EQ(seen(), "pb/1: Page, Note");
 
-TEST_F(WindowLayersTest, takeOtherWindowsFromTheScreenUntilTheOverlayGoes) {
-    alert();
-    const auto files = panels.chooseFiles({}, [](const auto&) {});
+    alert("first");
+    handles.push_back(panels.chooseFiles({}, [](const auto&) {}));
     NoteScreen settings("Settings", "Minutes");
     window.presentSheet(settings);
     Desk::seeKeyboardIn("Minutes");
     seeLock();
-    EXPECT_EQ(ofThePage(), "");
-    // One that comes meanwhile waits too, but not one that has nothing to do with the page.
-    panel = panels.alert("page", "From the page", [] {});
+    // What comes meanwhile waits too, but not what has nothing to do with the page.
+    handles.push_back(panels.alert("second", "text", [] {}));
+    NoteScreen other("Another page", "Its note");
+    window.setContent(other);
     Gtk::Window about;
     about.set_title("About");
     WindowLayers::exempt(about);
     about.present();
     Desk::seeKeyboardIn("About");
-    EXPECT_EQ(ofThePage(), "");
+    EXPECT_EQ(seen(), "pb/1: Locked, Passcode, About");
     window.dismissSheet();
     window.removeOverlay();
-    Desk::see("OK");
-    Desk::see("Choose a file");
-    EXPECT_EQ(ofThePage(), "Page Note Menu page From the page OK Choose a file ");
+    about.close();
+    Desk::until([this] { return seen() == "pb/1: Its note, first, second, OK, Choose a file"; });
+    handles.clear();
+    Desk::seeKeyboardIn("Its note");
+    window.removeContent();
 }
 
-TEST_F(WindowLayersTest, coverPageOverlayAndPanelsWithNothingButTheName) {
-    alert();
+TEST_F(WindowLayersTest, coverEverythingWithNothingButTheNameAndTellWhenThatIsOnTheScreen) {
+    alert("first");
     for (int round = 0; round < 2; ++round) {
         window.cover();
-        EXPECT_EQ(ofThePage(), "page ") << "the window stays, blank";
-        EXPECT_TRUE(Desk::shows("bris"));
+        seeDrawn();
+        EXPECT_EQ(seen(), "/: bris");
+        EXPECT_TRUE(Desk::find("first") && !Desk::find("OK")) << "its window stays, blank";
         Desk::press("Return Escape space");
         window.uncover();
         Desk::seeKeyboardIn("OK");
-        EXPECT_EQ(closed, 0);
+        EXPECT_EQ(answers, "");
     }
     Desk::press("Return");
     Desk::seeKeyboardIn("Note");
-    EXPECT_EQ(closed, 1);
+    EXPECT_EQ(answers, "first ");
     window.cover();
     window.showOverlay(lock);
-    EXPECT_EQ(ofThePage() + (Desk::shows("Passcode") ? "Passcode" : ""), "");
-    Desk::type("1234");
+    Desk::press("1");
+    EXPECT_EQ(seen(), "/: bris");
     window.uncover();
     Desk::seeKeyboardIn("Passcode");
-    window.removeOverlay();
-    Desk::seeKeyboardIn("Note");
-    EXPECT_EQ(lock.field.get_text() + page.field.get_text(), "");
+    window.window().set_visible(false);
+    seeDrawn();
 }
 
-TEST_F(WindowLayersTest, tellWhenAChangeIsOnTheScreenWhileTheyAreShown) {
-    for (const auto shown : {true, false}) {
-        auto drawn = false;
-        window.window().set_visible(shown);
-        window.showOverlay(lock);
-        window.whenDrawn([&] { drawn = true; });
-        EXPECT_EQ(drawn, !shown);
-        Desk::until([&] { return drawn; });
+TEST_F(WindowLayersTest, letPanelsFitAndGoWithTheWindowAndBeAnsweredOnce) {
+    for (const auto& text : {std::string(1'000'000, 'x'), std::string(1'000'000, '\n')}) {
+        alert("first", text);
+        auto* const panel = Desk::find("first");
+        Desk::until([&] { return gtk_widget_get_width(panel) > 0; });
+        EXPECT_LT(gtk_widget_get_width(panel), WindowFrame::minimum.width);
+        EXPECT_LT(gtk_widget_get_height(panel), WindowFrame::minimum.height);
+        Desk::press("Next Prior Return");
+        Desk::seeKeyboardIn("Note");
     }
+    alert("second");
+    alert("third");
+    window.window().set_visible(false);
+    handles.push_back(
+        panels.chooseFiles({}, [this](const auto& paths) { answers += paths.empty() ? "-" : "+"; }));
+    EXPECT_EQ(seen(), "/: ");
+    window.present();
+    panels.setBehind(true);
+    EXPECT_EQ(seen(), "/: Page, Note");
+    panels.setBehind(false);
+    EXPECT_EQ(seen(), "/: Page, Note, second, third, OK, Choose a file");
+    g_signal_emit_by_name(Desk::find("_Cancel"), "clicked");
+    const auto ok = GPtr<GtkWidget>::share(Desk::find("OK"));
+    for (int press = 0; press < 2; ++press)
+        g_signal_emit_by_name(ok.get(), "clicked");
+    handles.clear();
+    Desk::seeKeyboardIn("Note");
+    handles.push_back(
+        panels.confirm("fourth", "?", [this](bool isSure) { answers += isSure ? "yes" : "no"; }));
+    Desk::seeKeyboardIn("OK");
+    Desk::press("Tab Return");
+    Desk::seeKeyboardIn("Note");
+    EXPECT_EQ(answers, "first first -second no");
 }
 
-TEST_F(WindowLayersTest, letEveryInputInEveryWindowCountAsUseButNotAPointerAtRest) {
+TEST_F(WindowLayersTest, letInputInEveryWindowCountAsUseButNotAPointerAtRest) {
     GtkEventMonitor monitor;
     int uses = 0;
     const auto observed = monitor.observeInput([&] { uses += 1; });
-    alert();
-    Desk::click("Note");
-    uses = 0;
-    for (const auto shown : {false, true}) {
-        page.field.set_visible(shown);
-        Desk::seeDrawn(page.widget());
+    Desk::movePointer(300, 300);
+    EXPECT_GT(std::exchange(uses, 0), 0);
+    for (const auto isShown : {false, true}) {
+        page.field.set_visible(isShown);
+        seeDrawn();
+        Desk::movePointer(300, 300);
     }
     EXPECT_EQ(uses, 0) << "what is under the pointer has changed";
-    for (const auto& use :
-         {std::function([] { Desk::press("a"); }), std::function([] { Desk::click("From the page", 3); }),
-          std::function([] { Desk::click("From the page", 4); }),
-          std::function([] { Desk::movePointer(9, 9); })}) {
-        uses = 0;
-        use();
-        Desk::until([&] { return uses > 0; });
-    }
+    alert("first");
+    Desk::press("a");
+    EXPECT_GT(uses, 0);
 }

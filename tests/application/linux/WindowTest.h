@@ -6,17 +6,17 @@
 #include "platform/linux/WidgetScreen.h"
 
 #include <gmock/gmock.h>
+#include <gtkmm/application.h>
 #include <gtkmm/entry.h>
+#include <gtkmm/eventcontrollerkey.h>
 #include <gtkmm/label.h>
-
-#include <string>
 
 /// A text and a field that has its name.
 class NoteScreen : public Screen, public WidgetScreen {
 public:
-    NoteScreen(const std::string& text, const std::string& fieldName) : text_(text) {
-        gtk_accessible_update_property(GTK_ACCESSIBLE(field.gobj()), GTK_ACCESSIBLE_PROPERTY_LABEL,
-                                       fieldName.c_str(), -1);
+    NoteScreen(const char* text, const char* fieldName) : text_(text) {
+        gtk_accessible_update_property(GTK_ACCESSIBLE(field.gobj()), GTK_ACCESSIBLE_PROPERTY_LABEL, fieldName,
+                                       -1);
         box.append(text_);
         box.append(field);
     }
@@ -32,14 +32,14 @@ private:
 /// The program's window on the desk, with a page that has the keyboard.
 class WindowTest : public testing::Test {
 protected:
+    static inline const auto application = Gtk::Application::create("", Gio::Application::Flags::NON_UNIQUE);
+    const bool isRegistered = application->register_application();
     FakeUserDefaults defaults;
-    MainWindow window{Desk::application(), defaults};
+    MainWindow window{application, defaults};
     NoteScreen page{"Page", "Note"};
 
     void SetUp() override {
-        window.setBackground(Chrome::canvas);
         window.setContent(page);
-        Desk::movePointer(700, 500);
         window.present();
         Desk::seeKeyboardIn("Note");
     }

@@ -3,14 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+
 using namespace std::chrono_literals;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
 using Replaced = NotificationCenter::Replaced;
-using Names = std::vector<std::string>;
+using Names = DesktopSession::Words;
 
 class AgentNotificationCenterTest : public testing::Test {
 protected:
@@ -24,34 +25,33 @@ protected:
             list.push_back({name, name, "body of " + name, 1, {2999, 12, 31, 23, 59}});
         return ::begin(center.replace("", list));
     }
-    static Replaced replace(NotificationCenter& center, const Names& names) {
-        return MainLoop::finish(begin(center, names));
-    }
-    static Names pending(NotificationCenter& center) { return MainLoop::finish(center.pendingIdentifiers()); }
+    Replaced replace(const Names& names) const { return MainLoop::finish(begin(*center, names)); }
+    Names pending() const { return MainLoop::finish(center->pendingIdentifiers()); }
 };
 
 } // namespace
 
 TEST_F(AgentNotificationCenterTest, keepsRemindersThroughTheDeathsOfProgramAgentAndBus) {
-    EXPECT_EQ(replace(*center, {}), Replaced());
-    EXPECT_THAT(pending(*center), IsEmpty());
+    EXPECT_EQ(replace({}), Replaced());
+    EXPECT_THAT(pending(), ElementsAre());
     EXPECT_EQ(session.agent(), 0) << "none is started for nothing";
-    EXPECT_EQ(replace(*center, {"a", "b"}), (Replaced{0, 2}));
+    EXPECT_EQ(replace({"a", "b"}), (Replaced{0, 2}));
     session.killAgent();
     session.waitForAgent(); // the program brings it back
     center.reset();
     session.killAgent();
-    session.restartBus();
+    session.stopBus();
+    session.startBus();
     EXPECT_EQ(session.agent(), 0);
     center = session.center(question);
     session.waitForAgent();
-    EXPECT_THAT(pending(*center), ElementsAre("a", "b"));
-    EXPECT_EQ(replace(*center, {}), (Replaced{2, 0}));
+    EXPECT_THAT(pending(), ElementsAre("a", "b"));
+    EXPECT_EQ(replace({}), (Replaced{2, 0}));
     EXPECT_FALSE(std::filesystem::exists(session.place.pendingFile()));
 }
 
 TEST_F(AgentNotificationCenterTest, isAnsweredAlsoWhenTheAgentIsKilledInTheMiddleOfACall) {
-    replace(*center, {"0"});
+    replace({"0"});
     // It dies a few events later each time, until the call has ended before that.
     int completed = 0;
     for (int events = 0; completed < 3 && events < 60; events += 2) {
@@ -65,7 +65,7 @@ TEST_F(AgentNotificationCenterTest, isAnsweredAlsoWhenTheAgentIsKilledInTheMiddl
             ::kill(id, SIGKILL);
         EXPECT_EQ(MainLoop::finish(replacing).added, 2U) << events;
         session.killAgent();
-        EXPECT_THAT(pending(*center), ElementsAre(name, "x")) << events;
+        EXPECT_THAT(pending(), ElementsAre(name, "x")) << events;
     }
     EXPECT_EQ(completed, 3);
 }
@@ -84,36 +84,133 @@ TEST_F(AgentNotificationCenterTest, givesUpOnAnAgentThatDoesNotAnswerOrCannotBeH
     ASSERT_TRUE(replacing->ended());
     EXPECT_EQ(replacing->take(), Replaced()) << "the program ends";
     session.killAgent();
-
-    for (const auto* program : {"/nonexistent", "/bin/false", "/bin/sleep"})
-        EXPECT_EQ(replace(*session.center(question, program, 300ms), {"a"}), Replaced()) << program;
-    AgentNotificationCenter alone({}, {session.place, {}}, question);
-    EXPECT_EQ(replace(alone, {"a"}), Replaced());
-    EXPECT_EQ(MainLoop::finish(alone.requestPermission()), NotificationPermission::denied);
+    for (const auto* program : {"/nonexistent", "/bin/false", "/bin/sleep"}) {
+        center = session.center(question, program, 300ms);
+        EXPECT_EQ(replace({"a"}), Replaced()) << program;
+    }
+    const AgentNotificationCenter::Options nowhere = {session.place, {}};
+    center = std::make_unique<AgentNotificationCenter>(GPtr<GDBusConnection>(), nowhere, question);
+    EXPECT_EQ(replace({"a"}), Replaced());
+    EXPECT_EQ(MainLoop::finish(center->requestPermission()), NotificationPermission::denied);
     EXPECT_EQ(question.asked, 0);
 }
 
-TEST_F(AgentNotificationCenterTest, leavesTheStartToABusThatKnowsTheAgent) {
+TEST_F(AgentNotificationCenterTest, leavesTheStartToABusThatKnowsTheAgentAndTakesLongAndManyLists) {
+    session.stopBus();
     session.installService();
+    session.startBus();
     center = session.center(question, "/nonexistent");
-    EXPECT_EQ(replace(*center, {"a"}), (Replaced{0, 1}));
+    Names names;
+    for (int number = 0; number < 10'000; ++number)
+        names.push_back(std::to_string(number));
+    EXPECT_EQ(replace(names), (Replaced{0, 10'000}));
+    EXPECT_EQ(pending().size(), 10'000U);
+    for (int number = 0; number < 9; ++number)
+        begin(*center, {std::to_string(number)});
+    EXPECT_EQ(replace({"last"}), (Replaced{1, 1}));
+    EXPECT_THAT(pending(), ElementsAre("last"));
     const auto id = session.agent();
-    EXPECT_EQ(AgentUnderTest(session, {"--if-pending"}).waitForEnd(), EXIT_FAILURE) << "one is there";
     session.killAgent();
     EXPECT_EQ(AgentUnderTest(session, {"--if-pending"}).waitForEnd(), EXIT_SUCCESS);
     EXPECT_THAT(session.agent(), testing::AllOf(testing::Ne(id), testing::Gt(0)));
 }
 
-TEST_F(AgentNotificationCenterTest, takesLongListsAndListsInQuickSuccession) {
-    Names names;
-    for (int number = 0; number < 10'000; ++number)
-        names.push_back(std::to_string(number));
-    EXPECT_EQ(replace(*center, names), (Replaced{0, 10'000}));
-    EXPECT_EQ(pending(*center).size(), 10'000U);
-    std::vector<std::shared_ptr<Outcome<Replaced>>> outcomes;
-    for (int count = 0; count < 300; ++count)
-        outcomes.push_back(begin(*center, {std::to_string(count)}));
-    for (const auto& outcome : outcomes)
-        EXPECT_EQ(MainLoop::finish(outcome).added, 1U);
-    EXPECT_THAT(pending(*center), ElementsAre("299"));
+// The contract of the fake and the real one.
+
+namespace {
+
+using Answer = NotificationQuestion::Answer;
+using Permission = NotificationPermission;
+
+struct Fake {
+    FakeNotificationQuestion question;
+    FakeNotificationCenter center{question};
+
+    void goAway() { center.unavailable = true; }
+    void setFull(bool full) { center.full = full; }
+    void respond() { center.onResponse(); }
+};
+
+struct Real {
+    FakeNotificationQuestion question;
+    DesktopSession session;
+    NotificationDaemon daemon{session};
+    std::unique_ptr<AgentNotificationCenter> owner = session.center(question);
+    AgentNotificationCenter& center = *owner;
+
+    void goAway() {
+        session.stopBus();
+        session.startBus();
+    }
+    void setFull(bool full) const {
+        const rlimit size = {full ? 0 : RLIM_INFINITY, RLIM_INFINITY};
+        EXPECT_EQ(prlimit(session.agent(), RLIMIT_FSIZE, &size, nullptr), 0);
+    }
+    void respond() {
+        const auto application = GPtr<GSimpleActionGroup>::take(g_simple_action_group_new());
+        center.listen(G_ACTION_MAP(application.get()));
+        g_action_group_activate_action(G_ACTION_GROUP(application.get()), ReminderPlace::openedAction,
+                                       nullptr);
+    }
+};
+
+template <class Kind>
+class NotificationCenterContract : public testing::Test {
+protected:
+    Kind kind;
+    NotificationCenter& center = kind.center;
+
+    Permission request(Answer answer) {
+        const auto asked = kind.question.asked;
+        const auto asking = begin(center.requestPermission());
+        MainLoop::runUntil([&] { return asking->ended() || kind.question.asked > asked; });
+        if (!asking->ended())
+            kind.question.answer(answer);
+        const auto told = MainLoop::finish(asking);
+        EXPECT_EQ(MainLoop::finish(center.permission()), told);
+        return told;
+    }
+    /// "-removed +added: pending"
+    std::string replace(const std::string& prefix, const Names& identifiers) {
+        std::vector<NotificationRequest> requests;
+        for (const auto& identifier : identifiers)
+            requests.push_back({identifier, "title", {}, 0, {2999, 12, 31, 23, 59}});
+        const auto [removed, added] = MainLoop::finish(center.replace(prefix, requests));
+        auto text = "-" + std::to_string(removed) + " +" + std::to_string(added) + ":";
+        const auto kept = MainLoop::finish(center.pendingIdentifiers());
+        for (const auto& identifier : std::set(kept.begin(), kept.end()))
+            text += " " + identifier;
+        return text;
+    }
+};
+
+using Kinds = testing::Types<Fake, Real>;
+TYPED_TEST_SUITE(NotificationCenterContract, Kinds);
+
+} // namespace
+
+TYPED_TEST(NotificationCenterContract, asksUntilThePersonHasAnswered) {
+    EXPECT_EQ(this->request(Answer::dismissed), Permission::notDetermined);
+    EXPECT_EQ(this->request(Answer::dontAllow), Permission::denied);
+    EXPECT_EQ(this->request(Answer::allow), Permission::denied);
+    EXPECT_EQ(this->kind.question.asked, 2);
+}
+
+TYPED_TEST(NotificationCenterContract, tellsWhatIsReallyKeptAndWhatHasBeenOpenedAndIsEmptyWithoutADesktop) {
+    EXPECT_EQ(this->request(Answer::allow), Permission::authorized);
+    EXPECT_EQ(this->replace("a.", {}), "-0 +0:");
+    EXPECT_EQ(this->replace("a.", {"a.1", "a.2", "a.1"}), "-0 +3: a.1 a.2");
+    EXPECT_EQ(this->replace("b.", {"b.1"}), "-0 +1: a.1 a.2 b.1");
+    this->kind.setFull(true);
+    EXPECT_EQ(this->replace("a.", {"a.3"}), "-0 +0: a.1 a.2 b.1");
+    this->kind.setFull(false);
+    EXPECT_EQ(this->replace("a.", {"a.3"}), "-2 +1: a.3 b.1");
+    EXPECT_EQ(this->replace("", {}), "-2 +0:");
+    int opened = 0;
+    this->center.onResponse = [&] { opened += 1; };
+    this->kind.respond();
+    EXPECT_EQ(opened, 1);
+    this->kind.goAway();
+    EXPECT_EQ(this->request(Answer::allow), Permission::denied);
+    EXPECT_EQ(this->replace("a.", {"a.1"}), "-0 +0:");
 }

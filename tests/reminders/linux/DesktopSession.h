@@ -13,10 +13,8 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 
-#include <algorithm>
 #include <csignal>
 #include <fstream>
-#include <set>
 
 /// Runs the main loop until something is so that tells nobody: a file, another process.
 inline void poll(const std::function<bool()>& isReached, const std::function<std::string()>& seen = {},
@@ -32,10 +30,13 @@ class DesktopSession {
     TemporaryFolder home_{"reminders"};
 
 public:
+    using Words = std::vector<std::string>;
+    using Where = std::source_location;
+
     DesktopSession() {
         std::signal(SIGXFSZ, SIG_IGN); // on a full disk, a write fails; it ends no agent
+        setenv("G_DEBUG", "fatal-criticals", 1);
         DurableFile::makePrivateFolder(place.folder);
-        std::filesystem::create_directory(home() / "services");
         startBus();
     }
     DesktopSession(const DesktopSession&) = delete;
@@ -49,22 +50,26 @@ public:
     GPtr<GDBusConnection> connect() const {
         return BusObject::connectTo(g_test_dbus_get_bus_address(bus_.get()));
     }
-    /// The bus ends, and another one begins.
-    void restartBus() {
-        stopBus();
-        startBus();
+    void startBus() {
+        bus_ = GPtr<GTestDBus>::take(g_test_dbus_new(G_TEST_DBUS_NONE));
+        g_test_dbus_add_service_dir(bus_.get(), home().c_str());
+        g_test_dbus_up(bus_.get());
+        asking_ = connect();
     }
-    /// From now on a bus starts the agent of the place by itself.
-    void installService() {
-        std::ofstream(home() / "services" / (place.busName() + ".service"))
+    void stopBus() {
+        asking_ = {};
+        g_test_dbus_stop(bus_.get());
+    }
+    /// From its next start on, the bus starts the agent of the place by itself.
+    void installService() const {
+        std::ofstream(home() / "agent.service")
             << "[D-BUS Service]\nName=" << place.busName() << "\nExec=" << BRISKO_REMINDERS
-            << " --application-id " << place.applicationId << " --state " << place.folder.string() << "\n";
-        restartBus();
+            << " --application-id " << place.applicationId << " --state " << place.folder.string();
     }
 
     /// The list on disk, as an agent has left it: each due so many minutes ago.
-    void leave(const std::vector<std::string>& names, int minutesAgo = 5, std::uint64_t sync = 1,
-               const std::vector<std::string>& command = {"true"}) const {
+    void leave(const Words& names, int minutesAgo = 5, std::uint64_t sync = 1,
+               const Words& command = {"true"}) const {
         const auto due =
             std::chrono::floor<std::chrono::seconds>(SystemClock().now()) - std::chrono::minutes(minutesAgo);
         PendingList list{sync, command, {}};
@@ -75,8 +80,8 @@ public:
     }
     std::string log() const { return DurableFile::read(place.logFile()).value_or(""); }
     /// Until the agent has written it down.
-    void waitForLog(const std::string& text) const {
-        poll([&] { return log().find(text) != std::string::npos; }, [this] { return log(); });
+    void waitForLog(const std::string& text, const Where& where = Where::current()) const {
+        poll([&] { return log().find(text) != std::string::npos; }, [this] { return log(); }, where);
     }
 
     /// A program's end of the agent.
@@ -97,8 +102,8 @@ public:
             g_variant_get(reply.get(), "(u)", &id);
         return static_cast<pid_t>(id);
     }
-    void waitForAgent() const {
-        poll([this] { return agent() != 0; });
+    void waitForAgent(const Where& where = Where::current()) const {
+        poll([this] { return agent() != 0; }, {}, where);
     }
     /// Ends it as a crash would, and returns once it has left the bus.
     void killAgent() const {
@@ -107,24 +112,8 @@ public:
             poll([&] { return agent() != id; });
         }
     }
-    void setDiskFull(bool full) const {
-        const rlimit size = {full ? 0 : RLIM_INFINITY, RLIM_INFINITY};
-        if (prlimit(agent(), RLIMIT_FSIZE, &size, nullptr) != 0)
-            throw std::runtime_error("the agent's disk cannot be filled");
-    }
 
 private:
-    void startBus() {
-        bus_ = GPtr<GTestDBus>::take(g_test_dbus_new(G_TEST_DBUS_NONE));
-        g_test_dbus_add_service_dir(bus_.get(), (home() / "services").c_str());
-        g_test_dbus_up(bus_.get());
-        asking_ = connect();
-    }
-    void stopBus() {
-        asking_ = GPtr<GDBusConnection>();
-        g_test_dbus_stop(bus_.get());
-    }
-
     GPtr<GTestDBus> bus_;
     GPtr<GDBusConnection> asking_;
 };
@@ -133,27 +122,20 @@ private:
 /// otherwise.
 class AgentUnderTest {
 public:
-    explicit AgentUnderTest(const DesktopSession& session, const std::vector<std::string>& options = {},
-                            const std::map<std::string, std::string>& environment = {}) {
+    explicit AgentUnderTest(const DesktopSession& session, const DesktopSession::Words& options = {}) {
         const auto launcher =
             GPtr<GSubprocessLauncher>::take(g_subprocess_launcher_new(G_SUBPROCESS_FLAGS_NONE));
-        for (const auto& [name, value] : environment)
-            g_subprocess_launcher_setenv(launcher.get(), name.c_str(), value.c_str(), TRUE);
-        g_subprocess_launcher_setenv(launcher.get(), "G_DEBUG", "fatal-criticals", TRUE);
         // One that is stopped would outlive a test that crashes.
         g_subprocess_launcher_set_child_setup(
             launcher.get(), [](gpointer) { prctl(PR_SET_PDEATHSIG, SIGKILL); }, nullptr, nullptr);
-        const auto& folder = session.place.folder.native();
-        std::vector<const char*> words = {
-            BRISKO_REMINDERS, "--application-id", session.place.applicationId.c_str(),
-            "--state",        folder.c_str(),     "--linger=0"};
+        const auto& [id, folder] = session.place;
+        std::vector<const char*> words = {BRISKO_REMINDERS, "--application-id", id.c_str(),
+                                          "--state",        folder.c_str(),     "--linger=0"};
         for (const auto& each : options)
             words.push_back(each.c_str());
         words.push_back(nullptr);
         process_ =
             GPtr<GSubprocess>::take(g_subprocess_launcher_spawnv(launcher.get(), words.data(), nullptr));
-        if (!process_)
-            throw std::runtime_error("the agent does not start");
     }
     AgentUnderTest(const AgentUnderTest&) = delete;
     AgentUnderTest& operator=(const AgentUnderTest&) = delete;
@@ -177,29 +159,24 @@ private:
 /// without a word.
 class NotificationDaemon {
 public:
-    explicit NotificationDaemon(const DesktopSession& session,
-                                std::vector<std::string> capabilities = {"actions", "body", "body-markup"})
-        : capabilities_(std::move(capabilities)),
-          object_(session.connect(), interface, description,
-                  [this](BusCall call) { answer(std::move(call)); }) {}
+    explicit NotificationDaemon(const DesktopSession& session, bool isModest = false)
+        : isModest_(isModest), object_(session.connect(), interface, description, [this](BusCall call) {
+              answer(std::move(call));
+          }) {}
 
     std::vector<std::string> received; ///< the arguments of each Notify as text
-    std::set<std::uint32_t> onScreen;
-    bool isMute = false; ///< takes notifications, and answers nothing
+    std::vector<std::uint32_t> closed; ///< the numbers that it was asked to take from the screen
+    bool isMute = false;               ///< takes notifications, and answers nothing
 
     void waitFor(std::size_t count,
                  const std::source_location& where = std::source_location::current()) const {
         MainLoop::runUntil([&] { return received.size() >= count; }, {}, where);
     }
-    void open(std::uint32_t id, const std::string& token) const {
-        emit("ActivationToken", g_variant_new("(us)", id, token.c_str()));
+    void open(guint32 id, const char* token) const {
+        emit("ActivationToken", g_variant_new("(us)", id, token));
         emit("ActionInvoked", g_variant_new("(us)", id, "default"));
     }
-    void dismiss(std::uint32_t id) {
-        onScreen.erase(id);
-        constexpr guint32 byThePerson = 2;
-        emit("NotificationClosed", g_variant_new("(uu)", id, byThePerson));
-    }
+    void dismiss(guint32 id) const { emit("NotificationClosed", g_variant_new("(uu)", id, 2)); }
 
 private:
     static constexpr auto interface = "org.freedesktop.Notifications";
@@ -221,26 +198,22 @@ private:
     void answer(BusCall call) {
         guint32 id = 0;
         if (call.member == "GetCapabilities") {
-            std::vector<const char*> names;
-            for (const auto& name : capabilities_)
-                names.push_back(name.c_str());
             call.answer(
-                g_variant_new("(@as)", g_variant_new_strv(names.data(), static_cast<gssize>(names.size()))));
+                g_variant_new_parsed(isModest_ ? "(@as [],)" : "(['actions', 'body', 'body-markup'],)"));
         } else if (call.member == "CloseNotification") {
             g_variant_get(call.arguments, "(u)", &id);
+            closed.push_back(id);
             dismiss(id);
             call.answer();
         } else {
             g_variant_get_child(call.arguments, 1, "u", &id);
             received.emplace_back(GText(g_variant_print(call.arguments, FALSE)).get());
-            if (isMute)
-                return;
-            onScreen.insert(id = id != 0 ? id : ++last_);
-            call.answer(g_variant_new("(u)", id));
+            if (!isMute)
+                call.answer(g_variant_new("(u)", id != 0 ? id : ++last_));
         }
     }
 
-    std::vector<std::string> capabilities_;
+    bool isModest_; ///< knows neither markup nor buttons
     std::uint32_t last_ = 0;
     BusObject object_;
 };

@@ -106,7 +106,11 @@ void FileReminderStore::savePending(const PendingList& list) {
 }
 
 void FileReminderStore::append(const DeliveryEvent& event) {
-    DurableFile::append(place_.logFile(), event.encode() + "\n");
+    // What is on the screen goes with the machine. A click on it is not to wait for the disk.
+    const auto isOfTheScreen =
+        event.kind == DeliveryEvent::Kind::shown || event.kind == DeliveryEvent::Kind::closed;
+    DurableFile::append(place_.logFile(), event.encode() + "\n",
+                        isOfTheScreen ? DurableFile::Outlives::program : DurableFile::Outlives::machine);
 }
 
 void FileReminderStore::restartLog(const std::vector<DeliveryEvent>& events) {
