@@ -102,10 +102,6 @@ class Element:
         return Box(*self.call("Component.GetExtents", "(u)", Atspi.CoordType.WINDOW))
 
 
-class Ended(AssertionError):
-    pass
-
-
 # The program, started with `arguments` in `profile`, until it ends or is stopped.
 class Program:
     def __init__(self, profile, *arguments):
@@ -134,7 +130,7 @@ class Program:
     # All that its windows hold, in the order of the tree.
     def elements(self):
         if self.process.poll() is not None:
-            raise Ended(f"The program has ended with {self.process.returncode}.")
+            raise AssertionError(f"The program has ended with {self.process.returncode}.")
         if not self.accessible:
             self.accessible = next((one for one in Element().inside() if self.process.pid == ask_bus(
                 "GetConnectionUnixProcessID", "(s)", one.owner, bus=ACCESSIBILITY)), None)
@@ -210,8 +206,7 @@ class Program:
     # An item of a menu.
     def choose(self, menu, item):
         self.choose_in(self.open_menu(menu).inside, item)
-        with contextlib.suppress(Ended):  # which an item may be for
-            self.see_gone(menu, "menu")
+        self.see_gone(menu, "menu")
 
     # An item of what `look` finds, which is open or opens now.
     def choose_in(self, look, item):
@@ -305,13 +300,9 @@ class Journey(unittest.TestCase):
         PICTURES.mkdir(parents=True, exist_ok=True)
         picture = PICTURES / f"{self.id()}.{program.process.pid}.png"
         ImageGrab.grab().save(picture)
-        looks = {"elements": lambda: [e for e in program.elements() if e.name], "said": program.said,
-                 "page": lambda: self.service.page.ask(STATE, deadline=2),
-                 "requests": lambda: [f"{r.method} {r.path}" for r in self.service.requests]}
-        seen = {"screen": str(picture)}
-        for name, look in looks.items():
+        for look in (lambda: picture, program.said, lambda: [f"{r.method} {r.path}" for r in self.service.requests],
+                     lambda: self.service.page.ask(STATE, deadline=2), lambda: [e for e in program.elements() if e.name]):
             try:
-                seen[name] = look()
+                pprint.pprint(look(), sys.stderr, width=150)
             except (AssertionError, GLib.Error, NotYet) as failure:
-                seen[name] = failure
-        pprint.pprint(seen, sys.stderr, width=150)
+                print(repr(failure), file=sys.stderr)

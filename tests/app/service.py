@@ -42,10 +42,8 @@ PROBE = """<script>(async () => {
 })()</script>"""
 
 READY = "document.readyState === 'complete' && !document.querySelector('[aria-busy=true]') && document.hasFocus()"
-STATE = """const of = (node) => node?.outerHTML.slice(0, 200);
-    return { address: location.href, ready: document.readyState, keyboard: document.hasFocus(), busy: document.body.ariaBusy,
-             focus: of(document.activeElement), value: document.activeElement?.value,
-             dialog: of(document.querySelector('dialog[open]')), text: document.body.innerText.slice(0, 300) }"""
+STATE = """return { address: location.href, keyboard: document.hasFocus(), busy: document.body.ariaBusy,
+    focus: document.activeElement?.outerHTML.slice(0, 200), text: document.body.innerText.slice(0, 300) }"""
 
 
 # The newest page that has come from the service, wherever it is shown.
@@ -204,14 +202,14 @@ class Service(http.server.ThreadingHTTPServer):
         return [json.loads(request.body or "null") for request in self.requests if request.path == path]
 
     # Its state; there is none before the first change.
-    def kept(self):
-        return json.loads(self.state.read_text()) if self.state.exists() else {"accounts": [], "sessions": {}}
+    def kept(self, name):
+        return json.loads(self.state.read_text())[name] if self.state.exists() else {}
 
     # The users that are signed in, one entry for each session.
     def sessions(self):
-        return [session["username"] for session in self.kept()["sessions"].values()]
+        return [session["username"] for session in self.kept("sessions").values()]
 
     # The titles of a user's tasks.
     def tasks(self, username):
-        return [task["title"] for account in self.kept()["accounts"] if account["username"] == username
-                for task in account["tasks"]["tasks"]]
+        tasks = {account["username"]: account["tasks"]["tasks"] for account in self.kept("accounts")}
+        return [task["title"] for task in tasks[username]]
