@@ -35,7 +35,7 @@ class Rounds(LockJourney):
         self.sign_in_with_passcode()
         tasks = [{"title": f"Task {number}"} for number in range(TASKS)]
         self.service.send("POST", "/api/tasks/import", {"tasks": tasks})
-        with self.service.page.renewed():
+        with self.page.renewed():
             desk.press("ctrl+r")
 
     def lock_with_the_key(self):

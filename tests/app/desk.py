@@ -58,6 +58,12 @@ def type(*texts):
         xdotool(*(["key", "Tab"] if index else []), "type", "--delay", "2", text)
 
 
+# Fills the field with the keyboard and those after it, and sends the form.
+def submit(*texts):
+    type(*texts)
+    press("Return")
+
+
 def click(x, y, button=1):
     xdotool("mousemove", x, y, "click", button)
 

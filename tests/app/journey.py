@@ -2,10 +2,10 @@
 #
 #     class Tasks(Journey):
 #         def test_a_task_is_written(self):
-#             program = self.open_page()                        # in a profile of its own, at `self.service`
+#             self.open_page()                                  # in a profile of its own, at `self.service`
 #             desk.press("ctrl+n")                              # once: what it leads to is asked for
-#             self.service.page.see("document.activeElement.id", "taskTitle")
-#             program.see("Close", "push button", "sensitive")  # a name, and what else is true of it
+#             self.page.see("document.activeElement.id", "taskTitle")
+#             self.program.see("Close", "push button", "sensitive")  # a name, and what else is true of it
 #
 # A journey that fails tells what its programs, the page and the service were at, and leaves a picture of the screen in the
 # folder BRISKO_PICTURES. Each test is an entry of ctest of its own, on a display, a bus and in a home of its own; add its
@@ -111,9 +111,9 @@ class Program:
         self.process = subprocess.Popen([PROGRAM, "--profile", profile, *arguments], stderr=self.log,
                                         cwd=profile.parent)
 
-    # Starts it a second time, as a desktop does when the person opens it or a link. Returns the status.
+    # Starts it a second time, as a desktop does when the person opens it or a link.
     def again(self, *arguments):
-        return subprocess.run([PROGRAM, "--profile", self.profile, *arguments], timeout=DEADLINE).returncode
+        desk.run(PROGRAM, "--profile", self.profile, *arguments)
 
     # Returns the status.
     def quit(self):
@@ -236,6 +236,7 @@ class Journey(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
         self.service = Service(self.folder)
+        self.page = self.service.page
         self.addCleanup(self.service.stop)
         self.begin("openbox")
         until("the window manager", lambda: desk.xdotool("get_desktop"))
@@ -262,28 +263,28 @@ class Journey(unittest.TestCase):
     def see_visits(self, *addresses):
         until("the addresses in the browser", lambda: self.visited.read_text().split(), [*addresses])
 
-    # Starts the program at the service and waits for its window.
-    def open_program(self, *arguments, profile="profile"):
-        program = Program(self.folder / profile, *(arguments or self.service.arguments))
-        self.addCleanup(self.end, program)
-        program.see_window()
-        return program
+    # Starts the program at the service and waits for its window, and for the keyboard to be in that field if it is told.
+    def open_program(self, focus=None, arguments=None, profile="profile"):
+        self.program = Program(self.folder / profile, *(arguments or self.service.arguments))
+        self.addCleanup(self.end, self.program)
+        self.program.see_window()
+        self.window = desk.active()[0]
+        if focus:
+            self.program.see_focus(focus)
 
     # Starts it and signs in.
     def open_page(self, **options):
-        program = self.open_program(**options)
-        self.sign_in(program, USER, PASSWORD, field=IDENTIFIER)
-        return program
+        self.open_program(**options)
+        self.sign_in(USER, PASSWORD, field=IDENTIFIER)
 
     # Fills that field of a form and those after it, submits it, leaves the sheet that follows; waits for the page.
-    def sign_in(self, program, *texts, field="Password"):
-        program.see_focus(field)
-        desk.type(*texts)
-        desk.press("Return")
-        program.see_focus("Passcode")
+    def sign_in(self, *texts, field="Password"):
+        self.program.see_focus(field)
+        desk.submit(*texts)
+        self.program.see_focus("Passcode")
         desk.press("Escape")
-        program.see_gone("Not now")
-        self.service.page.see_ready()
+        self.program.see_gone("Not now")
+        self.page.see_ready()
 
     # Libraries find no fault with it; its web processes have their own.
     def end(self, program):
@@ -301,7 +302,7 @@ class Journey(unittest.TestCase):
         picture = PICTURES / f"{self.id()}.{program.process.pid}.png"
         ImageGrab.grab().save(picture)
         for look in (lambda: picture, program.said, lambda: [f"{r.method} {r.path}" for r in self.service.requests],
-                     lambda: self.service.page.ask(STATE, deadline=2), lambda: [e for e in program.elements() if e.name]):
+                     lambda: self.page.ask(STATE, deadline=2), lambda: [e for e in program.elements() if e.name]):
             try:
                 pprint.pprint(look(), sys.stderr, width=150)
             except (AssertionError, GLib.Error, NotYet) as failure:

@@ -27,16 +27,13 @@ class LockJourney(Journey):
         until("the keyring", lambda: ask_bus("NameHasOwner", "(s)", "org.freedesktop.secrets"))
 
     def sign_in_with_passcode(self, password=PASSWORD):
-        self.program = self.open_program()
-        self.program.see_focus(IDENTIFIER)
-        desk.type(USER, password)
-        desk.press("Return")
+        self.open_program(IDENTIFIER)
+        desk.submit(USER, password)
         self.program.click("8 digits", "push button")
         for question in ("Choose a passcode for this Mac.", "Enter it again."):
             self.program.see(question, "label")
             self.type_passcode()
-        self.service.page.see_ready()
-        self.window = desk.active()[0]
+        self.page.see_ready()
 
     def type_passcode(self, digits=PASSCODE):
         self.program.see_focus("Passcode")
@@ -67,11 +64,11 @@ class Locking(LockJourney):
     def test_a_passcode_signs_in_again_and_wrong_ones_lock_it_out_until_the_password_leads_back(self):
         self.sign_in_with_passcode()
         self.service.end_session()
-        self.assertEqual(self.program.again("brisko://today"), 0)
+        self.program.again("brisko://today")
         self.program.see_focus("Password")
         self.assertEqual(self.program.quit(), 0)
-        with self.service.page.renewed():
-            self.program = self.open_program()
+        with self.page.renewed():
+            self.open_program()
             self.program.see(f"Enter your passcode to sign in as {USER}.", "label")
             self.type_passcode()
         self.assertEqual(self.service.bodies(LOGIN), [{"username": USER, "password": PASSWORD}] * 2)
@@ -95,14 +92,14 @@ class Locking(LockJourney):
         desk.press("ctrl+w")
         self.program.see_no_window()
         self.login.lock()
-        self.assertEqual(self.program.again("brisko://new"), 0)
+        self.program.again("brisko://new")
         self.program.see_window()
         self.see_locked()
         self.assertEqual(self.program.quit(), 0)
-        self.program = self.open_program()
+        self.open_program()
         self.see_locked()
         self.unlock()
-        self.service.page.see_ready()
+        self.page.see_ready()
 
     def test_the_machine_sleeps_only_once_the_lock_is_on_the_screen(self):
         self.service.show("/", "<body style='background: linear-gradient(red, yellow)'>")

@@ -19,15 +19,6 @@ VIEW = "document.hasFocus() && document.getElementById('tasks').className"
 class Menus(Journey):
     by_keys = True
 
-    def start(self):
-        self.program = self.open_program()
-        self.program.see_focus(IDENTIFIER)
-        self.window = desk.active()[0]
-
-    def start_at_page(self):
-        self.program = self.open_page()
-        self.page = self.service.page
-
     def choose(self, keys, menu, item):
         desk.press(keys) if self.by_keys else self.program.choose(menu, item)
 
@@ -46,7 +37,7 @@ class Menus(Journey):
             until("the text", look, "")
 
     def test_items_reach_the_page(self):
-        self.start_at_page()
+        self.open_page()
         width = self.page.ask("return innerWidth")
         roads = (("ctrl+n", "File", "New Task", FOCUS, "taskTitle"),
                  ("ctrl+k", "File", "Search All Tasks", FOCUS, "spotlight-field"),
@@ -68,7 +59,7 @@ class Menus(Journey):
                 self.choose("ctrl+r", "View", "Reload")
 
     def test_editing_items_work_in_the_page_and_a_field_has_its_keys_before_the_menu_does(self):
-        self.start_at_page()
+        self.open_page()
         desk.press("ctrl+f")
         self.page.see(FOCUS, "filter")
         self.edit(lambda: self.page.ask("return document.hasFocus() && document.activeElement.value"))
@@ -77,7 +68,8 @@ class Menus(Journey):
         self.page.see(FOCUS, "spotlight-field")
 
     def test_keys_follow_the_bindings_of_the_account(self):
-        self.start_at_page()
+        self.open_page()
+
         def labels(menu):
             opened = {e.name for e in self.program.open_menu(menu).inside() if "label" in e.traits}
             desk.press("Escape")
@@ -95,7 +87,7 @@ class Menus(Journey):
         self.page.see(VIEW, "tasks-area board")
 
     def test_a_key_that_the_page_returns_late_is_not_pressed_in_the_menu(self):
-        self.start_at_page()
+        self.open_page()
         self.page.ask("window.heard = []; addEventListener('keydown', (event) => heard.push(event.key), true)")
         engine = next(process for process, name in self.program.engine().items() if name == "WebKitWebProces")
         os.kill(engine, signal.SIGSTOP)
@@ -124,11 +116,11 @@ class Menus(Journey):
         self.program.see_window()
 
     def test_editing_items_work_in_a_field(self):
-        self.start()
+        self.open_program(IDENTIFIER)
         self.edit(lambda: self.program.look(IDENTIFIER).text)
 
     def test_the_size_of_the_window_outlasts_whatever_takes_it_away(self):
-        self.start()
+        self.open_program(IDENTIFIER)
         full, small = desk.SCREEN[2:], (900, 650)
         desk.xdotool("windowsize", "--sync", self.window, *small, "windowmove", self.window, 100, 100)
         self.see_size(small)
@@ -145,14 +137,14 @@ class Menus(Journey):
             self.see_size(size)
         for kept, zoomed in ((small, full), (full, small)):
             self.assertEqual(self.program.quit(), 0)
-            self.start()
+            self.open_program(IDENTIFIER)
             self.see_size(kept)
             self.program.choose("Window", "Zoom")
             self.see_size(zoomed)
 
     def test_items_of_all_windows(self):
         self.install_browser()
-        self.start()
+        self.open_program(IDENTIFIER)
         self.program.choose("brisko", ABOUT)
         self.program.see_window(ABOUT)
         about = desk.active()[0]
@@ -164,8 +156,9 @@ class Menus(Journey):
         self.program.choose("brisko", "Show All")
         until("the other window", lambda: about in self.program.windows())
         self.go_to_main()
+        main, ours = self.window, self.program
         self.open_program(profile="stranger")
-        cover = desk.active()[0]
+        cover, self.window, self.program = self.window, main, ours
         self.go_to_main()
         until("the windows from below", desk.stack, [about, cover, self.window])
         self.program.choose("Window", "Bring All to Front")
@@ -173,13 +166,12 @@ class Menus(Journey):
 
     def test_quit_ends_the_program_whatever_is_open(self):
         self.install_browser()
-        self.start()
+        self.open_program(IDENTIFIER)
         self.program.click("Continue with Google", "push button")
         self.program.see_window("Continue in your browser…")
         self.assertEqual(self.program.quit(), 0)
-        self.start()
-        desk.type(USER, PASSWORD)
-        desk.press("Return")
+        self.open_program(IDENTIFIER)
+        desk.submit(USER, PASSWORD)
         self.program.see_focus("Passcode")
         desk.press("ctrl+w")
         self.program.see_focus("Passcode")

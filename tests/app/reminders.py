@@ -47,7 +47,7 @@ class Reminders(Journey):
     # One reminder at each, which is a script; returns how many are kept and how many were dropped.
     def sync(self, *moments):
         items = ", ".join(f"{{id: {number}, title: 'Tea', at: {at}}}" for number, at in enumerate(moments))
-        answer = self.service.page.ask(f"return await BriskoNative.syncReminders({{items: [{items}]}})")
+        answer = self.page.ask(f"return await BriskoNative.syncReminders({{items: [{items}]}})")
         return answer["scheduled"], answer["cleared"]
 
     # The processes of the agents, by their names on the bus.
@@ -59,8 +59,8 @@ class Reminders(Journey):
         until("the badge", lambda: self.badges[-1:], [(DOCK, {"count": count, "count-visible": count > 0})])
 
     def test_the_person_is_asked_and_a_click_on_a_reminder_brings_the_window_back(self):
-        program = self.open_page()
-        page = self.service.page
+        self.open_page()
+        page, program = self.page, self.program
         self.assertEqual(page.ask("return await BriskoNative.requestNotifications()"), {"status": "denied"})
         self.start_daemon()
         for key, answer, status in (("Escape", "denied", "prompt"), ("Return", "granted", "granted")):
@@ -82,13 +82,13 @@ class Reminders(Journey):
         (folder := self.folder / "profile" / "state" / "reminders").mkdir(parents=True)
         (folder / "permission.json").write_text('{"notifications": "allowed"}')
         self.start_daemon()
-        program = self.open_page()
+        self.open_page()
         self.assertEqual(self.sync(IN_AN_HOUR, TOMORROW), (2, 0))
         self.see_badge(1)
         (name, killed), = self.agents().items()
         os.kill(killed, signal.SIGKILL)
         until("another agent", lambda: self.agents().get(name, killed) != killed)
-        self.assertEqual(program.quit(), 0)
+        self.assertEqual(self.program.quit(), 0)
         self.see_badge(0)
 
         # The machine goes down, and is on again ten minutes after tea time.
@@ -100,7 +100,7 @@ class Reminders(Journey):
         application = name.removesuffix(".Reminders")
         agent = self.begin(pathlib.Path(PROGRAM).with_name("brisko-reminders"), "--if-pending", "--state", folder,
                            "--application-id", application)
-        with self.service.page.renewed():
+        with self.page.renewed():
             self.open_notification()
         self.assertEqual(self.sync(), (0, 1))
         self.assertEqual(agent.wait(DEADLINE), 0)

@@ -52,10 +52,10 @@ class Secrecy(LockJourney):
         self.assertEqual(known.keys() - {os.getpid(), self.program.process.pid, registry}, set())
 
     def heard(self):
-        return self.service.page.ask("return heard.splice(0)")
+        return self.page.ask("return heard.splice(0)")
 
     def test_nobody_sees_or_reaches_the_page_behind_the_lock(self):
-        self.service.page.see("document.activeElement.id", "note")
+        self.page.see("document.activeElement.id", "note")
         desk.press("ctrl+a")
         until("the selection", lambda: desk.selection("PRIMARY"), "Secret note")
         page = self.program.look("WebKitWebView")
@@ -81,7 +81,7 @@ class Secrecy(LockJourney):
         self.assertEqual(self.heard(), [])
         self.unlock()
         desk.press("x")
-        self.service.page.see("heard.join()", "keydown x,input ")
+        self.page.see("heard.join()", "keydown x,input ")
 
     def test_what_is_open_or_opened_waits_behind_the_lock(self):
         def see_panel():
@@ -89,7 +89,7 @@ class Secrecy(LockJourney):
 
         for button in ("told", "files"):
             desk.press("Tab")
-            self.service.page.see("document.activeElement.id", button)
+            self.page.see("document.activeElement.id", button)
             desk.press("Return")
             see_panel()
             self.login.lock()
@@ -100,7 +100,7 @@ class Secrecy(LockJourney):
             see_panel()
             desk.press("Escape")
             until("the windows", self.program.windows, [self.window])
-            self.service.page.see_ready()
+            self.page.see_ready()
         self.lock()
         self.program.choose("brisko", "Lock & Passcode…")
         self.assert_nothing_shows()
