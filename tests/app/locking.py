@@ -82,7 +82,7 @@ class Locking(LockJourney):
         self.program.see_text(IDENTIFIER, USER)
         self.assertFalse(self.program.shows("WebKitWebView"))
         self.assertEqual([*self.folder.glob("profile/data/origins/*/cookies.json")], [], "the session goes on")
-        self.sign_in(self.program, PASSWORD)
+        self.sign_in(PASSWORD)
 
     def test_the_session_of_the_desktop_locks_it_whether_it_has_a_window_or_only_starts(self):
         self.sign_in_with_passcode()

@@ -33,17 +33,14 @@ class Login:
         self.inhibitor, held = os.pipe()
         call.return_value_with_unix_fd_list(GLib.Variant("(h)", (0,)), Gio.UnixFDList.new_from_array([held]))
 
-    def tell(self, name, interface, signal, value):
-        path = "/" + name.replace(".", "/")
-        SESSION.emit_signal(None, path, interface, signal, GLib.Variant("(b)", (value,)))
-        SESSION.flush_sync()
-
     def lock(self):
         self.locked = True
-        self.tell(SAVER, SAVER, "ActiveChanged", True)
+        SESSION.emit_signal(None, "/org/gnome/ScreenSaver", SAVER, "ActiveChanged", GLib.Variant("(b)", (True,)))
 
     def sleep(self, begins):
-        self.tell(LOGIN, LOGIN + ".Manager", "PrepareForSleep", begins)
+        SESSION.emit_signal(None, "/org/freedesktop/login1", LOGIN + ".Manager", "PrepareForSleep",
+                            GLib.Variant("(b)", (begins,)))
+        SESSION.flush_sync()
 
     # Whether the machine still has to wait before it sleeps, once that is over or the deadline is.
     def holds_sleep_up(self, deadline=0):
