@@ -10,7 +10,8 @@ import time
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" / "app"))
-from desk import DEADLINE, desk, until  # noqa: E402
+import desk  # noqa: E402
+from desk import DEADLINE, until  # noqa: E402
 from locking import LockJourney  # noqa: E402
 from processes import mebibytes, tree  # noqa: E402
 
@@ -33,10 +34,9 @@ class Rounds(LockJourney):
         super().setUp()
         self.sign_in_with_passcode()
         tasks = [{"title": f"Task {number}"} for number in range(TASKS)]
-        self.service.send("POST", "/api/tasks/import", {"tasks": tasks}, self.cookie())
-        shown = len(self.service.page.shown)
-        desk.press("ctrl+r")
-        self.service.page.see_another(shown)
+        self.service.send("POST", "/api/tasks/import", {"tasks": tasks})
+        with self.page.renewed():
+            desk.press("ctrl+r")
 
     def lock_with_the_key(self):
         return float(subprocess.run([os.environ["BRISKO_KEY_TO_PIXEL"], PAGE, *LOCK], check=True,

@@ -9,7 +9,7 @@ import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" / "app"))
 from desk import until  # noqa: E402
-from journey import PASSWORD, USER, Journey  # noqa: E402
+from journey import PASSWORD, Journey  # noqa: E402
 from processes import mebibytes, tree  # noqa: E402
 
 ROUNDS = 10
@@ -20,18 +20,18 @@ SETTLING = 2  # seconds, in which the toolkit frees what it drew with
 
 class Rounds(Journey):
     def test_rounds(self):
-        program = self.open_program()
+        self.open_page()
         figures = []
         for number in range(ROUNDS + AVERAGED):
-            self.sign_in(program, *([USER, PASSWORD] if number == 0 else [PASSWORD]),
-                         field="Username or email" if number == 0 else "Password")
-            self.service.send("POST", "/api/auth/logout", cookie=self.cookie())
-            program.again("brisko://today")
-            program.see_focus("Password")
+            if number > 0:
+                self.sign_in(PASSWORD)
+            self.service.end_session()
+            self.program.again("brisko://today")
+            self.program.see_focus("Password")
             # The page's process ends a little after the page.
-            until("the end of the page's process", lambda: "WebKitWebProces" not in program.engine().values())
+            until("the end of the page's process", lambda: "WebKitWebProces" not in self.program.engine().values())
             time.sleep(SETTLING)
-            processes = tree(program.process.pid)
+            processes = tree(self.program.process.pid)
             figures.append((len(processes), mebibytes(processes)))
         first, last = (statistics.median(memory for _, memory in part)
                        for part in (figures[:AVERAGED], figures[-AVERAGED:]))

@@ -1,18 +1,17 @@
-"""Tries to see or to reach something of the page while the window is locked: with the keyboard, the pointer, the
-clipboard, links and assistive technology. Looks for the person's secrets where the program leaves something."""
+# Tries to see or to reach something of the page while the window is locked: with the keyboard, the pointer, the
+# clipboard, links and assistive technology. Looks for the person's secrets where the program leaves something.
 
 import os
 import pathlib
 import re
 import subprocess
-import unittest
 
 from gi.repository import GLib
 
-from desk import desk, until, until_equal
-from journey import PASSWORD, USER, Element
-from locking import PASSCODE, LockJourney
-from service import Answer
+import desk
+from desk import until
+from journey import ACCESSIBILITY, PASSWORD, USER, Element, ask_bus
+from locking import LOGIN, PASSCODE, LockJourney
 
 SECRET = "the analytical engine weaves algebraic patterns"  # what is short is not found where it has been
 PAGE = """<style>body { background: linear-gradient(red, yellow) } input, p { font-size: 40px }</style>
@@ -31,38 +30,34 @@ class Secrecy(LockJourney):
     def setUp(self):
         super().setUp()
         self.service.show("/", PAGE)
-        self.service.scripted["/api/auth/login"] = self.let_in
-        desk.move(desk.SCREEN.width - 1, desk.SCREEN.height - 1)
+        self.service.scripted[LOGIN] = lambda _: self.service.send("POST", LOGIN, {"username": USER, "password": PASSWORD})
+        self.move_away()
         self.sign_in_with_passcode(SECRET)
         until("the page", lambda: len(self.ground()) > 2)
 
-    def let_in(self, _):
-        given = self.service.send("POST", "/api/auth/login", {"username": USER, "password": PASSWORD})
-        return Answer(200, [("Set-Cookie", given.headers["Set-Cookie"])], [b"{}"])
+    def move_away(self):
+        desk.xdotool("mousemove", desk.SCREEN.width - 1, desk.SCREEN.height - 1)
 
+    # Neither on the screen, nor in another window, nor on offer, nor to assistive technology, whoever tells it.
     def assert_nothing_shows(self):
-        """Neither on the screen, nor in another window, nor on offer, nor to assistive technology, whoever tells it."""
         self.see_locked()
-        until_equal("the number of colors beside the lock screen", lambda: len(self.ground()), 1)
+        until("the number of colors beside the lock screen", lambda: len(self.ground()), 1)
         self.assertEqual(self.program.windows(), [self.window])
-        everything = Element("org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root")
-        self.assertEqual([desk.selection(name) for name in ("CLIPBOARD", "PRIMARY") if desk.selection(name)], [])
-        self.assertEqual([e for e in everything.inside() if "Secret" in e.name], [])
+        self.assertEqual(desk.selection("CLIPBOARD") + desk.selection("PRIMARY"), "")
+        self.assertEqual([e for e in Element().inside() if "Secret" in e.name], [])
         # What is known to the bus alone, as a process of the engine would be, can be read too by who looks for it.
-        bus = Element("org.freedesktop.DBus", "/org/freedesktop/DBus")
-        connected = {bus.call(bus.owner, "GetConnectionUnixProcessID", "(s)", name)
-                     for name in bus.call(bus.owner, "ListNames") if name.startswith(":")}
-        ours = (os.getpid(), self.program.process.pid,
-                bus.call(bus.owner, "GetConnectionUnixProcessID", "(s)", everything.owner))
-        self.assertEqual(connected - {*ours}, set(), "others are on the accessibility bus")
+        known = {ask_bus("GetConnectionUnixProcessID", "(s)", name, bus=ACCESSIBILITY): name
+                 for name in ask_bus("ListNames", bus=ACCESSIBILITY) if name.startswith(":")}
+        registry = ask_bus("GetConnectionUnixProcessID", "(s)", Element().owner, bus=ACCESSIBILITY)
+        self.assertEqual(known.keys() - {os.getpid(), self.program.process.pid, registry}, set())
 
     def heard(self):
-        return self.service.page.ask("return heard.splice(0)")
+        return self.page.ask("return heard.splice(0)")
 
     def test_nobody_sees_or_reaches_the_page_behind_the_lock(self):
-        self.service.page.see("document.activeElement.id", "note")
+        self.page.see("document.activeElement.id", "note")
         desk.press("ctrl+a")
-        until_equal("the selection", lambda: desk.selection("PRIMARY"), "Secret note")
+        until("the selection", lambda: desk.selection("PRIMARY"), "Secret note")
         page = self.program.look("WebKitWebView")
         self.lock()
         self.assert_nothing_shows()
@@ -74,19 +69,19 @@ class Secrecy(LockJourney):
         desk.press(*["Tab"] * 12)
         desk.type("intruder")
         # What assistive technology has known before leads nowhere now.
-        self.assertRaises(GLib.Error, page.call, "org.a11y.atspi.Component", "GrabFocus")
+        self.assertRaises(GLib.Error, page.call, "Component.GrabFocus")
         x, y, width, height = desk.box(self.window)
         clicks = [word for button in (1, 2, 3, 4, 5, 6, 8, 9) for word in ("click", button)]
-        for place in ((x + width // 2, y + height // 2), (x + 60, y + 80), (x + 200, y + 160), (x + width - 60, y + 400)):
-            desk.xdotool("mousemove", *place, *clicks)
+        for right, down in ((width // 2, height // 2), (60, 80), (200, 160), (width - 60, 400)):
+            desk.xdotool("mousemove", x + right, y + down, *clicks)
         desk.drag((x + 200, y + 160), (x + 300, y + 300))
         self.program.click("Passcode")
-        desk.move(desk.SCREEN.width - 1, desk.SCREEN.height - 1)
+        self.move_away()
         self.assert_nothing_shows()
         self.assertEqual(self.heard(), [])
         self.unlock()
         desk.press("x")
-        self.service.page.see("heard.join()", "keydown x,input ")
+        self.page.see("heard.join()", "keydown x,input ")
 
     def test_what_is_open_or_opened_waits_behind_the_lock(self):
         def see_panel():
@@ -94,7 +89,7 @@ class Secrecy(LockJourney):
 
         for button in ("told", "files"):
             desk.press("Tab")
-            self.service.page.see("document.activeElement.id", button)
+            self.page.see("document.activeElement.id", button)
             desk.press("Return")
             see_panel()
             self.login.lock()
@@ -104,8 +99,8 @@ class Secrecy(LockJourney):
             self.unlock()
             see_panel()
             desk.press("Escape")
-            until_equal("the windows", self.program.windows, [self.window])
-            self.service.page.see_ready()
+            until("the windows", self.program.windows, [self.window])
+            self.page.see_ready()
         self.lock()
         self.program.choose("brisko", "Lock & Passcode…")
         self.assert_nothing_shows()
@@ -119,8 +114,8 @@ class Secrecy(LockJourney):
             self.assertEqual(files.stdout, b"")
             self.assertEqual([place for place, content in self.memory() if secret.encode() in content], [])
 
+    # What the program can change, but for the vast ranges that its web engine only reserves.
     def memory(self):
-        """What the program can change, but for the vast ranges that its web engine only reserves."""
         process = pathlib.Path(f"/proc/{self.program.process.pid}")
         with (process / "mem").open("rb", buffering=0) as memory:
             for place in re.findall("^.* rw.*$", (process / "maps").read_text(), re.MULTILINE):
@@ -128,7 +123,3 @@ class Secrecy(LockJourney):
                 if end - begin < 1 << 28:
                     memory.seek(begin)
                     yield place, memory.read(end - begin)
-
-
-if __name__ == "__main__":
-    unittest.main(verbosity=2)

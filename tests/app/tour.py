@@ -1,4 +1,4 @@
-"""The tour that the program takes by itself, as scripts/tour has it taken."""
+# The tour that the program takes by itself, as scripts/tour has it taken.
 
 import os
 import pathlib
@@ -20,7 +20,3 @@ class Tour(unittest.TestCase):
             self.assertEqual([int(picture[:2]) for picture in pictures], [*range(1, len(pictures) + 1)])
             for picture in os.listdir(folder):
                 self.assertIsNone(Image.open(f"{folder}/{picture}").getcolors(2), f"{picture} shows nothing")
-
-
-if __name__ == "__main__":
-    unittest.main(verbosity=2)
