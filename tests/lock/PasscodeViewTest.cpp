@@ -36,6 +36,9 @@ protected:
         wrong = false;
         view->changed = [this] { draw(); };
         view->appeared();
+        for (const auto& button : view->buttons())
+            story.said += button.shown ? "[" + button.label + "]" : "";
+        story.said += view->note() ? " and a note" : "";
     }
     void tell(Text what) { story.said += (story.said.empty() ? "" : ", ") + what; }
     void draw() {
@@ -52,15 +55,9 @@ protected:
     }
     Scenario::Sight sight() const {
         auto seen = drawn;
-        std::string buttons;
-        for (const auto& button : view ? view->buttons() : std::vector<PasscodeView::Button>())
-            buttons += button.shown ? "[" + button.label + "]" : "";
-        seen.emplace_back("buttons", buttons);
-        seen.emplace_back("note", Scenario::flag(view && view->note()));
         seen.emplace_back("asks",
                           account.http.pending.empty() ? "" : account.http.pending.back()->request.body);
-        seen.emplace_back("keeps", store.shape());
-        seen.emplace_back("record", Scenario::flag(store.keychain.item.has_value()));
+        seen.emplace_back("keeps", store.shape() + (store.keychain.item ? " in the keyring" : ""));
         return seen;
     }
     void press(Text label) {
@@ -104,22 +101,22 @@ protected:
 } // namespace
 
 TEST_F(PasscodeViewTest, unlocksByUnsealingThePasswordAndSigningInWithIt) {
-    story.play({{"show unlock",
-                 " Enter your passcode to sign in as ann.; keyboard; buttons [Use your password instead]"},
-                // What is typed while the try runs changes nothing and submits nothing.
-                {"type 123", "typed 123"},
-                {"type 1234", R"(typed 1234; busy; asks {"password":"secret","username":"ann"})"},
-                {"type 12345, type 1111", ""},
-                {"accept", "-> unlocked; no busy; no asks"},
-                // What was sealed does not sign in: it goes.
-                {"show unlock, type 1234, cut",
-                 "says No route. Sign in with your password.; no typed; keeps none; no record"}});
+    story.play(
+        {{"show unlock", "[Use your password instead];  Enter your passcode to sign in as ann.; keyboard"},
+         // What is typed while the try runs changes nothing and submits nothing.
+         {"type 123", "typed 123"},
+         {"type 1234", R"(typed 1234; busy; asks {"password":"secret","username":"ann"})"},
+         {"type 12345, type 1111", ""},
+         {"accept", "-> unlocked; no busy; no asks"},
+         // What was sealed does not sign in: it goes.
+         {"show unlock, type 1234, cut",
+          "[Use your password instead]; says No route. Sign in with your password.; no typed; keeps none"}});
     EXPECT_EQ(account.webData.log, std::vector<std::string>{"set brisko_session"});
 }
 
 TEST_F(PasscodeViewTest, countsWrongTriesDownToALockOutThatEndsByItself) {
     story.play(
-        {{"show relock", " Locked. Enter your passcode to carry on.; keyboard; buttons [Sign out instead]"},
+        {{"show relock", "[Sign out instead];  Locked. Enter your passcode to carry on.; keyboard"},
          {"type 9999", "shaken; says Wrong passcode. 2 tries left."},
          {"type 9", "no says; typed 9"},
          {"type 9999", "shaken; says Wrong passcode. One more try.; no typed"},
@@ -127,7 +124,7 @@ TEST_F(PasscodeViewTest, countsWrongTriesDownToALockOutThatEndsByItself) {
          {"type 1234, click", ""},
          {"pass 239000", "says Too many wrong tries. Try again in 1:01."},
          // Somebody who leaves and comes back finds the same lock-out.
-         {"show relock, pass 60800", "says Too many wrong tries. Try again in 0:01."},
+         {"show relock, pass 60800", "[Sign out instead]; says Too many wrong tries. Try again in 0:01."},
          {"pass 199", ""},
          {"pass 1", "no says; keyboard"},
          {"type x1y2z3-4567", "-> unlocked; typed 1234"}});
@@ -136,42 +133,41 @@ TEST_F(PasscodeViewTest, countsWrongTriesDownToALockOutThatEndsByItself) {
 TEST_F(PasscodeViewTest, choosesAndConfirmsAPasscodeOfTheChosenLength) {
     story.play(
         {{"show setup",
-          " Choose a passcode for this Mac.; keyboard; buttons [Not now][Turn the passcode off]; note"},
-         {"press Turn the passcode off, escape", "-> done; buttons [Not now]; keeps none; no record"},
-         {"show setup", ""},
+          "[Not now][Turn the passcode off] and a note;  Choose a passcode for this Mac.; keyboard"},
+         {"press Turn the passcode off, escape", "-> done; keeps none"},
+         {"show setup", "[Not now] and a note"},
          {"type 12", "typed 12"},
          {"eight", "no typed"},
          {"type 12345678", " Enter it again."},
          {"type 12345679", " Choose a passcode for this Mac.; says Those did not match. Start again."}});
     EXPECT_TRUE(view->state().first.empty());
     story.play({{"type 12345678", " Enter it again.; no says"},
-                {"type 12345678",
-                 "-> done; typed 12345678; buttons [Not now][Turn the passcode off]; keeps 8 ann; record"}});
+                {"type 12345678", "-> done; typed 12345678; keeps 8 ann in the keyring"}});
 }
 
 TEST_F(PasscodeViewTest, asksOnceForAPasswordThatItDoesNotKnow) {
-    story.play(
-        {{"show ask", " Your password once, so the passcode has something to unlock.; keyboard; buttons [Not "
-                      "now][Turn the passcode off]; note"},
-         {"password", ""},
-         {"password guess, password more", R"(busy; asks {"password":"guess","username":"ann"})"},
-         {"refuse", "says Wrong password.; no busy; no asks"},
-         {"password secret", R"(no says; busy; asks {"password":"secret","username":"ann"})"},
-         {"accept", " Choose a passcode for this Mac.; no busy; no asks"},
-         {"show ask-nobody, password secret", " Your password once, so the passcode has something to "
-                                              "unlock.; says Sign in with a username and password first."}});
+    story.play({{"show ask", "[Not now][Turn the passcode off] and a note;  Your password once, so the "
+                             "passcode has something to unlock.; keyboard"},
+                {"password", ""},
+                {"password guess, password more", R"(busy; asks {"password":"guess","username":"ann"})"},
+                {"refuse", "says Wrong password.; no busy; no asks"},
+                {"password secret", R"(no says; busy; asks {"password":"secret","username":"ann"})"},
+                {"accept", " Choose a passcode for this Mac.; no busy; no asks"},
+                {"show ask-nobody, password secret",
+                 "[Not now][Turn the passcode off] and a note;  Your password once, so the passcode has "
+                 "something to unlock.; says Sign in with a username and password first."}});
 }
 
 TEST_F(PasscodeViewTest, changesThePasscodeForOneOfAnotherLength) {
-    story.play({{"show change", " Enter your current passcode.; keyboard; buttons [Cancel]"},
+    story.play({{"show change", "[Cancel];  Enter your current passcode.; keyboard"},
                 {"type 1234", " Choose the new passcode."},
                 {"type 654321", " Enter it again."},
-                {"type 654321", "-> done; typed 654321; keeps 6 ann"},
+                {"type 654321", "-> done; typed 654321; keeps 6 ann in the keyring"},
                 // The keyboard is taken once more a moment after the screen has appeared.
-                {"show change, look-away", " Enter your current passcode.; no typed; no keyboard"},
+                {"show change, look-away", "[Cancel];  Enter your current passcode.; no typed; no keyboard"},
                 {"pass 50", "keyboard"},
                 {"look-away, click", ""},
-                {"escape, look-away, pass 50", "-> done; no keyboard"}});
+                {"press Cancel, look-away, pass 50", "-> done; no keyboard"}});
 }
 
 TEST_F(PasscodeViewTest, tellsAKeyringThatCannotBeAskedFromABrokenRecordInEveryMode) {
@@ -179,19 +175,20 @@ TEST_F(PasscodeViewTest, tellsAKeyringThatCannotBeAskedFromABrokenRecordInEveryM
         store.set("1234");
         const std::string left = mode == "unlock" ? ", -> sign-in" : "";
         show(mode);
+        story.said.clear();
         // None of these tries is counted. Only a sign-in has another screen to go to.
         story.play({{"store keyring gone, type 1234, type 1234, type 1234",
                      "says The keyring could not be opened: Locked."},
                     {"store keyring back, type 9999", "shaken; says Wrong passcode. 2 tries left."},
                     {"damage, type 1234", "shaken" + left +
                                               "; says The saved passcode could not be read. Sign in with "
-                                              "your password.; keeps none; no record"}});
+                                              "your password.; keeps none"}});
     }
     // The same code once more stores it.
     store.set("1234");
     story.play({{"show setup, type 5678, store keyring gone, type 5678",
-                 " Enter it again.; says The keyring could not be opened: Locked.; buttons [Not now][Turn "
-                 "the passcode off]; note"},
+                 "[Not now][Turn the passcode off] and a note;  Enter it again.; says The keyring could not "
+                 "be opened: Locked."},
                 {"store keyring full, type 5678", "says The keychain would not store it: Full.; typed 5678"},
                 {"store keyring back, type 5678", "-> done; no says"}});
 }
@@ -199,19 +196,19 @@ TEST_F(PasscodeViewTest, tellsAKeyringThatCannotBeAskedFromABrokenRecordInEveryM
 TEST_F(PasscodeViewTest, leavesOnceAndSurvivesItsScreen) {
     story.play(
         {{"show unlock, type 1234",
-          R"( Enter your passcode to sign in as ann.; typed 1234; keyboard; busy; buttons [Use your password instead]; asks {"password":"secret","username":"ann"})"},
-         {"press Use your password instead", "-> sign-in; keeps none; no record"},
+          "[Use your password instead];  Enter your passcode to sign in as ann.; typed 1234; keyboard; busy; "
+          R"(asks {"password":"secret","username":"ann"})"},
+         {"press Use your password instead", "-> sign-in; keeps none"},
          {"accept", "no busy; no asks"}});
     store.set("1234");
     // The passcode goes before the session has ended.
     story.play({{"show relock, escape",
-                 "not left;  Locked. Enter your passcode to carry on.; no typed; buttons [Sign out instead]"},
-                {"hold, press Sign out instead", "keeps none"},
-                {"release keyring", "no record"},
+                 "[Sign out instead], not left;  Locked. Enter your passcode to carry on.; no typed"},
+                {"hold, press Sign out instead", "keeps none in the keyring"},
+                {"release keyring", "keeps none"},
                 {"release page", "-> sign-in"}});
     store.set("1234");
-    story.play({{"show relock, hold, type 1234, type 4321", "typed 1234; busy"},
-                {"vanish", "no buttons"},
+    story.play({{"show relock, hold, type 1234, type 4321, vanish", "[Sign out instead]; typed 1234; busy"},
                 {"release keyring", "-> unlocked"}});
 }
 
