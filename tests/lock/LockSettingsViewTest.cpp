@@ -35,9 +35,7 @@ private:
         const auto minutes = std::to_string(state.minutes) + " " + view->minutesUnit().substr(0, 7);
         return {{"passcode", std::to_string(state.digits) + (view->canChange() ? "" : " for good") +
                                  (view->canTurnOff() && view->canChooseLength() ? " or none" : "")},
-                {"lock", !view->canSwitchAutoLock() ? ""
-                         : state.autoLock           ? "on"
-                                                    : "off"},
+                {"lockable", Scenario::flag(view->canSwitchAutoLock())},
                 {"after", view->canEditMinutes() ? minutes : ""},
                 {"shortcut", view->canRecord() ? view->recordLabel() : ""},
                 {"clearable", Scenario::flag(view->canClear())},
@@ -107,7 +105,7 @@ TEST_F(LockSettingsViewTest, changesOrTurnsOffThePasscodeThatThereIs) {
          {"open, change", "-> 6"},
          {"open, record", "shortcut Press the keys…"},
          {"turn-off, done, change, press 100000 k",
-          "-> done, not taken; passcode 0; no lock; no after; no shortcut; no clearable; auto false"}});
+          "-> done, not taken; passcode 0; no lockable; no after; no shortcut; no clearable; auto false"}});
     EXPECT_FALSE(view->state().autoLock);
     EXPECT_EQ(store.shape(), "none");
 }
@@ -124,7 +122,7 @@ TEST_F(LockSettingsViewTest, storesEveryMinuteWithinTheRangeAndShowsWhatWasTyped
                 {"type 0, step 1", "after 2 minutes; minutes 2"},
                 {"type 239, step 1, step 1", "after 240 minutes; minutes 240"},
                 {"type 999, step -1", "after 239 minutes; minutes 239"},
-                {"lock off, type 60", "lock off; no after; auto false"}});
+                {"lock off, type 60", "no after; auto false"}});
 }
 
 TEST_F(LockSettingsViewTest, recordsAKeyWithAModifierAndLetsNoOtherKeyThrough) {
@@ -151,5 +149,5 @@ TEST_F(LockSettingsViewTest, stopsRecordingAndKeepsAndShowsWhatStandsWhenNothing
     }
     story.play({{"disk full, lock off", "message No space left on device"},
                 {"record, press 100000 k", ""},
-                {"disk back, lock off", "lock off; no after; no message; auto false"}});
+                {"disk back, lock off", "no after; no message; auto false"}});
 }

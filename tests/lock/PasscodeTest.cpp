@@ -87,11 +87,9 @@ TEST_F(PasscodeTest, locksForFiveMinutesAfterThreeWrongTriesInARow) {
                 // Neither is a try during a lock-out counted, nor the keyring asked.
                 {"keyring gone, try 1234, try 0000", "locked for 300000 ms, locked for 300000 ms"},
                 {"pass -3600000, try 1234", "locked for 3900000 ms"},
-                {"pass 3899999, try 1234", "locked for 1 ms"}});
-    store.clock.time += std::chrono::milliseconds(1);
-    EXPECT_FALSE(store.passcode.lockedUntil());
-    // A clock set forward ends it, and a new passcode and none do.
-    story.play({{"keyring back, try 0000, try 0000", "2 left, 1 left; failures 2"},
+                {"pass 3899999, try 1234", "locked for 1 ms"},
+                {"pass 1, keyring back, try 0000, try 0000", "2 left, 1 left; failures 2; no lockedUntil"},
+                // A clock set forward ends it, and a new passcode and none do.
                 {"try 0000, pass 86400000, try 1234", "locked for 300000 ms, ann: secret; failures 0"}});
     const auto lockOut = store.clock.time + Passcode::lockOut;
     store.passcode.setLockedUntil(lockOut);
@@ -121,14 +119,11 @@ TEST_F(PasscodeTest, tellsARecordThatIsUnreadableAndGoesFromASealThatDoesNotOpen
          {"AAECAwQFBgcICQoLDA0ODw", "AAECAwQFBgcICQoLDA0OD\n==", "AAE*", "AAECAwQFBgcICQoLDA0ODx=="})
         for (const auto* member : {"salt", "sealed"})
             unreadable.emplace_back(damaged(member, text));
-    const std::pair<const char*, const char*> shut[] = {
-        {"salt", ""},
-        {"salt", "AAECAwQFBgcICQoLDA0ODw=="},
-        {"sealed", ""},
-        {"sealed", "AAAA"},
-        {"sealed", "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8="}};
-    for (const auto& [member, text] : shut) {
-        store.keychain.item = damaged(member, text);
+    const auto shut = {damaged("salt", ""), damaged("salt", "AAECAwQFBgcICQoLDA0ODw=="),
+                       damaged("sealed", ""), damaged("sealed", "AAAA"),
+                       damaged("sealed", "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8=")};
+    for (const auto& record : shut) {
+        store.keychain.item = record;
         store.defaults.values = preferences;
         story.play({{"try 1234", "2 left; failures 1"}, {"start", ""}});
     }
