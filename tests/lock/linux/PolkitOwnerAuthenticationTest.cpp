@@ -79,16 +79,16 @@ private:
         } else if (person_ == Person::dismisses) {
             call.refuse("org.freedesktop.PolicyKit1.Error.Cancelled");
         } else {
-            tryPassword(cookie, person_ == Person::knowsPassword ? "analytical engine" : "difference engine");
+            tryPassword(std::string(cookie) + (person_ == Person::knowsPassword ? "\nanalytical engine\n"
+                                                                                : "\ndifference engine\n"));
             call.answer();
         }
     }
     /// polkit answers the helper from a process of its own, so this one may wait.
-    static void tryPassword(const std::string& cookie, const std::string& password) {
+    static void tryPassword(const std::string& typed) {
         const auto helper = GPtr<GSubprocess>::take(g_subprocess_new(
             static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_SILENCE),
             nullptr, "/usr/lib/polkit-1/polkit-agent-helper-1", "ada", nullptr));
-        const auto typed = cookie + "\n" + password + "\n";
         ASSERT_TRUE(
             g_subprocess_communicate_utf8(helper.get(), typed.c_str(), nullptr, nullptr, nullptr, nullptr));
     }

@@ -73,7 +73,8 @@ public:
         process_ = GPtr<GSubprocess>::take(
             g_subprocess_launcher_spawn(launcher.get(), &error, "gnome-keyring-daemon", "--foreground",
                                         "--components=secrets", unlock_, nullptr));
-        check(error);
+        if (error)
+            throw std::runtime_error(GErrorPtr(error)->message);
         auto* input = g_subprocess_get_stdin_pipe(process_.get());
         if (unlock_)
             g_output_stream_write_all(input, password, strlen(password), nullptr, nullptr, nullptr);
@@ -98,29 +99,22 @@ public:
     void goOn() const { ::kill(id(), SIGCONT); }
     /// Locks the login keyring.
     void lock() const {
-        GError* error = nullptr;
         const char* collections[] = {"/org/freedesktop/secrets/collection/login", nullptr};
         const GVariantPtr reply(g_dbus_connection_call_sync(
             bus_.get(), name, "/org/freedesktop/secrets", "org.freedesktop.Secret.Service", "Lock",
-            g_variant_new("(^ao)", collections), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error));
-        check(error);
+            g_variant_new("(^ao)", collections), nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+        EXPECT_TRUE(reply) << "the keyring stays open";
     }
     /// From now on its disk takes so many bytes of a file.
     void setDisk(rlim_t bytes) {
         const rlimit size = {bytes, RLIM_INFINITY};
-        if (prlimit(id(), RLIMIT_FSIZE, &size, nullptr) != 0)
-            throw std::runtime_error("the daemon's disk cannot be limited");
+        EXPECT_EQ(prlimit(id(), RLIMIT_FSIZE, &size, nullptr), 0);
     }
 
 private:
     static constexpr auto name = "org.freedesktop.secrets";
 
     pid_t id() const { return std::atoi(g_subprocess_get_identifier(process_.get())); }
-    static void check(GError* error) {
-        if (error)
-            throw std::runtime_error(GErrorPtr(error)->message);
-    }
-
     /// Kept open as the program keeps its own: a call that is cancelled while the connection is only being
     /// made takes the next call with it.
     GPtr<GDBusConnection> bus_ =
