@@ -4,19 +4,20 @@
 
 namespace {
 
-constexpr KeyModifiers command = KeyModifier::command, option = KeyModifier::option,
-                       control = KeyModifier::control, shift = KeyModifier::shift;
+using Text = const std::string&;
 
 class LockSettingsViewTest : public testing::Test {
 protected:
     PasscodeStore store;
-    int applied = 0;
     std::shared_ptr<LockSettingsView> view;
+    Scenario::Sight drawn;
+    int applied = 0;
+    Scenario story{[this] { return sight(); }, deeds()};
 
     void open(bool canSetPasscode = true) {
         LockSettingsView::Callbacks callbacks;
-        callbacks.onChangePasscode = [this](int length) { called += " -> " + std::to_string(length); };
-        callbacks.onDone = [this] { called += " -> done"; };
+        callbacks.onChangePasscode = [this](int length) { story.said += "-> " + std::to_string(length); };
+        callbacks.onDone = [this] { story.said += "-> done"; };
         view = LockSettingsView::make(canSetPasscode, callbacks, store.passcode, store.defaults,
                                       [this] { applied += 1; });
         view->changed = [this] { drawn = draw(); };
@@ -26,51 +27,53 @@ protected:
         store.set("123456");
         open();
     }
-    /// The steps are those in the table, and numbers typed as minutes. After each is seen what the panel has
-    /// drawn, and what it has called.
-    void expect(const std::string& taken, const std::string& seen) {
-        walk(taken, seen, [this](const std::string& step) {
-            if (const auto known = steps.find(step); known != steps.end())
-                known->second();
-            else
-                view->editMinutes(std::stoi(step));
-            return drawn + std::exchange(called, "");
-        });
-    }
-    bool record(const char* text, KeyModifiers modifiers) { return view->press({text, modifiers, false}); }
 
 private:
-    /// What can be changed: the passcode, by its length; the automatic lock and its minutes; the shortcut,
-    /// with "x" to clear it. And the message.
-    std::string draw() const {
+    /// What a person sees, "" where nothing can be done about it.
+    Scenario::Sight draw() const {
         const auto& state = view->state();
-        auto text = std::to_string(state.digits) + (view->canChange() ? " digits" : "");
-        text += view->canTurnOff() && view->canChooseLength() ? " or none" : "";
-        text += !view->canSwitchAutoLock() ? "" : state.autoLock ? ", on" : ", off";
-        if (view->canEditMinutes())
-            text += " " + std::to_string(state.minutes) + " " + view->minutesUnit().substr(0, 7);
-        text += (view->canRecord() ? ", " + view->recordLabel() : "") + (view->canClear() ? " x" : "");
-        return text + (view->message() ? ": " + *view->message() : "");
+        const auto minutes = std::to_string(state.minutes) + " " + view->minutesUnit().substr(0, 7);
+        return {{"passcode", std::to_string(state.digits) + (view->canChange() ? "" : " for good") +
+                                 (view->canTurnOff() && view->canChooseLength() ? " or none" : "")},
+                {"lockable", Scenario::flag(view->canSwitchAutoLock())},
+                {"after", view->canEditMinutes() ? minutes : ""},
+                {"shortcut", view->canRecord() ? view->recordLabel() : ""},
+                {"clearable", Scenario::flag(view->canClear())},
+                {"message", view->message().value_or("")}};
     }
-
-    std::string drawn, called;
-    const std::map<std::string, std::function<void()>> steps = {
-        {"change", [this] { view->change(); }},
-        {"six", [this] { view->pickLength(6); }},
-        {"eight", [this] { view->pickLength(8); }},
-        {"turn off", [this] { view->turnOff(); }},
-        {"on", [this] { view->setAutoLock(true); }},
-        {"off", [this] { view->setAutoLock(false); }},
-        {"up", [this] { view->stepMinutes(1); }},
-        {"down", [this] { view->stepMinutes(-1); }},
-        {"record", [this] { view->toggleRecording(); }},
-        {"⌘K", [this] { record("k", command); }},
-        {"escape", [this] { view->press({"", command, true}); }},
-        {"clear", [this] { view->clearShortcut(); }},
-        {"default", [this] { view->useDefaultShortcut(); }},
-        {"leave", [this] { view->disappeared(); }},
-        {"done", [this] { view->done(); }},
-    };
+    Scenario::Sight sight() const {
+        auto seen = drawn;
+        for (const std::string key :
+             {"lock.auto", "lock.minutes", "lock.shortcut.flags", "lock.shortcut.key"}) {
+            const auto stored = store.preference(key);
+            seen.emplace_back(key.substr(key.rfind('.') + 1), stored.is_null() ? "" : stored.dump());
+        }
+        seen.emplace_back("applied", std::to_string(applied));
+        return seen;
+    }
+    /// "100000 k": its modifiers as stored, ⇧ 20000, ⌃ 40000, ⌥ 80000, ⌘ 100000, and what it types.
+    void press(Text key) {
+        const auto space = key.find(' ');
+        const LockSettingsView::KeyPress pressed = {key.substr(space + 1), std::stoul(key, nullptr, 16),
+                                                    key.ends_with("escape")};
+        story.said += view->press(pressed) ? "" : ", not taken";
+    }
+    Scenario::Deeds deeds() {
+        return {{"open", [this](Text) { open(); }},
+                {"change", [this](Text) { view->change(); }},
+                {"pick", [this](Text length) { view->pickLength(std::stoi(length)); }},
+                {"turn-off", [this](Text) { view->turnOff(); }},
+                {"lock", [this](Text is) { view->setAutoLock(is == "on"); }},
+                {"type", [this](Text minutes) { view->editMinutes(std::stoi(minutes)); }},
+                {"step", [this](Text step) { view->stepMinutes(std::stoi(step)); }},
+                {"record", [this](Text) { view->toggleRecording(); }},
+                {"press", [this](Text key) { press(key); }},
+                {"clear", [this](Text) { view->clearShortcut(); }},
+                {"default", [this](Text) { view->useDefaultShortcut(); }},
+                {"leave", [this](Text) { view->disappeared(); }},
+                {"disk", [this](Text is) { store.defaults.broken = is == "full"; }},
+                {"done", [this](Text) { view->done(); }}};
+    }
 };
 
 } // namespace
@@ -81,12 +84,12 @@ TEST_F(LockSettingsViewTest, offersNothingButAPasscodeWhereThereIsNone) {
               "Not set. Your password is the only way back in when a session runs out.");
     EXPECT_EQ(view->changeLabel(), "Set a passcode…");
     EXPECT_TRUE(view->autoLockHint() && !view->sealingHint());
-    expect("turn off  six       on        up        record    clear     default   change",
-           "0 digits  0 digits  0 digits  0 digits  0 digits  0 digits  0 digits  0 digits -> 4");
+    story.play({{"turn-off, pick 6, lock on, step 1, record, clear, default", ""}, {"change", "-> 4"}});
     EXPECT_TRUE(store.defaults.values.empty());
     open(false);
     EXPECT_TRUE(view->autoLockHint() && view->sealingHint());
-    expect("change", "0");
+    EXPECT_EQ(drawn.front().second, "0 for good");
+    story.play({{"change", ""}});
 }
 
 TEST_F(LockSettingsViewTest, changesOrTurnsOffThePasscodeThatThereIs) {
@@ -96,85 +99,55 @@ TEST_F(LockSettingsViewTest, changesOrTurnsOffThePasscodeThatThereIs) {
     EXPECT_EQ(view->changeLabel(), "Change…");
     EXPECT_FALSE(view->autoLockHint() || view->sealingHint());
     // The panel is left once.
-    const std::string whole = "6 digits or none, on 5 minutes, ⌃⌘L x";
-    expect("six  eight  done", whole + "  " + whole + " -> 8  " + whole);
-    open();
-    expect("change", whole + " -> 6");
-    open();
-    store.setPreference("lock.enabled", true);
-    expect("turn off  done              change", "0 digits  0 digits -> done  0 digits");
+    story.play(
+        {{"pick 6", ""},
+         {"pick 8, done, change", "-> 8"},
+         {"open, change", "-> 6"},
+         {"open, record", "shortcut Press the keys…"},
+         {"turn-off, done, change, press 100000 k",
+          "-> done, not taken; passcode 0; no lockable; no after; no shortcut; no clearable; auto false"}});
     EXPECT_FALSE(view->state().autoLock);
     EXPECT_EQ(store.shape(), "none");
-    EXPECT_EQ(store.preference("lock.auto"), false);
-    EXPECT_EQ(store.preference("lock.enabled"), true);
 }
 
 TEST_F(LockSettingsViewTest, storesEveryMinuteWithinTheRangeAndShowsWhatWasTyped) {
     openWithPasscode();
-    // After each: what the field shows, and what is stored.
-    const std::tuple<const char*, const char*, int> cases[] = {
-        {"0", "0 minutes", 1},      {"500", "500 minutes", 240}, {"1", "1 minute ", 1},
-        {"-7", "-7 minutes", 1},    {"90", "90 minutes", 90},    {"up", "91 minutes", 91},
-        {"1", "1 minute ", 1},      {"down", "1 minute ", 1},    {"0", "0 minutes", 1},
-        {"up", "2 minutes", 2},     {"239", "239 minutes", 239}, {"up", "240 minutes", 240},
-        {"up", "240 minutes", 240}, {"999", "999 minutes", 240}, {"down", "239 minutes", 239}};
-    for (const auto& [step, shown, stored] : cases) {
-        expect(step, std::string("6 digits or none, on ") + shown + ", ⌃⌘L x");
-        EXPECT_EQ(store.preference("lock.minutes"), stored) << step;
-    }
-    expect("off                            60", "6 digits or none, off, ⌃⌘L x  6 digits or none, off, ⌃⌘L x");
-    EXPECT_EQ(store.preference("lock.auto"), false);
-    EXPECT_EQ(store.preference("lock.minutes"), 239);
+    story.play({{"type 0", "after 0 minutes; minutes 1"},
+                {"type 500", "after 500 minutes; minutes 240"},
+                {"type 1", "after 1 minute ; minutes 1"},
+                {"type -7", "after -7 minutes"},
+                {"type 90", "after 90 minutes; minutes 90"},
+                {"step 1", "after 91 minutes; minutes 91"},
+                {"type 1, step -1", "after 1 minute ; minutes 1"},
+                {"type 0, step 1", "after 2 minutes; minutes 2"},
+                {"type 239, step 1, step 1", "after 240 minutes; minutes 240"},
+                {"type 999, step -1", "after 239 minutes; minutes 239"},
+                {"lock off, type 60", "no after; auto false"}});
 }
 
 TEST_F(LockSettingsViewTest, recordsAKeyWithAModifierAndLetsNoOtherKeyThrough) {
     openWithPasscode();
-    EXPECT_FALSE(record("k", command));
-    expect("record", "6 digits or none, on 5 minutes, Press the keys… x");
-    const std::pair<const char*, KeyModifiers> ignored[] = {
-        {"k", 0}, {"K", shift}, {"", command}, {" ", control}, {"\t", command}, {"!", command | shift}};
-    for (const auto& [text, modifiers] : ignored)
-        EXPECT_TRUE(record(text, modifiers) && view->state().recording) << text;
-    const std::tuple<const char*, KeyModifiers, const char*> taken[] = {{"K", option | shift, "⌥⇧K"},
-                                                                        {"1", command, "⌘1"},
-                                                                        {"Ж", control, "⌃Ж"},
-                                                                        {"j", command | 0x10100, "⌘J"}};
-    for (const auto& [text, modifiers, shown] : taken) {
-        EXPECT_TRUE(record(text, modifiers)) << text;
-        EXPECT_EQ(view->recordLabel(), shown);
-        EXPECT_EQ(LockShortcut(store.defaults).display(), shown);
-        view->toggleRecording();
-    }
-    EXPECT_EQ(applied, 4);
-    EXPECT_EQ(store.preference("lock.shortcut.flags"), Json(command));
-    expect("default                                 record  clear",
-           "6 digits or none, on 5 minutes, ⌃⌘L x  6 digits or none, on 5 minutes, Press the keys… x  "
-           "6 digits or none, on 5 minutes, None");
-    EXPECT_EQ(store.preference("lock.shortcut.flags"), 0);
-    EXPECT_EQ(applied, 6);
+    story.play({{"press 100000 k", ", not taken"},
+                {"record, press 0 k, press 20000 K, press 100000 , press 40000  , press 120000 !",
+                 "shortcut Press the keys…"},
+                {"press A0000 K", "shortcut ⌥⇧K; flags 655360; key \"k\"; applied 1"},
+                {"record, press 100000 1", "shortcut ⌘1; flags 1048576; key \"1\"; applied 2"},
+                {"record, press 40000 Ж", "shortcut ⌃Ж; flags 262144; key \"ж\"; applied 3"},
+                {"record, press 110100 j", "shortcut ⌘J; flags 1048576; key \"j\"; applied 4"},
+                {"default", "shortcut ⌃⌘L; no flags; no key; applied 5"},
+                {"record, clear", "shortcut None; no clearable; flags 0; key \"\"; applied 6"},
+                {"clear", ""}});
 }
 
-TEST_F(LockSettingsViewTest, stopsRecordingByEscapeTheButtonAndLeavingTheScreen) {
+TEST_F(LockSettingsViewTest, stopsRecordingAndKeepsAndShowsWhatStandsWhenNothingCanBeStored) {
     openWithPasscode();
-    for (const auto* stop : {"escape", "record", "leave", "default"}) {
-        view->toggleRecording();
-        EXPECT_EQ(view->shortcutHint(), "Hold a modifier — ⌘, ⌃ or ⌥ — and press a key. Escape cancels.");
-        expect(stop, "6 digits or none, on 5 minutes, ⌃⌘L x");
-        EXPECT_FALSE(record("k", command));
+    EXPECT_TRUE(view->shortcutHint().starts_with("Needs a modifier"));
+    for (const auto* stop : {"press 100000 escape", "record", "leave"}) {
+        story.play({{"record", "shortcut Press the keys…"}});
+        EXPECT_TRUE(view->shortcutHint().starts_with("Hold a modifier")) << view->shortcutHint();
+        story.play({{stop, "shortcut ⌃⌘L"}, {"press 100000 k", ", not taken"}});
     }
-    view->toggleRecording();
-    expect("turn off  ⌘K", "0 digits  0 digits");
-    EXPECT_EQ(applied, 1);
-}
-
-TEST_F(LockSettingsViewTest, keepsAndShowsWhatStandsWhenNothingCanBeStored) {
-    openWithPasscode();
-    store.defaults.broken = true;
-    const std::string full = "6 digits or none, on 5 minutes, ⌃⌘L x: No space left on device";
-    expect("off", full);
-    view->toggleRecording();
-    expect("⌘K", full);
-    EXPECT_EQ(applied, 0);
-    store.defaults.broken = false;
-    expect("off", "6 digits or none, off, ⌃⌘L x");
+    story.play({{"disk full, lock off", "message No space left on device"},
+                {"record, press 100000 k", ""},
+                {"disk back, lock off", "no after; no message; auto false"}});
 }

@@ -55,18 +55,16 @@ TEST(PasscodeSeal, staysShutForAnotherKeyAndForABoxThatHasBeenChangedOrCut) {
 }
 
 TEST(PasscodeSeal, agreesWithAnotherImplementationInBothDirections) {
-    for (const auto& known : knownRecords) {
-        PasscodeStore store(Passcode::deriveKey);
-        store.keychain.item = known.record;
-        EXPECT_EQ(store.unlock(known.code), std::string(known.username) + ": " + known.password);
-
-        const SecretText salt(count(16, 0));
-        const auto key = Passcode::deriveKey(SecretText(known.code), salt);
-        const PasscodeRecord made = {static_cast<int>(std::strlen(known.code)), known.username, salt.copy(),
-                                     PasscodeSeal::seal(key, count(12, 0x20), SecretText(known.password))};
-        EXPECT_EQ(made.text().view(), known.record);
-    }
     PasscodeStore store(Passcode::deriveKey);
+    for (const auto& [code, username, password, record] : knownRecords) {
+        store.keychain.item = record;
+        EXPECT_EQ(store.unlock(code), std::string(username) + ": " + password);
+        const SecretText salt(count(16, 0));
+        const auto key = Passcode::deriveKey(SecretText(code), salt);
+        const PasscodeRecord made = {static_cast<int>(std::strlen(code)), username, salt.copy(),
+                                     PasscodeSeal::seal(key, count(12, 0x20), SecretText(password))};
+        EXPECT_EQ(made.text().view(), record);
+    }
     // The order of the members does not matter, and there may be more of them.
     store.keychain.item = R"( {"later": [{}], "sealed": "ICEiIyQlJicoKSordi7OWQYICDwZJBa/tBpc+w==",)"
                           R"("salt": "AAECAwQFBgcICQoLDA0ODw==", "username": "ann", "digits": 8} )";

@@ -13,9 +13,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-using Result = Reminders::Result;
-using Identifiers = std::vector<std::string>;
-
 constexpr auto infinity = std::numeric_limits<double>::infinity();
 constexpr auto biggest = std::numeric_limits<std::uint64_t>::max();
 
@@ -34,9 +31,15 @@ protected:
     static Json item(Json id, Json at, Json title = "Pay rent") {
         return {{"id", std::move(id)}, {"title", std::move(title)}, {"at", std::move(at)}};
     }
-    Result sync(Json items) { return begin(reminders.sync(std::move(items)))->value.value(); }
-    Result syncOne(Json item) { return sync(Json::array({std::move(item)})); }
-    Identifiers pending() { return begin(center.pendingIdentifiers())->value.value(); }
+    /// Sends a list, or one item. "+1 -0", what has been scheduled and cleared, and what is pending then.
+    std::string sync(const Json& items) {
+        const auto list = items.is_object() ? Json::array({items}) : items;
+        const auto [scheduled, cleared] = begin(reminders.sync(list))->value.value();
+        auto text = "+" + std::to_string(scheduled) + " -" + std::to_string(cleared);
+        for (const auto& request : center.pending)
+            text += " " + request.identifier.substr(std::string_view("brisko.").size());
+        return text;
+    }
 };
 
 } // namespace
@@ -45,65 +48,59 @@ TEST_F(RemindersTest, makesARequestOfAnItemAndDropsTheSecondsOfItsMoment) {
     zone.offset = 1h;
     auto rent = item(7, in(1h + 30min + 45s));
     rent["body"] = "to Ann";
-    EXPECT_EQ(syncOne(rent), (Result{1, 0}));
+    EXPECT_EQ(sync(rent), "+1 -0 task.7");
     const NotificationRequest expected = {"brisko.task.7", "Pay rent", "to Ann", 7, {2027, 1, 15, 10, 30}};
     EXPECT_EQ(center.pending, std::vector{expected});
     for (const auto& body : {Json(""), Json(3), Json(nullptr), Json::object()}) {
         rent["body"] = body;
-        syncOne(rent);
+        sync(rent);
         EXPECT_EQ(center.pending[0].body, std::nullopt) << body;
     }
 }
 
-TEST_F(RemindersTest, takesWholeNumbersAsIdsWhateverTheirKind) {
+TEST_F(RemindersTest, takesWholeNumbersAsIdsAndMomentsThatAreStrictlyLaterThanNow) {
     for (const auto& [id, text] : {std::pair(Json(7), "7"),
                                    {7.0, "7"},
                                    {-0.0, "0"},
                                    {9007199254740993, "9007199254740993"},
                                    {std::numeric_limits<std::int64_t>::min(), "-9223372036854775808"},
                                    {std::numeric_limits<std::int64_t>::max(), "9223372036854775807"}}) {
-        syncOne(item(id, in(1h)));
-        EXPECT_EQ(pending(), Identifiers{std::string("brisko.task.") + text}) << id;
+        center.pending.clear();
+        EXPECT_EQ(sync(item(id, in(1h))), std::string("+1 -0 task.") + text);
     }
+    center.pending.clear();
     for (const auto& id :
          {Json(7.5), Json("7"), Json(true), Json(), Json(biggest), Json(9223372036854775808.0), Json(1e300),
           Json(infinity), Json(std::nan("")), Json::array({7})})
-        EXPECT_EQ(syncOne(item(id, in(1h))).scheduled, 0U) << id;
-}
-
-TEST_F(RemindersTest, schedulesWhatIsStrictlyLaterThanNow) {
+        EXPECT_EQ(sync(item(id, in(1h))), "+0 -0") << id;
     clock.time += 400us;
-    for (const auto& at : {Json(in(1ms)), Json(std::ceil(in(0ms))), Json(1900000000000), Json(8.64e15)})
-        EXPECT_EQ(syncOne(item(1, at)).scheduled, 1U) << at;
     for (const auto& at :
          {Json(in(0ms)), Json(in(-1ms)), Json(std::floor(in(0ms))), Json("1900000000000"), Json(true),
           Json(std::nan("")), Json(infinity), Json(-infinity), Json(-1e300), Json(1e300), Json(biggest)})
-        EXPECT_EQ(syncOne(item(1, at)).scheduled, 0U) << at;
-    syncOne(item(1, 9404918380800000.0));
-    EXPECT_EQ(center.pending[0].trigger, (LocalMinute{300'000, 1, 1, 0, 0}));
-    syncOne(item(1, 9.2e18));
-    EXPECT_GT(center.pending[0].trigger.year, 291'000'000);
+        EXPECT_EQ(sync(item(1, at)), "+0 -0") << at;
+    const std::pair<Json, int> later[] = {{in(1ms), 2027},
+                                          {std::ceil(in(0ms)), 2027},
+                                          {1900000000000, 2030},
+                                          {9404918380800000.0, 300'000},
+                                          {9.2e18, 291'538'364}};
+    for (const auto& [at, year] : later) {
+        sync(item(1, at));
+        ASSERT_EQ(center.pending.size(), 1U) << at;
+        EXPECT_EQ(center.pending[0].trigger.year, year) << at;
+    }
 }
 
 TEST_F(RemindersTest, leavesOutWhatIsNoItemAndKeepsTheRestAndWhatIsOfOthers) {
     center.pending = {{"brisko.task", "", {}, 0, {}}, {"brisko.task.x", "", {}, 0, {}}};
-    EXPECT_EQ(sync({1,
-                    "text",
-                    nullptr,
-                    Json::array(),
-                    Json::object(),
-                    {{"id", 1}, {"at", in(1h)}},
-                    {{"id", 1}, {"title", "x"}},
-                    item(1, in(1h), 5),
-                    item(2, in(1h), ""),
-                    item(3, in(1h)),
-                    item(3, in(2h), "\xd7\xa9\x01<b>")}),
-              (Result{3, 1}));
-    EXPECT_EQ(pending(), (Identifiers{"brisko.task", "brisko.task.2", "brisko.task.3"}));
-    for (const auto& none : {Json(), Json("items"), Json(5)})
-        EXPECT_EQ(sync(none).scheduled, 0U);
+    const auto items = R"([1, "text", null, [], {}, {"id": 1, "at": 9e12}, {"id": 1, "title": "x"},
+        {"id": 1, "title": 5, "at": 9e12}, {"id": 2, "title": "", "at": 9e12}, {"id": 3, "title": "x", "at": 9e12},
+        {"id": 3, "title": "ש\u0001<b>", "at": 9e13}])";
+    EXPECT_EQ(sync(parseJson(items)), "+3 -1 task task.2 task.3");
+    EXPECT_EQ(sync("items"), "+0 -2 task");
+    for (const auto& none : {Json(), Json(5)})
+        EXPECT_EQ(sync(none), "+0 -0 task");
     center.full = true;
-    EXPECT_EQ(syncOne(item(1, in(1h))), Result()) << "it tells what is really kept";
+    EXPECT_EQ(sync(item(1, in(1h))), "+0 -0 task") << "it tells what is really kept";
 }
 
 TEST_F(RemindersTest, showsInTheDockHowManyAreDueBeforeTomorrow) {

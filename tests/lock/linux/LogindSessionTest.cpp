@@ -16,18 +16,19 @@ namespace {
 constexpr auto saver = "org.gnome.ScreenSaver", login = "org.freedesktop.login1",
                manager = "/org/freedesktop/login1", own = "/org/freedesktop/login1/session/own",
                other = "/org/freedesktop/login1/session/other";
-constexpr auto objects = R"xml(<node>
+std::string sessionNode(const std::string& path) {
+    return "<node name='" + path +
+           "'><interface name='org.freedesktop.login1.Session'>"
+           "<property name='LockedHint' type='b' access='read'/></interface></node>";
+}
+const auto objects = R"xml(<node>
     <node name="/org/gnome/ScreenSaver"><interface name="org.gnome.ScreenSaver">
     <method name="GetActive"><arg type="b" direction="out"/></method></interface></node>
     <node name="/org/freedesktop/login1"><interface name="org.freedesktop.login1.Manager"><method name="Inhibit">
     <arg type="s" direction="in"/><arg type="s" direction="in"/><arg type="s" direction="in"/>
-    <arg type="s" direction="in"/><arg type="h" direction="out"/></method></interface></node>
-    <node name="/org/freedesktop/login1/session/auto"><interface name="org.freedesktop.login1.Session">
-    <property name="LockedHint" type="b" access="read"/></interface></node>
-    <node name="/org/freedesktop/login1/session/own"><interface name="org.freedesktop.login1.Session">
-    <property name="Id" type="s" access="read"/></interface></node>
-    <node name="/org/freedesktop/login1/session/other"><interface name="org.freedesktop.login1.Session">
-    <property name="Id" type="s" access="read"/></interface></node></node>)xml";
+    <arg type="s" direction="in"/><arg type="h" direction="out"/></method></interface></node>)xml" +
+                     sessionNode("/org/freedesktop/login1/session/auto") + sessionNode(own) +
+                     sessionNode(other) + "</node>";
 
 /// A screen saver and a logind on one bus that is session and system bus at once.
 class LogindSessionTest : public testing::Test {
@@ -35,7 +36,7 @@ protected:
     bool active = false;           ///< what the screen saver says of itself
     bool hint = false;             ///< what logind says of the session's being locked
     int told = 0;                  ///< how often either was asked
-    std::string inhibited;         ///< what, by whom and how, the latest
+    std::string inhibited;         ///< what, by whom, why and how, the latest
     bool thoughtful = false;       ///< logind does not say yet whose session one is
     std::vector<BusCall> thinking; ///< the questions that it thinks about
     int locked = 0;
@@ -77,10 +78,6 @@ protected:
         MainLoop::runUntil([&] { return told == services && held() == services - 1; });
         hear();
     }
-    void startWithLogin() {
-        desktop->own(login);
-        start(2);
-    }
     /// The inhibitors that are held now.
     long held() const {
         return std::count_if(inhibitors_.begin(), inhibitors_.end(), [](int inhibitor) {
@@ -93,26 +90,16 @@ protected:
         desktop->emit(manager, "org.freedesktop.login1.Manager", "PrepareForSleep",
                       g_variant_new("(b)", start));
     }
-    void screenSaver(const char* interface, GVariant* arguments) const {
-        desktop->emit("/ScreenSaver", interface, "ActiveChanged", arguments);
-    }
-    /// Returns once everything that has been said so far has been heard on both buses.
+    /// Returns once everything that has been said so far has been heard on both buses: what each of them is
+    /// told comes in the order in which the bus has read it.
     void hear() {
-        std::size_t heard = 0;
-        std::vector<std::unique_ptr<DBus::Signal>> marks;
+        const DBus::Method getId = {"org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId"};
         for (const auto& bus :
-             {GPtr<GDBusConnection>::take(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr)),
-              MainLoop::finish(system.connection())}) {
-            if (!bus)
-                continue;
-            const DBus::Signal::Match mark = {nullptr, nullptr, "app.brisko.Test", "Mark"};
-            marks.push_back(std::make_unique<DBus::Signal>(bus, mark, [&](auto...) { heard += 1; }));
-            // The subscription is a message itself; an answer to a later one tells that the bus has read it.
-            const DBus::Method getId = {"org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId"};
-            MainLoop::finish(DBus::call(bus, getId, {}, {}));
-        }
-        desktop->emit("/", "app.brisko.Test", "Mark");
-        MainLoop::runUntil([&] { return heard == marks.size(); });
+             {GPtr<GDBusConnection>::share(desktop->bus()),
+              GPtr<GDBusConnection>::take(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr)),
+              MainLoop::finish(system.connection())})
+            if (bus)
+                MainLoop::finish(DBus::call(bus, getId, {}, {}));
     }
 
 private:
@@ -132,9 +119,7 @@ private:
                                              getuid() + (call.path == own ? 0 : 1)));
     }
     void inhibit(BusCall& call) {
-        const char *what = nullptr, *who = nullptr, *mode = nullptr;
-        g_variant_get(call.arguments, "(&s&ss&s)", &what, &who, nullptr, &mode);
-        inhibited = std::string(what) + " " + who + " " + mode;
+        inhibited = GText(g_variant_print(call.arguments, FALSE)).get();
         std::array<int, 2> ends{};
         ASSERT_EQ(pipe(ends.data()), 0);
         inhibitors_.push_back(ends[0]);
@@ -151,12 +136,9 @@ private:
 TEST_F(LogindSessionTest, locksWhenAScreenSaverDoesButNotWhenItEndsAndNeedsNoSystemBus) {
     g_setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", TRUE);
     start(1);
-    for (const auto* interface : {"org.freedesktop.ScreenSaver", saver, "org.example.Other"}) {
-        screenSaver(interface, g_variant_new("(b)", TRUE));
-        screenSaver(interface, g_variant_new("(b)", FALSE));
-        screenSaver(interface, g_variant_new("(s)", "true"));
-        screenSaver(interface, nullptr);
-    }
+    for (const auto* interface : {"org.freedesktop.ScreenSaver", saver, "org.example.Other"})
+        for (const auto* now : {"(true,)", "(false,)", "('true',)", "()"})
+            desktop->emit("/ScreenSaver", interface, "ActiveChanged", g_variant_new_parsed(now));
     hear();
     EXPECT_EQ(locked, 2);
 }
@@ -170,31 +152,28 @@ TEST_F(LogindSessionTest, findsOutWhetherTheSessionWasLockedBefore) {
         EXPECT_EQ(locked, active || hint ? 1 : 0);
         EXPECT_EQ(session->isLocked(), active || hint);
         for (const auto now : {false, true}) {
-            screenSaver(saver, g_variant_new("(b)", now));
+            desktop->emit("/ScreenSaver", saver, "ActiveChanged", g_variant_new("(b)", now));
             hear();
             EXPECT_EQ(session->isLocked(), now);
         }
     }
 }
 
-TEST_F(LogindSessionTest, locksWithThisPersonsSessionsAndNobodyElses) {
-    startWithLogin();
+TEST_F(LogindSessionTest, locksWithThisPersonsSessionsAndNobodyElsesAndOnceInAStormOfRequests) {
+    desktop->own(login);
+    start(2);
     lock(other);
     lock(own);
     MainLoop::runUntil([this] { return locked > 0; });
     hear();
     EXPECT_EQ(locked, 1);
-    // A session of another name that the environment says is this one.
+    // A session of another name that the environment says is this one, and one of which nobody knows whose it
+    // is.
     g_setenv("XDG_SESSION_ID", "c2", TRUE);
-    lock(other);
-    MainLoop::runUntil([this] { return locked == 2; });
-    // Nobody knows whose this one is.
-    lock("/org/freedesktop/login1/session/gone");
-    MainLoop::runUntil([this] { return locked == 3; });
-}
-
-TEST_F(LogindSessionTest, takesAStormOfRequestsForOneOfThem) {
-    startWithLogin();
+    for (const auto* path : {other, "/org/freedesktop/login1/session/gone"}) {
+        lock(path);
+        MainLoop::runUntil([&] { return locked == (path == other ? 2 : 3); });
+    }
     thoughtful = true;
     for (auto i = 0; i < 1000; ++i) {
         lock(own);
@@ -205,15 +184,25 @@ TEST_F(LogindSessionTest, takesAStormOfRequestsForOneOfThem) {
     EXPECT_EQ(thinking.size(), 1U);
     EXPECT_EQ(sleeping.size(), 1U);
     thinking.front().refuse("org.freedesktop.DBus.Error.Failed");
-    MainLoop::runUntil([this] { return locked == 1; });
+    MainLoop::runUntil([this] { return locked == 4; });
 }
 
-TEST_F(LogindSessionTest, holdsTheMachineAwakeUntilItIsReadyAndAgainNextTime) {
-    startWithLogin();
-    EXPECT_EQ(inhibited, "sleep brisko delay");
-    for (const auto round : {0U, 1U, 2U}) {
+TEST_F(LogindSessionTest, holdsTheMachineAwakeUntilItIsReadyAndAgainNextTimeWheneverLogindComes) {
+    start(1);
+    for (auto times = 0; times < 2; ++times) {
+        startDesktop();
+        MainLoop::runUntil([this] { return held() == 0; });
+        desktop->own(login);
+        MainLoop::runUntil([this] { return held() == 1; });
+    }
+    EXPECT_EQ(inhibited, "('sleep', 'brisko', 'The window locks before the machine sleeps', 'delay')");
+    const auto goToSleep = [this] {
+        const auto before = sleeping.size();
         prepareForSleep(true);
-        MainLoop::runUntil([&] { return sleeping.size() == round + 1; });
+        MainLoop::runUntil([&] { return sleeping.size() == before + 1; });
+    };
+    for (const auto round : {0U, 1U, 2U}) {
+        goToSleep();
         // A word about an earlier sleep, or a second one, changes nothing.
         for (std::size_t i = 0; i < round; ++i)
             sleeping[i]();
@@ -224,28 +213,18 @@ TEST_F(LogindSessionTest, holdsTheMachineAwakeUntilItIsReadyAndAgainNextTime) {
         prepareForSleep(false);
         MainLoop::runUntil([this] { return held() == 1; });
     }
+    // It lets go at its end, and hears nothing more.
+    goToSleep();
+    session.reset();
+    sleeping.back()();
+    lock(own);
+    hear();
+    EXPECT_EQ(held(), 0);
+    EXPECT_EQ(locked, 0);
     // With nobody to ask, there is nothing to wait for.
+    start(2);
     session->onSleep = nullptr;
     prepareForSleep(true);
     hear();
     EXPECT_EQ(held(), 0);
-    EXPECT_EQ(locked, 0);
-    session.reset();
-    sleeping.back()();
-}
-
-TEST_F(LogindSessionTest, letsGoAtItsEndAndHearsLogindWheneverItComes) {
-    start(1);
-    for (auto times = 0; times < 2; ++times) {
-        startDesktop();
-        desktop->own(login);
-        MainLoop::runUntil([this] { return held() == 1; });
-    }
-    prepareForSleep(true);
-    MainLoop::runUntil([this] { return sleeping.size() == 1; });
-    session.reset();
-    EXPECT_EQ(held(), 0);
-    lock(own);
-    hear();
-    EXPECT_EQ(locked, 0);
 }

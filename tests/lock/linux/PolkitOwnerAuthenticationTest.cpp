@@ -79,16 +79,16 @@ private:
         } else if (person_ == Person::dismisses) {
             call.refuse("org.freedesktop.PolicyKit1.Error.Cancelled");
         } else {
-            tryPassword(cookie, person_ == Person::knowsPassword ? "analytical engine" : "difference engine");
+            tryPassword(std::string(cookie) + (person_ == Person::knowsPassword ? "\nanalytical engine\n"
+                                                                                : "\ndifference engine\n"));
             call.answer();
         }
     }
     /// polkit answers the helper from a process of its own, so this one may wait.
-    static void tryPassword(const std::string& cookie, const std::string& password) {
+    static void tryPassword(const std::string& typed) {
         const auto helper = GPtr<GSubprocess>::take(g_subprocess_new(
             static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDIN_PIPE | G_SUBPROCESS_FLAGS_STDOUT_SILENCE),
             nullptr, "/usr/lib/polkit-1/polkit-agent-helper-1", "ada", nullptr));
-        const auto typed = cookie + "\n" + password + "\n";
         ASSERT_TRUE(
             g_subprocess_communicate_utf8(helper.get(), typed.c_str(), nullptr, nullptr, nullptr, nullptr));
     }
@@ -106,18 +106,15 @@ protected:
 
     bool prove() { return MainLoop::finish(owner.authenticate("unlock brisko")); }
     Kind kind() { return MainLoop::finish(owner.kind()); }
-    /// Returns once the question is on the screen.
-    std::shared_ptr<Outcome<bool>> startAsking(const Agent& agent) {
-        auto answer = begin(owner.authenticate("unlock brisko"));
-        MainLoop::runUntil([&] { return agent.shown.size() == 1; });
-        EXPECT_FALSE(answer->ended());
-        return answer;
-    }
 };
 
 } // namespace
 
 TEST_F(PolkitOwnerAuthenticationTest, believesNobodyButTheOwnerWithTheirOwnPassword) {
+    // Without an agent nobody can be asked; each question looks again.
+    EXPECT_EQ(kind(), Kind::password);
+    EXPECT_FALSE(prove());
+    EXPECT_EQ(kind(), Kind::none);
     // Nothing is retained: whoever comes next is asked again.
     for (const auto person : {Person::knowsPassword, Person::guesses, Person::dismisses}) {
         const Agent agent(person);
@@ -127,15 +124,6 @@ TEST_F(PolkitOwnerAuthenticationTest, believesNobodyButTheOwnerWithTheirOwnPassw
                                            "brisko or to switch its lock on"});
         EXPECT_EQ(kind(), Kind::password);
     }
-}
-
-TEST_F(PolkitOwnerAuthenticationTest, cannotAskWithoutAnAgentAndLooksAgainAtTheNextQuestion) {
-    EXPECT_EQ(kind(), Kind::password);
-    EXPECT_FALSE(prove());
-    EXPECT_EQ(kind(), Kind::none);
-    const Agent agent(Person::dismisses);
-    EXPECT_FALSE(prove());
-    EXPECT_EQ(kind(), Kind::password);
 }
 
 TEST_F(PolkitOwnerAuthenticationTest, knowsAFingerThatIsEnrolled) {
@@ -160,30 +148,27 @@ TEST_F(PolkitOwnerAuthenticationTest, knowsAFingerThatIsEnrolled) {
     EXPECT_EQ(kind(), Kind::finger);
 }
 
-TEST_F(PolkitOwnerAuthenticationTest, takesTheQuestionsBackAtTheEndAndAsksNoMore) {
-    const Agent agent(Person::thinks);
-    const auto first = startAsking(agent);
-    owner.cancelAll();
-    EXPECT_EQ(first->value, false);
-    MainLoop::runUntil([&] { return agent.cancelled == 1; });
-    EXPECT_FALSE(prove());
-    EXPECT_EQ(agent.shown.size(), 1U);
-}
-
-TEST_F(PolkitOwnerAuthenticationTest, doesNotWaitForAPolkitThatHasStoppedOrDied) {
-    for (const auto signal : {SIGSTOP, SIGKILL}) {
+TEST_F(PolkitOwnerAuthenticationTest, waitsForNoPolkitThatHasStoppedOrDiedAndTakesItsQuestionsBackAtTheEnd) {
+    for (const auto signal : {SIGSTOP, SIGKILL, 0}) {
         const Agent agent(Person::thinks);
-        const auto answer = startAsking(agent);
+        const auto answer = begin(owner.authenticate("unlock brisko"));
+        MainLoop::runUntil([&] { return agent.shown.size() == 1; });
+        EXPECT_FALSE(answer->ended());
+        if (signal == 0)
+            owner.cancelAll();
+        EXPECT_EQ(answer->ended(), signal == 0);
         kill(daemon, signal);
         EXPECT_FALSE(MainLoop::finish(answer));
         kill(daemon, SIGCONT);
-        // Once one that has stopped goes on, it takes the question off the screen.
-        MainLoop::runUntil([&] { return signal == SIGKILL || agent.cancelled == 1; });
+        // One that goes on takes the question off the screen. After one that is dead a new one comes.
+        if (signal == SIGKILL)
+            daemon = polkitProcess();
+        else
+            MainLoop::runUntil([&] { return agent.cancelled == 1; });
     }
-    // A new one comes.
-    polkitProcess();
     const Agent agent(Person::knowsPassword);
-    EXPECT_TRUE(prove());
+    EXPECT_FALSE(prove());
+    EXPECT_TRUE(agent.shown.empty());
 }
 
 TEST(PolkitOwnerAuthentication, isOfNoUseWithoutPolkitOrWithoutABus) {
