@@ -30,9 +30,8 @@ TEST_F(UserDownloadFolderTest, isNeverTheHomeFolderItself) {
     fs::create_directory_symlink(path, path / "link");
     const auto usual = path / "Downloads";
     const std::pair<std::optional<fs::path>, fs::path> cases[] = {
-        {std::nullopt, usual},       {path, usual},
-        {path / "", usual},          {path / "link", usual},
-        {"relative", usual},         {path / "Téléchargements", path / "Téléchargements"},
+        {std::nullopt, usual},       {path, usual},       {path / "", usual},
+        {path / "link", usual},      {"relative", usual}, {path / "Dateien", path / "Dateien"},
         {"/mnt/files", "/mnt/files"}};
     for (const auto& [configured, chosen] : cases)
         EXPECT_EQ(UserDownloadFolder::choose(configured, path), chosen) << configured.value_or("none");
