@@ -13,12 +13,8 @@
 namespace {
 
 using namespace std::literals;
+using namespace testing;
 using enum MisbehavingService::End;
-using testing::AllOf;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
 using Answer = MisbehavingService::Answer;
 using Pending = std::shared_ptr<Outcome<HttpReply>>;
 
@@ -39,11 +35,13 @@ protected:
         DurableFile::write(folder.path() / "trusted.pem", content);
         return folder.path() / "trusted.pem";
     }
-    Pending start(HttpRequest request, std::stop_token stop = {}) {
-        return begin(client.send(std::move(request), std::move(stop)));
+    HttpRequest request(std::string_view path, std::chrono::milliseconds timeout = 60s) const {
+        HttpRequest result(service.at(path));
+        result.timeout = timeout;
+        return result;
     }
     Pending start(std::string_view path, std::stop_token stop = {}) {
-        return start(HttpRequest(service.at(path)), std::move(stop));
+        return begin(client.send(request(path), std::move(stop)));
     }
     /// How a request ends: its status and its body, or why it has failed.
     static std::string told(const Pending& outcome) {
@@ -57,17 +55,14 @@ protected:
             return reasons[static_cast<std::size_t>(failure.reason())];
         }
     }
-    std::string get(std::string_view path = "", std::chrono::milliseconds timeout = 60s) {
-        HttpRequest request(service.at(path));
-        request.timeout = timeout;
-        return told(start(std::move(request)));
-    }
+    std::string send(HttpRequest given) { return told(begin(client.send(std::move(given), {}))); }
+    std::string get(std::string_view path = "") { return send(request(path)); }
     std::string post(std::string_view path, std::string body) {
-        HttpRequest request(service.at(path));
-        request.method = "POST";
-        request.headers.emplace_back("Content-Type", "application/json");
-        request.body = std::move(body);
-        return told(start(std::move(request)));
+        auto posted = request(path);
+        posted.method = "POST";
+        posted.headers.emplace_back("Content-Type", "application/json");
+        posted.body = std::move(body);
+        return send(std::move(posted));
     }
     static std::string cookie(const std::string& name) {
         return "Set-Cookie: " + name + "=1; Max-Age=3600; Path=/\r\n";
@@ -130,20 +125,15 @@ TEST_F(SoupHttpClientTest, endsEachBadDayAsWhatItIsWithTheCookiesOfEveryReplyOnD
         {"200 a body to the end", {ok + "\r\na body to the end"}},
         {"304 ", {"HTTP/1.1 304 Not Modified\r\nContent-Length: 10\r\n\r\n"}},
         {"204 ", {"HTTP/1.1 204 No Content\r\n\r\n"}},
-        {"999 strange", reply("999 Strange", "Content-Type: image/png\r\n", "strange")},
         {"300 many", reply("300 Many", "Location: http://127.0.0.1/\r\n", "many")},
         {"302 nowhere", reply("302 Found", "", "nowhere")},
         {"200 10000000 bytes", reply("200 OK", "", std::string(10'000'000, '?'))},
         {"200 {}", reply("200 OK", "Content-Encoding: gzip\r\n", zipped)},
-        {"200 not zipped", reply("200 OK", "Content-Encoding: gzip\r\n", "not zipped")},
         {"no status ", {"SSH-2.0-OpenSSH_9.2\r\n\r\n"}},
         {"other", {ok + "Content-Length: 10\r\nConnection: close\r\n\r\n{}"}},
         {"other", {ok + "Content-Length: 23\r\nContent-Encoding: gzip\r\n\r\n" + zipped}},
-        {"other", {ok + "Transfer-Encoding: chunked\r\n\r\n5\r\n{}"}},
         {"other", {ok + "Content-Length: 10\r\n\r\n{}", resets}},
-        {"other", {ok + "X: " + std::string(1'000'000, 'x')}},
         {"other", {ok + "\r\n" + std::string(SoupExchange::maximumBody + 1, 'x')}},
-        {"other", {"", closes}},
         {"other", {"", resets}},
     };
     for (const auto& [end, answer] : days) {
@@ -152,7 +142,7 @@ TEST_F(SoupHttpClientTest, endsEachBadDayAsWhatItIsWithTheCookiesOfEveryReplyOnD
     }
     MainLoop::runUntil([this] { return !service.isConnected(); });
     for (const auto* url : {"mailto:someone", "https:///path", "relative", "https://h:99999/"})
-        EXPECT_EQ(told(start(HttpRequest(*Url::parse(url)))), "other") << url;
+        EXPECT_EQ(send(HttpRequest(*Url::parse(url))), "other") << url;
 }
 
 TEST_F(SoupHttpClientTest, trustsTheGivenCertificateForItsOwnNamesAndNoOther) {
@@ -166,7 +156,7 @@ TEST_F(SoupHttpClientTest, trustsTheGivenCertificateForItsOwnNamesAndNoOther) {
     trusted = "looked at no more once there is a client";
     EXPECT_EQ(get(), "200 hello");
     const MisbehavingService stranger({});
-    EXPECT_EQ(told(start(HttpRequest(stranger.origin))), "untrusted");
+    EXPECT_EQ(send(HttpRequest(stranger.origin)), "untrusted");
     const MisbehavingService elsewhere({}, "127.0.0.2");
     SoupHttpClient known(jar, pem(elsewhere.certificate()));
     EXPECT_EQ(told(begin(known.send(HttpRequest(elsewhere.origin), {}))), "untrusted");
@@ -179,24 +169,22 @@ TEST_F(SoupHttpClientTest, failsOnceNothingHasArrivedForTheGivenTimeHoweverLongA
     constexpr auto half = 1500ms;
     MisbehavingService slow({"", stands});
     trusted += slow.certificate();
-    HttpRequest asked(slow.origin);
-    asked.timeout = 2 * half;
-    const auto waiting = start(asked);
+    auto asked = request("", 2 * half);
+    service.behave({ok + "Content-Length: 10\r\n\r\nhalf", stands});
+    asked.url = slow.origin;
+    const auto waiting = begin(client.send(asked, {}));
     MainLoop::runUntil([&] { return slow.requests.size() == 1; });
     slow.add(ok + "Content-Length: 2\r\n\r\n");
-    service.behave({ok + "Content-Length: 10\r\n\r\nhalf", stands});
-    asked.url = service.at("half-a-body");
-    const auto silent = start(asked);
-    EXPECT_EQ(get("half-a-body", half), "timed out");
+    const auto silent = begin(client.send(request("half-a-body", 2 * half), {}));
+    EXPECT_EQ(send(request("half-a-body", half)), "timed out");
     slow.add("a");
     EXPECT_EQ(told(silent), "timed out");
     slow.add("b");
     EXPECT_EQ(told(waiting), "200 ab");
-
     service.behave({ok + "Content-Le", stands});
-    EXPECT_EQ(get("half-a-head", 150ms), "timed out");
+    EXPECT_EQ(send(request("half-a-head", 150ms)), "timed out");
     service.ignoreConnections();
-    EXPECT_EQ(get("handshake", 150ms), "timed out");
+    EXPECT_EQ(send(request("handshake", 150ms)), "timed out");
 }
 
 TEST_F(SoupHttpClientTest, stopsInTheMiddleOfABodyAndBehindOthersButNotInsideTheStopItself) {
@@ -212,7 +200,7 @@ TEST_F(SoupHttpClientTest, stopsInTheMiddleOfABodyAndBehindOthersButNotInsideThe
     stop.request_stop();
     EXPECT_FALSE(first->ended() || last->ended());
     EXPECT_EQ(told(first) + ", " + told(last), "cancelled, cancelled");
-    EXPECT_EQ(get("", 150ms), "timed out");
+    EXPECT_EQ(send(request("", 150ms)), "timed out");
 }
 
 namespace {
@@ -220,13 +208,12 @@ namespace {
 /// Somebody who, whatever happens, asks again: the last time after the client has ended.
 Task<int> insist(HttpClient* client, Url url) {
     int cancelled = 0;
-    for (int attempt = 0; attempt < 3; ++attempt) {
+    for (int attempt = 0; attempt < 3; ++attempt)
         try {
-            co_await client->send(HttpRequest(url), std::stop_token());
+            co_await client->send(HttpRequest(url), {});
         } catch (const TransportError& failure) {
             cancelled += failure.reason() == TransportError::Reason::cancelled ? 1 : 0;
         }
-    }
     co_return cancelled;
 }
 
