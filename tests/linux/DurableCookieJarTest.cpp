@@ -1,6 +1,5 @@
 #include "account/linux/DurableCookieJar.h"
 
-#include "ForAll.h"
 #include "linux/FullDisk.h"
 #include "platform/linux/DurableFile.h"
 #include "platform/linux/TemporaryFolder.h"
@@ -115,20 +114,17 @@ TEST_F(DurableCookieJarTest, takesAFileAsItWroteItOrSetsItAsideAndStartsEmpty) {
     const std::string good =
         R"({"version":1,"cookies":[{"name":"a","value":"1","domain":"brisko.example","path":"/",)"
         R"("secure":true,"httpOnly":true,"sameSite":"Lax","expires":4102444799}]})";
-    const std::string expires = "4102444799";
+    const auto* const expires = "4102444799";
     const auto with = [&](const std::string& part, const std::string& other) {
         return std::string(good).replace(good.find(part), part.size(), other);
     };
-    std::vector unusable = {good.substr(1),
-                            std::string("null"),
-                            std::string(R"({"version":1})"),
-                            with("\"version\":1", "\"version\":1.5"),
-                            with("\"brisko.example\"", "\"\""),
-                            with("\"a\"", "1"),
-                            with("true", "1"),
-                            with("Lax", "Laxer")};
-    for (const auto* time : {"-1", "9223372036854775807", "4102444799.5", "1.5e300", "\"tomorrow\""})
-        unusable.push_back(with(expires, time));
+    std::vector<std::string> unusable = {good.substr(1), "null", R"({"version":1})"};
+    using std::pair;
+    for (const auto& [part, other] :
+         {pair(R"("version":1)", R"("version":1.5)"), pair("\"brisko.example\"", "\"\""), pair("\"a\"", "1"),
+          pair("true", "1"), pair("Lax", "Laxer"), pair(expires, "-1"), pair(expires, "9223372036854775807"),
+          pair(expires, "4102444799.5"), pair(expires, "1.5e300"), pair(expires, "\"tomorrow\"")})
+        unusable.push_back(with(part, other));
     for (std::size_t length = 0; length < good.size(); length += 7) // as after a crash of the machine
         unusable.push_back(good.substr(0, length));
     const fs::path aside = file.string() + ".broken-1";
@@ -145,15 +141,6 @@ TEST_F(DurableCookieJarTest, takesAFileAsItWroteItOrSetsItAsideAndStartsEmpty) {
         receive(jar, {"a=1; Max-Age=3600"});
         EXPECT_EQ(onDisk(), "a=1") << content;
     }
-    // Thousands of them say so in the log.
-    const auto silence = g_log_set_handler(
-        nullptr, G_LOG_LEVEL_WARNING, +[](const char*, GLogLevelFlags, const char*, gpointer) {}, nullptr);
-    forEachChangedByte(good, [&](const std::string& content) {
-        store(content);
-        const DurableCookieJar jar(file);
-        EXPECT_EQ(DurableFile::read(fs::exists(aside) ? aside : file), content);
-    });
-    g_log_remove_handler(nullptr, silence);
     store(good);
     EXPECT_EQ(onDisk(), "a=1");
     store(with(expires, "1"));

@@ -16,7 +16,7 @@ protected:
 
 } // namespace
 
-TEST_F(WebKitView, showsAPageWithTheCookiesOfTheStoreAndTheApplicationNameOnceInTheUserAgent) {
+TEST_F(WebKitView, showsAPageWithTheCookiesOfTheStoreAlsoOnceTheNetworkProcessHasDied) {
     const Cookie cookie = {.name = "brisko_session", .value = "one", .domain = "localhost", .expires = {}};
     MainLoop::finish(browser.store().setCookie(cookie));
     ASSERT_TRUE(browser.shows(server.url("/")));
@@ -32,6 +32,21 @@ TEST_F(WebKitView, showsAPageWithTheCookiesOfTheStoreAndTheApplicationNameOnceIn
     EXPECT_EQ(MainLoop::finish(browser.store().allCookies()).size(), 2);
     for (const auto* body : {"", "throw new Error('x')", "return undefined", "not a script"})
         EXPECT_EQ(MainLoop::finish(browser.view->evaluateForResult(body)), std::nullopt) << body;
+    // Once the network process has died, the same server is trusted.
+    const auto cut = begin(browser.view->evaluateForResult("await fetch('/silent').catch(() => 0)"));
+    MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
+    const auto processes = engineProcesses(networkProcess);
+    ASSERT_EQ(processes.size(), 1U);
+    kill(*processes.begin(), SIGKILL);
+    // The page knows first, then the engine.
+    MainLoop::finish(cut);
+    MainLoop::finish(browser.store().allCookies());
+    // This request may tell that the new process trusts nobody yet; after an answer of that process it does.
+    browser.ask("await fetch('/').catch(() => 0)");
+    MainLoop::finish(browser.store().allCookies());
+    EXPECT_EQ(browser.ask("return (await fetch('/')).status"), 200);
+    EXPECT_NE(engineProcesses(networkProcess), processes);
+    EXPECT_TRUE(browser.shows(server.url("/")));
 }
 
 TEST_F(WebKitView, sendsNothingToAServerForWhoseNameTheTrustedFileDoesNotVouch) {
@@ -48,24 +63,6 @@ TEST_F(WebKitView, sendsNothingToAServerForWhoseNameTheTrustedFileDoesNotVouch) 
     EXPECT_TRUE(misnamed.requests.empty() && server.requests.empty());
     EXPECT_TRUE(of.shows(issued.url("/")));
     EXPECT_EQ(of.ask("return (await fetch('/')).status"), 200);
-}
-
-TEST_F(WebKitView, trustsTheSameServerOnceTheNetworkProcessHasDied) {
-    browser.shows(server.url("/"));
-    const auto cut = begin(browser.view->evaluateForResult("await fetch('/silent').catch(() => 0)"));
-    MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
-    const auto processes = engineProcesses(networkProcess);
-    ASSERT_EQ(processes.size(), 1U);
-    kill(*processes.begin(), SIGKILL);
-    // The page knows first, then the engine.
-    MainLoop::finish(cut);
-    MainLoop::finish(browser.store().allCookies());
-    // This request may tell that the new process trusts nobody yet; after an answer of that process it does.
-    browser.ask("await fetch('/').catch(() => 0)");
-    MainLoop::finish(browser.store().allCookies());
-    EXPECT_EQ(browser.ask("return (await fetch('/')).status"), 200);
-    EXPECT_NE(engineProcesses(networkProcess), processes);
-    EXPECT_TRUE(browser.shows(server.url("/")));
 }
 
 TEST_F(WebKitView, loadsOnlyWhatThePolicyAllowsAndNoFileAndReportsEachRequestForAWindowOnce) {
