@@ -4,11 +4,9 @@
 #include "platform/Url.h"
 #include "platform/linux/GPtr.h"
 
-#include <gio/gio.h>
+#include <libsoup/soup.h>
 #include <sys/socket.h>
 
-#include <array>
-#include <cstdlib>
 #include <functional>
 #include <list>
 #include <stdexcept>
@@ -16,8 +14,8 @@
 #include <string_view>
 #include <vector>
 
-/// A service over TLS on a loopback port that the system picks, whose every byte the test decides: what real
-/// servers and the networks before them do on bad days. It takes one request from each connection.
+/// A service on a loopback port that the system picks, each of whose answers the test decides byte by byte:
+/// what real servers and the networks before them do on bad days. It takes one request from each connection.
 ///
 /// It lives on the main loop, and needs the loop at its end too.
 class MisbehavingService {
@@ -33,26 +31,26 @@ public:
     };
 
     /// Throws std::runtime_error when it cannot listen. `address` is one of this machine's loopback
-    /// addresses.
-    explicit MisbehavingService(const Answer& answer, const char* address = "127.0.0.1") {
+    /// addresses; `scheme` "http" makes a service without TLS.
+    explicit MisbehavingService(const Answer& answer, const char* address = "127.0.0.1",
+                                const std::string& scheme = "https") {
         behave(answer);
         const auto place = GPtr<GSocketAddress>::take(g_inet_socket_address_new_from_string(address, 0));
-        GSocketAddress* chosen = nullptr;
+        soup_server_set_tls_certificate(server_.get(), certificate_.tls.get());
+        soup_server_add_handler(server_.get(), nullptr, onRequest, this, nullptr);
+        const auto options = scheme == "https" ? SOUP_SERVER_LISTEN_HTTPS : SoupServerListenOptions(0);
         GError* error = nullptr;
-        if (!g_socket_listener_add_address(G_SOCKET_LISTENER(listener_.get()), place.get(),
-                                           G_SOCKET_TYPE_STREAM, G_SOCKET_PROTOCOL_TCP, nullptr, &chosen,
-                                           &error))
+        if (!soup_server_listen(server_.get(), place.get(), options, &error))
             throw std::runtime_error(GErrorPtr(error)->message);
-        const auto owner = GPtr<GSocketAddress>::take(chosen);
-        const auto port = g_inet_socket_address_get_port(G_INET_SOCKET_ADDRESS(chosen));
-        origin = *Url::parse(std::string("https://") + address + ":" + std::to_string(port));
-        g_signal_connect(listener_.get(), "incoming", G_CALLBACK(onIncoming), this);
+        auto* const uris = soup_server_get_uris(server_.get());
+        const auto port = std::to_string(g_uri_get_port(static_cast<GUri*>(uris->data)));
+        g_slist_free_full(uris, [](gpointer uri) { g_uri_unref(static_cast<GUri*>(uri)); });
+        origin = *Url::parse(scheme + "://" + address + ":" + port);
     }
     MisbehavingService(const MisbehavingService&) = delete;
     MisbehavingService& operator=(const MisbehavingService&) = delete;
     ~MisbehavingService() {
-        g_socket_service_stop(listener_.get());
-        g_socket_listener_close(G_SOCKET_LISTENER(listener_.get()));
+        soup_server_disconnect(server_.get());
         g_cancellable_cancel(ending_.get());
         while (isConnected())
             g_main_context_iteration(nullptr, TRUE);
@@ -71,99 +69,76 @@ public:
     /// system's buffers.
     void add(std::string_view bytes) {
         added_ += bytes;
-        for (auto& connection : connections_)
+        for (const auto& connection : connections_)
             if (connection.stands)
-                connection.send(bytes);
+                send(connection, bytes);
     }
-    /// From now on the system accepts connections, and nobody serves them.
-    void ignoreConnections() { g_socket_service_stop(listener_.get()); }
     bool isConnected() const { return !connections_.empty(); }
     Url at(std::string_view path) const { return origin.appendingPath(path); }
     const std::string& certificate() const { return certificate_.pem; }
 
     Url origin = *Url::parse("");
     std::function<Answer(const std::string& request)> behaviour; ///< for the requests from now on
-    int accepted = 0;                                            ///< connections
     std::vector<std::string> requests; ///< each from its first line to the end of its body
 
 private:
     struct Connection {
         MisbehavingService& service;
-        GPtr<GSocketConnection> socket;
-        GPtr<GIOStream> stream;
-        std::array<char, 4096> buffer = {};
-        std::string request = {};
-        Answer answer = {};
+        Answer answer;
+        GPtr<GIOStream> stream = {};
         bool stands = false;
-
-        void read() {
-            g_input_stream_read_async(g_io_stream_get_input_stream(stream.get()), buffer.data(),
-                                      buffer.size(), G_PRIORITY_DEFAULT, service.ending_.get(), onRead, this);
-        }
-        void send(std::string_view bytes) const {
-            g_output_stream_write_all(g_io_stream_get_output_stream(stream.get()), bytes.data(), bytes.size(),
-                                      nullptr, service.ending_.get(), nullptr);
-        }
-        void forget() {
-            service.connections_.remove_if([this](const auto& each) { return &each == this; });
-        }
-        bool isWhole() const {
-            constexpr std::string_view name = "Content-Length: ";
-            const auto head = request.find("\r\n\r\n");
-            const auto length = request.find(name);
-            const auto body = length < head ? std::strtoul(&request[length + name.size()], nullptr, 10) : 0;
-            return head != std::string::npos && request.size() >= head + 4 + body;
-        }
+        char waited = 0;
     };
 
-    static gboolean onIncoming(GSocketService*, GSocketConnection* socket, GObject*,
-                               MisbehavingService* self) {
-        self->accepted += 1;
-        const auto& certificate = self->certificate_.tls;
-        self->connections_.emplace_back(*self, GPtr<GSocketConnection>::share(socket),
-                                        GPtr<GIOStream>::take(g_tls_server_connection_new(
-                                            G_IO_STREAM(socket), certificate.get(), nullptr)));
-        self->connections_.back().read();
-        return TRUE;
-    }
-    static void onRead(GObject* input, GAsyncResult* result, gpointer data) {
-        auto& self = *static_cast<Connection*>(data);
-        const auto count = g_input_stream_read_finish(G_INPUT_STREAM(input), result, nullptr);
-        if (count <= 0)
-            return self.forget();
-        self.request.append(self.buffer.data(), static_cast<std::size_t>(count));
-        if (self.stands || !self.isWhole())
-            return self.read();
-        self.service.requests.push_back(self.request);
-        self.answer = self.service.behaviour(self.request);
-        g_output_stream_write_all_async(g_io_stream_get_output_stream(self.stream.get()),
-                                        self.answer.bytes.data(), self.answer.bytes.size(),
-                                        G_PRIORITY_DEFAULT, self.service.ending_.get(), onWritten, data);
+    static void onRequest(SoupServer*, SoupServerMessage* message, const char* path, GHashTable*,
+                          gpointer service) {
+        auto& self = *static_cast<MisbehavingService*>(service);
+        auto text = std::string(soup_server_message_get_method(message)) + " " + path + " HTTP/1.1\r\n";
+        const auto append = +[](const char* name, const char* value, gpointer to) {
+            *static_cast<std::string*>(to) += std::string(name) + ": " + value + "\r\n";
+        };
+        soup_message_headers_foreach(soup_server_message_get_request_headers(message), append, &text);
+        const auto* body = soup_server_message_get_request_body(message);
+        text += "\r\n" + std::string(body->data, static_cast<std::size_t>(body->length));
+        self.requests.push_back(text);
+        auto& connection = self.connections_.emplace_back(self, self.behaviour(text));
+        connection.stream = GPtr<GIOStream>::take(soup_server_message_steal_connection(message));
+        const auto& bytes = connection.answer.bytes;
+        g_output_stream_write_all_async(g_io_stream_get_output_stream(connection.stream.get()), bytes.data(),
+                                        bytes.size(), G_PRIORITY_DEFAULT, self.ending_.get(), onWritten,
+                                        &connection);
     }
     static void onWritten(GObject* output, GAsyncResult* result, gpointer data) {
-        auto& self = *static_cast<Connection*>(data);
+        auto& [service, answer, stream, stands, waited] = *static_cast<Connection*>(data);
         g_output_stream_write_all_finish(G_OUTPUT_STREAM(output), result, nullptr, nullptr);
-        if (self.answer.end == End::stands) {
-            self.stands = true;
-            self.send(self.service.added_);
-            return self.read();
+        stands = answer.end == End::stands;
+        if (stands) {
+            send(*static_cast<Connection*>(data), service.added_);
+            g_input_stream_read_async(g_io_stream_get_input_stream(stream.get()), &waited, 1,
+                                      G_PRIORITY_DEFAULT, service.ending_.get(), forget, data);
+            return;
         }
-        if (self.answer.end == End::resets) {
-            auto* raw = g_socket_connection_get_socket(self.socket.get());
+        if (answer.end == End::resets) {
+            auto* raw = G_SOCKET(g_object_get_data(G_OBJECT(stream.get()), "GSocket"));
             const linger dropped = {1, 0};
             setsockopt(g_socket_get_fd(raw), SOL_SOCKET, SO_LINGER, &dropped, sizeof dropped);
             g_socket_close(raw, nullptr);
         }
         // Never at once: the goodbye waits for room that only the client, on this loop too, can make.
-        g_io_stream_close_async(
-            self.stream.get(), G_PRIORITY_DEFAULT, self.service.ending_.get(),
-            [](GObject*, GAsyncResult*, gpointer closed) { static_cast<Connection*>(closed)->forget(); },
-            data);
+        g_io_stream_close_async(stream.get(), G_PRIORITY_DEFAULT, service.ending_.get(), forget, data);
+    }
+    static void forget(GObject*, GAsyncResult*, gpointer data) {
+        static_cast<Connection*>(data)->service.connections_.remove_if(
+            [data](const auto& each) { return &each == data; });
+    }
+    static void send(const Connection& connection, std::string_view bytes) {
+        g_output_stream_write_all(g_io_stream_get_output_stream(connection.stream.get()), bytes.data(),
+                                  bytes.size(), nullptr, connection.service.ending_.get(), nullptr);
     }
 
     Demo::Certificate certificate_ = Demo::Certificate::make();
     GPtr<GCancellable> ending_ = GPtr<GCancellable>::take(g_cancellable_new());
-    GPtr<GSocketService> listener_ = GPtr<GSocketService>::take(g_socket_service_new());
+    GPtr<SoupServer> server_ = GPtr<SoupServer>::take(soup_server_new(nullptr, nullptr));
     std::string added_;
     std::list<Connection> connections_;
 };
