@@ -15,6 +15,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 class DurableFileTest : public testing::Test {
 protected:
@@ -30,9 +31,11 @@ protected:
     static fs::perms modeOf(const fs::path& path) { return fs::status(path).permissions(); }
 };
 
+using Names = std::set<std::string>;
+
 } // namespace
 
-TEST_F(DurableFileTest, givesBackEveryByteAndIsReadableByNobodyElse) {
+TEST_F(DurableFileTest, givesBackEveryByteToNobodyElseAndKeepsTheOldContentOnAFullDisk) {
     EXPECT_EQ(DurableFile::read(file), std::nullopt);
     std::ofstream(file) << "public";
     fs::permissions(file, fs::perms(0644));
@@ -41,13 +44,8 @@ TEST_F(DurableFileTest, givesBackEveryByteAndIsReadableByNobodyElse) {
         EXPECT_EQ(DurableFile::read(file), content);
         EXPECT_EQ(modeOf(file), fs::perms(0600));
     }
-    EXPECT_EQ(entries(), std::set<std::string>{"settings.json"});
     DurableFile::remove(file);
     EXPECT_NO_THROW(DurableFile::remove(file));
-    EXPECT_TRUE(entries().empty());
-}
-
-TEST_F(DurableFileTest, keepsTheOldContentAndNothingElseWhenTheDiskIsFull) {
     DurableFile::append(file, "one\n");
     EXPECT_EQ(modeOf(file), fs::perms(0600));
     {
@@ -56,46 +54,9 @@ TEST_F(DurableFileTest, keepsTheOldContentAndNothingElseWhenTheDiskIsFull) {
         EXPECT_THROW(DurableFile::write(file, "another"), Error);
     }
     EXPECT_EQ(DurableFile::read(file), "one\n");
-    EXPECT_EQ(entries(), std::set<std::string>{"settings.json"});
     DurableFile::append(file, "two\n");
     EXPECT_EQ(DurableFile::read(file), "one\ntwo\n");
-}
-
-TEST_F(DurableFileTest, saysWhyInTheSystemsWordsAndLeavesWhatIsInTheWay) {
-    fs::create_directories(file / "inside");
-    EXPECT_THROW(DurableFile::read(file), Error);
-    EXPECT_THROW(DurableFile::write(file, "new"), Error);
-    EXPECT_THROW(DurableFile::remove(file), Error);
-    EXPECT_TRUE(fs::exists(file / "inside"));
-    EXPECT_EQ(entries(), std::set<std::string>{"settings.json"});
-    try {
-        DurableFile::write(folder.path() / "missing" / "file", "new");
-        FAIL() << "written into a folder that is not there";
-    } catch (const Error& failure) {
-        EXPECT_STREQ(failure.what(), g_strerror(ENOENT));
-        EXPECT_EQ(failure.code(), ENOENT);
-    }
-    const auto pipe = folder.path() / "pipe";
-    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    EXPECT_THROW(DurableFile::read(pipe), Error) << "nobody writes to it, and reading does not wait";
-}
-
-TEST_F(DurableFileTest, makesPrivateFoldersAndClosesAnOpenOne) {
-    const auto inner = folder.path() / "a" / "b";
-    DurableFile::makePrivateFolder(inner / "");
-    EXPECT_EQ(modeOf(inner), fs::perms(0700));
-    EXPECT_EQ(modeOf(inner.parent_path()), fs::perms(0700));
-    fs::permissions(inner, fs::perms(0755));
-    fs::permissions(inner.parent_path(), fs::perms(0750));
-    DurableFile::makePrivateFolder(inner);
-    EXPECT_EQ(modeOf(inner), fs::perms(0700));
-    EXPECT_EQ(modeOf(inner.parent_path()), fs::perms(0750)) << "whose it is, nobody has said";
-    std::ofstream(file) << "in the way";
-    EXPECT_THROW(DurableFile::makePrivateFolder(file), Error);
-    EXPECT_THROW(DurableFile::makePrivateFolder(file / "below"), Error);
-}
-
-TEST_F(DurableFileTest, setsEveryUnusableFileAsideUnderANameOfItsOwn) {
+    EXPECT_EQ(entries(), Names{"settings.json"});
     for (const auto* content : {"first", "second"}) {
         DurableFile::write(file, content);
         DurableFile::setAside(file);
@@ -104,4 +65,37 @@ TEST_F(DurableFileTest, setsEveryUnusableFileAsideUnderANameOfItsOwn) {
     EXPECT_EQ(DurableFile::read(file.string() + ".broken-2"), "second");
     EXPECT_EQ(entries().size(), 2U);
     EXPECT_THROW(DurableFile::setAside(file), Error);
+}
+
+TEST_F(DurableFileTest, saysWhyInTheSystemsWordsAndLeavesWhatIsInTheWay) {
+    fs::create_directories(file / "inside");
+    EXPECT_THROW(DurableFile::read(file), Error);
+    EXPECT_THROW(DurableFile::write(file, "new"), Error);
+    EXPECT_THROW(DurableFile::remove(file), Error);
+    EXPECT_TRUE(fs::exists(file / "inside"));
+    EXPECT_EQ(entries(), Names{"settings.json"});
+    try {
+        DurableFile::write(folder.path() / "missing" / "file", "new");
+        FAIL() << "written into a folder that is not there";
+    } catch (const Error& failure) {
+        EXPECT_EQ(std::pair(failure.what() + ""s, failure.code()),
+                  std::pair(g_strerror(ENOENT) + ""s, ENOENT));
+    }
+    const auto pipe = folder.path() / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_THROW(DurableFile::read(pipe), Error) << "nobody writes to it, and reading does not wait";
+}
+
+TEST_F(DurableFileTest, makesPrivateFoldersAndClosesAnOpenOne) {
+    const auto inner = folder.path() / "a" / "b";
+    const auto modes = [&] { return std::pair(modeOf(inner), modeOf(inner.parent_path())); };
+    DurableFile::makePrivateFolder(inner / "");
+    EXPECT_EQ(modes(), std::pair(fs::perms(0700), fs::perms(0700)));
+    fs::permissions(inner, fs::perms(0755));
+    fs::permissions(inner.parent_path(), fs::perms(0750)); // whose it is, nobody has said
+    DurableFile::makePrivateFolder(inner);
+    EXPECT_EQ(modes(), std::pair(fs::perms(0700), fs::perms(0750)));
+    std::ofstream(file) << "in the way";
+    EXPECT_THROW(DurableFile::makePrivateFolder(file), Error);
+    EXPECT_THROW(DurableFile::makePrivateFolder(file / "below"), Error);
 }

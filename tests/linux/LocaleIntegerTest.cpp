@@ -6,15 +6,11 @@
 #include <string>
 
 TEST(LocaleInteger, isReadInTheDigitsOfAnyScriptAndIsNoOtherText) {
-    for (const auto& [text, number] : {std::pair(" 240\t", 240L),
-                                       {"+7", 7},
-                                       {"−7", -7},
-                                       {"0012", 12},
-                                       {"٤٢", 42},
-                                       {"9223372036854775808", INT64_MAX},
-                                       {"-9223372036854775808", INT64_MIN},
-                                       {"99999999999999999999999999", INT64_MAX},
-                                       {"-99999999999999999999999999", INT64_MIN}})
+    using std::pair;
+    for (const auto& [text, number] :
+         {pair(" 240\t", 240L), pair("+7", 7L), pair("−7", -7L), pair("0012", 12L), pair("٤٢", 42L),
+          pair("9223372036854775808", INT64_MAX), pair("-9223372036854775808", INT64_MIN),
+          pair("99999999999999999999999999", INT64_MAX), pair("-99999999999999999999999999", INT64_MIN)})
         EXPECT_EQ(LocaleInteger::parse(text), number) << text;
     for (const auto* text : {"", " ", "-", "--5", "5 minutes", "5.5", "1e3", "0x10", "½", "\xff"})
         EXPECT_EQ(LocaleInteger::parse(text), std::nullopt) << text;

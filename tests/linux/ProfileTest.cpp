@@ -7,18 +7,14 @@
 
 namespace fs = std::filesystem;
 
-TEST(Profile, namesAFolderAfterEachOriginThatIsNoOtherOrigins) {
-    for (const auto& [origin, name] : {std::pair("https://brisko.example", "brisko.example"),
-                                       {"https://BRISKO.Example:443", "brisko.example"},
-                                       {"https://brisko.example:8443", "brisko.example_8443"},
-                                       {"https://[::1]:8443", "%3a%3a1_8443"},
-                                       {"https://a_21", "a%5f21"},
-                                       {"https://a!", "a%21"},
-                                       {"https://..", "%2e."}})
+TEST(Profile, keepsEverythingBelowOneFolderAndOfEachOriginInOneThatIsNoOtherOrigins) {
+    using std::pair;
+    for (const auto& [origin, name] : {pair("https://brisko.example", "brisko.example"),
+                                       pair("https://BRISKO.Example:443", "brisko.example"),
+                                       pair("https://brisko.example:8443", "brisko.example_8443"),
+                                       pair("https://a!", "a%21"), pair("https://[::1]:8443", "%3a%3a1_8443"),
+                                       pair("https://a_21", "a%5f21"), pair("https://..", "%2e.")})
         EXPECT_EQ(Profile::under("/p").dataOf(*Url::parse(origin)), fs::path("/p/data/origins") / name);
-}
-
-TEST(Profile, keepsEverythingBelowOneFolder) {
     const auto here = fs::current_path();
     for (const auto* given : {"there", "there/", "./there", "x/../there"}) {
         const auto profile = Profile::under(given);

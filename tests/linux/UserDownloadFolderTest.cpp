@@ -25,34 +25,28 @@ protected:
 
 } // namespace
 
-TEST_F(UserDownloadFolderTest, isNeverTheHomeFolderItself) {
+TEST_F(UserDownloadFolderTest, isNeverTheHomeFolderItselfIsMadeWhenItIsMissingAndSaysWhyItCannotBe) {
     const auto& path = home.path();
     fs::create_directory_symlink(path, path / "link");
-    const auto usual = path / "Downloads";
-    const std::pair<std::optional<fs::path>, fs::path> cases[] = {
-        {std::nullopt, usual},       {path, usual},
-        {path / "", usual},          {path / "link", usual},
-        {"relative", usual},         {path / "Téléchargements", path / "Téléchargements"},
-        {"/mnt/files", "/mnt/files"}};
-    for (const auto& [configured, chosen] : cases)
-        EXPECT_EQ(UserDownloadFolder::choose(configured, path), chosen) << configured.value_or("none");
+    for (const auto& none : {fs::path("relative"), path, path / "", path / "link"})
+        EXPECT_EQ(UserDownloadFolder::choose(none, path), path / "Downloads") << none;
+    EXPECT_EQ(UserDownloadFolder::choose(std::nullopt, path), path / "Downloads");
+    for (const auto& configured : {fs::path("/mnt/files"), path / "Dateien"})
+        EXPECT_EQ(UserDownloadFolder::choose(configured, path), configured);
     for (const auto* none : {"/nonexistent", "/"})
         EXPECT_EQ(UserDownloadFolder::choose(none, none), std::nullopt);
     EXPECT_EQ(UserDownloadFolder(std::nullopt, [](const auto&) {}).path(), std::nullopt);
-}
-
-TEST_F(UserDownloadFolderTest, isMadeWhenItIsMissingAndSaysWhyItCannotBe) {
     EXPECT_EQ(downloads.path(), folder);
     EXPECT_TRUE(fs::is_directory(folder));
     fs::remove(folder);
     DurableFile::write(folder, "a file in its place");
-    for (const auto& [path, reason] : {std::pair(folder, "Not a directory"),
-                                       std::pair(fs::path("/proc/brisko"), "No such file or directory")})
+    for (const auto& [taken, reason] : {std::pair(folder, "Not a directory"),
+                                        std::pair(fs::path("/proc/brisko"), "No such file or directory")})
         try {
-            UserDownloadFolder(path, [](const auto&) {}).path();
-            ADD_FAILURE() << path;
+            UserDownloadFolder(taken, [](const auto&) {}).path();
+            ADD_FAILURE() << taken;
         } catch (const Error& error) {
-            EXPECT_EQ(error.what(), "The folder " + path.string() + " cannot be used: " + reason);
+            EXPECT_EQ(error.what(), "The folder " + taken.string() + " cannot be used: " + reason);
         }
 }
 

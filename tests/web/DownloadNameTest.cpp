@@ -26,27 +26,25 @@ std::string repeated(const std::string& text, std::size_t times) {
 
 } // namespace
 
-TEST(DownloadName, isTheSuggestedOneMadeUsable) {
+TEST(DownloadName, isTheSuggestedOneMadeUsableAndCountsUpFromTwoBeforeTheExtension) {
+    using std::pair;
     for (const auto& [suggested, name] :
-         {std::pair("../../x", "x"), std::pair("folder/", "folder"), std::pair("...hidden.txt", "hidden.txt"),
-          std::pair(". .x", "x"), std::pair("notes. ", "notes"), std::pair("a\nb\x7f.txt", "a b_.txt"),
-          std::pair("a\u2028b\u0085c", "a b c"), std::pair("Z\xc3\xbcrich \xff\xc3.csv", "Zürich __.csv"),
-          std::pair("\xed\xa0\x80", "___"), std::pair("photo\u202egpj.exe", "photogpj.exe"),
-          std::pair("\u2067x\u2069.txt\ufeff", "x.txt")})
+         {pair("../../x", "x"), pair("folder/", "folder"), pair("...hidden.txt", "hidden.txt"),
+          pair(". .x", "x"), pair("notes. ", "notes"), pair("a\nb\x7f.txt", "a b_.txt"),
+          pair("a\u2028b\u0085c", "a b c"), pair("Z\xc3\xbcrich \xff\xc3.csv", "Zürich __.csv"),
+          pair("\xed\xa0\x80", "___"), pair("photo\u202egpj.exe", "photogpj.exe"),
+          pair("\u2067x\u2069.txt\ufeff", "x.txt")})
         EXPECT_EQ(chosen(suggested), name) << suggested;
     EXPECT_EQ(chosen(std::string("a\0b", 3)), "a_b");
     for (const auto* harmless : {"weiß \U0001f469\u200d\U0001f680 你好.zip", R"(C:\Temp\a:b.txt)", "-rf *"})
         EXPECT_EQ(chosen(harmless), harmless);
     for (const auto* nameless : {"", "a/..", "///", " \t . ", " \u3000. "})
         EXPECT_EQ(chosen(nameless), "download") << nameless;
-}
-
-TEST(DownloadName, countsUpFromTwoBeforeTheExtension) {
     const std::set<std::string> there = {"report.pdf", "report 2.pdf", "notes", "download", "a.b", "a.b 2"};
     for (const auto& [suggested, name] :
-         {std::pair("report.pdf", "report 3.pdf"), std::pair("report 2.pdf", "report 2 2.pdf"),
-          std::pair("x/notes", "notes 2"), std::pair("", "download 2"), std::pair("a.b", "a 2.b"),
-          std::pair(".notes", "notes 2"), std::pair("other.pdf", "other.pdf")})
+         {pair("report.pdf", "report 3.pdf"), pair("report 2.pdf", "report 2 2.pdf"),
+          pair("x/notes", "notes 2"), pair("", "download 2"), pair("a.b", "a 2.b"), pair(".notes", "notes 2"),
+          pair("other.pdf", "other.pdf")})
         EXPECT_EQ(chosen(suggested, there), name) << suggested;
 }
 

@@ -1,5 +1,6 @@
 #include "web/Downloads.h"
 
+#include "Scenario.h"
 #include "fakes/FakeDownloads.h"
 
 #include <gmock/gmock.h>
@@ -16,94 +17,77 @@ protected:
     FakeDock dock;
     FakePanels panels;
     std::shared_ptr<Downloads> downloads = Downloads::make(folder, dock, panels);
+    std::vector<std::shared_ptr<FakeDownload>> taken; ///< rows name them by their numbers
 
-    std::shared_ptr<FakeDownload> take() {
-        auto download = std::make_shared<FakeDownload>(folder);
-        downloads->take(download);
-        return download;
-    }
     std::shared_ptr<FakeDownload> begin(const std::string& name) {
-        auto download = take();
-        download->begin(name);
-        return download;
+        taken.push_back(std::make_shared<FakeDownload>(folder));
+        downloads->take(taken.back());
+        if (!name.empty())
+            taken.back()->begin(name);
+        return taken.back();
     }
-    static std::filesystem::path in(const std::string& name) { return "/home/ada/Downloads/" + name; }
-    /// What a person reads, closing one alert after the other.
-    std::vector<std::string> told() {
-        std::vector<std::string> messages;
-        while (!panels.open().empty()) {
-            EXPECT_EQ(panels.open().size(), 1U) << "one at a time";
-            EXPECT_EQ(panels.open()[0]->title, "The download did not finish");
-            messages.push_back(panels.open()[0]->message);
-            panels.answer();
-        }
-        return messages;
-    }
+    FakeDownload& at(const std::string& number) const { return *taken.at(std::stoul(number)); }
+    void say(const std::string& text) { story.said += (story.said.empty() ? "" : "; ") + text; }
+
+    Scenario story{
+        [this] {
+            for (const auto& file : std::exchange(folder.announced, {}))
+                say("announces " + file.filename().string());
+            for (; !panels.open().empty(); panels.answer()) { // a person closes one after the other
+                EXPECT_EQ(panels.open().size(), 1U) << "one at a time";
+                EXPECT_EQ(panels.open()[0]->title, "The download did not finish");
+                say("tells " + panels.open()[0]->message);
+            }
+            std::string cancelled;
+            for (std::size_t number = 0; number < taken.size(); ++number)
+                cancelled += taken[number]->cancelled ? std::to_string(number) : "";
+            return Scenario::Sight{{"cancelled", cancelled}, {"files", Scenario::list(folder.names())}};
+        },
+        {{"begin", [this](const auto& name) { begin(name); }},
+         {"finish", [this](const auto& number) { at(number).finish(); }},
+         {"fail", [this](const auto& rest) { at(rest).fail(Error(rest.substr(2))); }},
+         {"cancel", [this](const auto& number) { at(number).cancel(); }},
+         {"end", [this](const auto&) { downloads->end(); }},
+         {"hold", [this](const auto&) { folder.hold = true; }},
+         {"release", [this](const auto&) { folder.release(); }},
+         {"break", [this](const auto& why) { folder.release(Error(why)); }},
+         {"put", [this](const auto& name) { folder.files.insert(*folder.folder / name); }},
+         {"tidy", [this](const auto&) { folder.files.clear(); }},
+         {"refuse", [this](const auto& why) { folder.refusal = Error(why); }},
+         {"allow", [this](const auto&) { folder.refusal.reset(); }},
+         {"lose", [this](const auto&) { folder.folder.reset(); }},
+         {"miss", [this](const auto& why) { folder.missing = Error(why); }}}};
 };
 
 } // namespace
 
-TEST_F(DownloadsTest, aFileHasItsNameOnlyOnceItIsWholeAndOnTheDisk) {
-    folder.hold = true;
-    const auto download = begin("../a");
-    download->finish();
-    EXPECT_THAT(folder.names(), ElementsAre(".a.brisko.part"));
-    folder.release();
-    EXPECT_THAT(folder.names(), ElementsAre("a"));
-    begin("b")->finish();
-    folder.release(Error("Input/output error"));
-    EXPECT_THAT(told(), ElementsAre("Input/output error"));
-    begin("c")->finish();
-    downloads->end();
-    EXPECT_THAT(folder.names(), ElementsAre("a", "c")) << "what is whole at the end is kept";
-    folder.release();
-    EXPECT_THAT(folder.names(), ElementsAre("a", "c"));
-    EXPECT_THAT(folder.announced, ElementsAre(in("a"), in("c")));
-}
-
-TEST_F(DownloadsTest, eachOfOneNameGetsItsOwnInWhicheverOrderTheyEnd) {
-    folder.files.insert(in(".report 2.pdf.brisko.part")); // left by a crash
-    const auto first = begin("report.pdf");
-    begin("report.pdf")->finish();
-    const auto third = begin("report.pdf");
-    first->finish();
-    third->finish();
-    EXPECT_THAT(folder.announced, ElementsAre(in("report 2.pdf"), in("report.pdf"), in("report 3.pdf")));
-    begin("notes")->cancel();
-    begin("notes")->finish();
-    EXPECT_EQ(folder.announced.back(), in("notes")) << "the name of what has gone is free again";
-    const auto late = begin("report.pdf");
-    begin("report.pdf");
-    folder.files.insert(in("report 4.pdf"));
-    late->finish();
-    EXPECT_EQ(folder.announced.back(), in("report 6.pdf")) << "somebody took 4, and 5 is promised";
+TEST_F(DownloadsTest, aFileHasItsNameOnlyOnceItIsWholeAndOnTheDiskAndOneOfItsOwn) {
+    story.play({{"hold, begin ../a, finish 0", "files .a.brisko.part"},
+                {"release", "announces a; files a"},
+                {"begin b, finish 1, break Input/output error", "tells Input/output error"},
+                {"begin c, finish 2, end", "announces c; files a c"}, // what is whole at the end is kept
+                {"release", ""}});
+    folder.hold = false;
+    taken.clear();
+    downloads = Downloads::make(folder, dock, panels);
+    story.play({{"tidy, put .r 2.pdf.brisko.part", "files .r 2.pdf.brisko.part"}, // left by a crash
+                {"begin r.pdf, begin r.pdf, finish 1, begin r.pdf, finish 0, finish 2, tidy",
+                 "announces r 2.pdf; announces r.pdf; announces r 3.pdf; no files"},
+                {"put n, begin n, cancel 3", "cancelled 3; files n"},
+                {"begin n, finish 4, tidy", "announces n 2; no files"}, // what has gone leaves its name
+                {"begin r.pdf, begin r.pdf, put r.pdf, finish 5",
+                 "announces r 3.pdf; files .r 2.pdf.brisko.part r 3.pdf r.pdf"}});
 }
 
 TEST_F(DownloadsTest, whatDoesNotFinishLeavesNothingAndIsToldOnceUnlessAPersonWantedIt) {
-    const auto full = begin("a");
-    for (int i = 0; i < 50; ++i)
-        begin("b")->fail(Error("No space left on device"));
-    full->fail(Error("Not Found"));
-    EXPECT_THAT(told(), ElementsAre("No space left on device", "Not Found"));
-    take()->fail(Error("Not Found")); // before anybody asked for a name
-    EXPECT_THAT(told(), ElementsAre("Not Found")) << "a new failure is told again";
-    begin("b")->cancel();
-    folder.refusal = Error("Permission denied");
-    begin("a")->finish();
-    EXPECT_THAT(told(), ElementsAre("Permission denied"));
-    EXPECT_THAT(folder.names(), IsEmpty());
-    folder.refusal.reset();
-    const auto removed = begin("a");
-    folder.files.clear(); // somebody tidied the folder up
-    removed->finish();
-    EXPECT_THAT(told(), ElementsAre("No such file or directory"));
-    folder.folder.reset();
-    EXPECT_TRUE(begin("a")->cancelled);
-    EXPECT_THAT(told(), IsEmpty());
-    folder.missing = Error("Read-only file system");
-    EXPECT_TRUE(begin("a")->cancelled);
-    EXPECT_THAT(told(), ElementsAre("Read-only file system"));
-    EXPECT_THAT(folder.announced, IsEmpty());
+    story.play({{"begin a, begin b, fail 1 Full, begin b, fail 2 Full, fail 0 Not Found",
+                 "tells Full; tells Not Found"},
+                {"begin, fail 3 Not Found", "tells Not Found"}, // before anybody asked for a name
+                {"begin b, cancel 4", "cancelled 4"},
+                {"refuse Permission denied, begin a, finish 5", "tells Permission denied"},
+                {"allow, begin a, tidy, finish 6", "tells No such file or directory"},
+                {"lose, begin a", "cancelled 47"},
+                {"miss Read-only, begin a", "tells Read-only; cancelled 478"}});
 }
 
 TEST_F(DownloadsTest, theIconShowsTheMeanOfThoseWhoseLengthIsKnownInStepsThatCanBeSeen) {
@@ -126,14 +110,9 @@ TEST_F(DownloadsTest, theIconShowsTheMeanOfThoseWhoseLengthIsKnownInStepsThatCan
 }
 
 TEST_F(DownloadsTest, theEndCancelsAllDiscardsWhatHasComeAndSaysNothing) {
-    begin("a")->fail(Error("Not Found"));
-    const auto download = begin("b");
-    const auto fresh = take();
-    download->progress(0.5);
-    downloads->end();
-    EXPECT_TRUE(download->cancelled && fresh->cancelled && take()->cancelled);
-    EXPECT_THAT(folder.names(), IsEmpty());
-    EXPECT_THAT(told(), IsEmpty());
+    begin("b")->progress(0.5);
+    const auto fresh = begin("");
+    story.play({{"begin a, fail 2 Not Found, end, begin", "cancelled 013; no files"}});
     EXPECT_EQ(dock.progress, std::nullopt);
     EXPECT_EQ(fresh->decideDestination("late"), std::nullopt);
     downloads = Downloads::make(folder, dock, panels);

@@ -3,6 +3,7 @@
 #include "account/linux/SoupCookies.h"
 #include "platform/Error.h"
 #include "platform/Json.h"
+#include "platform/WholeNumber.h"
 #include "platform/linux/DurableFile.h"
 
 #include <map>
@@ -63,7 +64,7 @@ Cookie fromJson(const Json& entry) {
     cookie.path = entry.at("path").get<std::string>();
     if (cookie.domain.empty())
         throw std::invalid_argument("no cookie");
-    const auto expires = entry.at("expires").get<std::int64_t>();
+    const auto expires = wholeNumber<std::int64_t>(entry.at("expires"));
     if (expires < 0 || seconds(expires) > last.time_since_epoch())
         throw std::invalid_argument("no time");
     cookie.expires = system_clock::time_point(seconds(expires));
@@ -75,7 +76,7 @@ Cookie fromJson(const Json& entry) {
 
 std::vector<Cookie> parse(const std::string& content) {
     const auto stored = Json::parse(content);
-    if (stored.at("version").get<int>() != formatVersion)
+    if (wholeNumber<int>(stored.at("version")) != formatVersion)
         throw std::invalid_argument("a format of another time");
     std::vector<Cookie> cookies;
     for (const auto& entry : stored.at("cookies"))

@@ -16,7 +16,7 @@ protected:
 
 } // namespace
 
-TEST_F(WebKitView, showsAPageWithTheCookiesOfTheStoreAndTheApplicationNameOnceInTheUserAgent) {
+TEST_F(WebKitView, showsAPageWithTheCookiesOfTheStoreAlsoOnceTheNetworkProcessHasDied) {
     const Cookie cookie = {.name = "brisko_session", .value = "one", .domain = "localhost", .expires = {}};
     MainLoop::finish(browser.store().setCookie(cookie));
     ASSERT_TRUE(browser.shows(server.url("/")));
@@ -32,6 +32,21 @@ TEST_F(WebKitView, showsAPageWithTheCookiesOfTheStoreAndTheApplicationNameOnceIn
     EXPECT_EQ(MainLoop::finish(browser.store().allCookies()).size(), 2);
     for (const auto* body : {"", "throw new Error('x')", "return undefined", "not a script"})
         EXPECT_EQ(MainLoop::finish(browser.view->evaluateForResult(body)), std::nullopt) << body;
+    // Once the network process has died, the same server is trusted.
+    const auto cut = begin(browser.view->evaluateForResult("await fetch('/silent').catch(() => 0)"));
+    MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
+    const auto processes = engineProcesses(networkProcess);
+    ASSERT_EQ(processes.size(), 1U);
+    kill(*processes.begin(), SIGKILL);
+    // The page knows first, then the engine.
+    MainLoop::finish(cut);
+    MainLoop::finish(browser.store().allCookies());
+    // This request may tell that the new process trusts nobody yet; after an answer of that process it does.
+    browser.ask("await fetch('/').catch(() => 0)");
+    MainLoop::finish(browser.store().allCookies());
+    EXPECT_EQ(browser.ask("return (await fetch('/')).status"), 200);
+    EXPECT_NE(engineProcesses(networkProcess), processes);
+    EXPECT_TRUE(browser.shows(server.url("/")));
 }
 
 TEST_F(WebKitView, sendsNothingToAServerForWhoseNameTheTrustedFileDoesNotVouch) {
@@ -50,37 +65,29 @@ TEST_F(WebKitView, sendsNothingToAServerForWhoseNameTheTrustedFileDoesNotVouch) 
     EXPECT_EQ(of.ask("return (await fetch('/')).status"), 200);
 }
 
-TEST_F(WebKitView, trustsTheSameServerOnceTheNetworkProcessHasDied) {
-    browser.shows(server.url("/"));
-    const auto cut = begin(browser.view->evaluateForResult("await fetch('/silent').catch(() => 0)"));
-    MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
-    const auto processes = engineProcesses(networkProcess);
-    ASSERT_EQ(processes.size(), 1U);
-    kill(*processes.begin(), SIGKILL);
-    // The page knows first, then the engine.
-    MainLoop::finish(cut);
-    MainLoop::finish(browser.store().allCookies());
-    // This request may tell that the new process trusts nobody yet; after an answer of that process it does.
-    browser.ask("await fetch('/').catch(() => 0)");
-    MainLoop::finish(browser.store().allCookies());
-    EXPECT_EQ(browser.ask("return (await fetch('/')).status"), 200);
-    EXPECT_NE(engineProcesses(networkProcess), processes);
-    EXPECT_TRUE(browser.shows(server.url("/")));
-}
-
-TEST_F(WebKitView, loadsOnlyWhatThePolicyAllowsAndNoFile) {
-    server.pages["/"] = {"<a id=refused href=/refused></a><a id=allowed href=/allowed></a>"};
+TEST_F(WebKitView, loadsOnlyWhatThePolicyAllowsAndNoFileAndReportsEachRequestForAWindowOnce) {
+    server.pages["/"] = {"<a id=refused href=/refused></a><a id=allowed href=/allowed></a>"
+                         "<a id=blank target=_blank href=/new></a>"};
     server.pages["/allowed"] = {"allowed"};
-    std::vector<std::string> asked;
+    Json asked;
+    Json wanted;
     browser.view->decidePolicy = [&](const NavigationAction& action) {
-        asked.push_back(action.url);
+        asked.push_back(action.url.substr(server.url().text().size()));
         return action.url.ends_with("/refused") ? NavigationPolicy::cancel : NavigationPolicy::allow;
     };
+    browser.view->onNewWindow = [&](const std::string& url) { wanted.push_back(url); };
+    const auto click = [&](const std::string& link) {
+        browser.view->evaluate("document.getElementById('" + link + "').click()");
+    };
     browser.shows(server.url("/"));
-    browser.view->evaluate("document.getElementById('refused').click()");
+    click("blank");
+    MainLoop::runUntil([&] { return !wanted.empty(); });
+    EXPECT_EQ(browser.ask("return [open('/opened'), open()]"), parseJson("[null, null]"));
+    EXPECT_EQ(wanted, Json({server.url("/new").text(), server.url("/opened").text(), ""}));
+    click("refused");
     MainLoop::runUntil([&] { return asked.size() == 2; });
     EXPECT_EQ(browser.ask("return location.pathname"), "/");
-    browser.follow([&] { browser.view->evaluate("document.getElementById('allowed').click()"); });
+    browser.follow([&] { click("allowed"); });
     EXPECT_EQ(browser.ask("return location.pathname"), "/allowed");
     // As a file does that is dropped on the page.
     const auto file = newFolder() / "dropped.html";
@@ -88,21 +95,8 @@ TEST_F(WebKitView, loadsOnlyWhatThePolicyAllowsAndNoFile) {
     browser.view->load(*Url::parse("file://" + file.string()), patience);
     browser.shows(server.url("/"));
     EXPECT_EQ(browser.ask("return document.title"), "");
-    EXPECT_THAT(asked, ElementsAre(server.url("/").text(), server.url("/refused").text(),
-                                   server.url("/allowed").text(), server.url("/").text()));
-    EXPECT_FALSE(server.wasAsked("/refused"));
-}
-
-TEST_F(WebKitView, reportsEachRequestForAWindowOnceAndOpensNone) {
-    server.pages["/"] = {"<a id=link target=_blank href=/new></a>"};
-    std::vector<std::string> wanted;
-    browser.view->onNewWindow = [&](const std::string& url) { wanted.push_back(url); };
-    browser.shows(server.url("/"));
-    browser.view->evaluate("document.getElementById('link').click()");
-    MainLoop::runUntil([&] { return !wanted.empty(); });
-    EXPECT_EQ(browser.ask("return [open('/opened'), open()]"), parseJson("[null, null]"));
-    EXPECT_THAT(wanted, ElementsAre(server.url("/new").text(), server.url("/opened").text(), ""));
-    EXPECT_EQ(server.requests.size(), 1U);
+    EXPECT_EQ(asked, Json({"/", "/refused", "/allowed", "/"}));
+    EXPECT_THAT(server.requests, ElementsAre("/", "/allowed", "/"));
 }
 
 TEST_F(WebKitView, removesEverythingWithoutEndingThePageAlsoFromWithinADecision) {
@@ -146,20 +140,19 @@ TEST_F(WebKitView, removesEverythingWithoutEndingThePageAlsoFromWithinADecision)
 
 TEST_F(WebKitView, mayEndAtAnyMomentAndTakesItsProcessAlong) {
     const auto end = [&] { browser.view.reset(); };
-    const auto ended = [&] { return !browser.view; };
     loadInVain();
     end();
-    browser.makeView();
-    browser.view->decidePolicy = [&](const NavigationAction&) {
-        end();
-        return NavigationPolicy::cancel;
-    };
-    browser.view->load(server.url("/"), patience);
-    MainLoop::runUntil(ended);
-    browser.makeView();
-    browser.view->onFinished = end;
-    browser.view->load(server.url("/"), patience);
-    MainLoop::runUntil(ended);
+    for (const auto early : {true, false}) {
+        browser.makeView();
+        browser.view->onFinished = end;
+        if (early)
+            browser.view->decidePolicy = [&](const NavigationAction&) {
+                end();
+                return NavigationPolicy::cancel;
+            };
+        browser.view->load(server.url("/"), patience);
+        MainLoop::runUntil([&] { return !browser.view; });
+    }
 
     // A page that is still being asked answers nothing, and one that is being left is gone.
     browser.makeView();
