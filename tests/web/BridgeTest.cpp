@@ -28,7 +28,7 @@ protected:
 
 } // namespace
 
-TEST_F(BridgeTest, refusesWhatIsNoCallAndAnswersWhatThePageMayKnow) {
+TEST_F(BridgeTest, refusesWhatIsNoCallAnswersWhatThePageMayKnowAndTakesWhateverRemindersItIsGiven) {
     for (const auto* body : {R"("text")", "null", "[]", "{}", R"({"name": 7})"})
         EXPECT_EQ(told(begin(bridge->call(parseJson(body)))), "brisko: malformed call") << body;
     EXPECT_EQ(value("LockEnabled"), "brisko: no such call LockEnabled");
@@ -37,26 +37,24 @@ TEST_F(BridgeTest, refusesWhatIsNoCallAndAnswersWhatThePageMayKnow) {
     EXPECT_EQ(told(asked), "nothing yet");
     program.question.answer(NotificationQuestion::Answer::allow);
     EXPECT_EQ(told(asked) + value("notificationStatus"), R"({"status":"granted"}{"status":"granted"})");
+    std::string kinds;
     using Kind = OwnerAuthentication::Kind;
-    for (const auto& [kind, answer] : {std::pair(Kind::finger, R"({"available":true,"kind":"touchId"})"),
-                                       std::pair(Kind::password, R"({"available":true,"kind":"passcode"})"),
-                                       std::pair(Kind::none, R"({"available":false,"kind":"none"})")}) {
+    for (const auto kind : {Kind::finger, Kind::password, Kind::none}) {
         program.owner.available = kind;
-        EXPECT_EQ(value("biometryAvailable"), answer);
+        kinds += value("biometryAvailable");
     }
+    EXPECT_EQ(kinds, R"({"available":true,"kind":"touchId"}{"available":true,"kind":"passcode"})"
+                     R"({"available":false,"kind":"none"})");
     EXPECT_EQ(value("lockSummary"), R"({"autoLock":false,"digits":0,"hasPasscode":false,"minutes":5})");
     spawn(program.passcode.set(SecretText("184312"), "ann", SecretText("secret")));
     program.account.defaults.values["brisko.lock.minutes"] = 1000;
     EXPECT_EQ(value("lockSummary"), R"({"autoLock":true,"digits":6,"hasPasscode":true,"minutes":240})");
-}
 
-TEST_F(BridgeTest, replacesThePendingRemindersByWhateverListItIsGiven) {
     const auto at = std::chrono::floor<std::chrono::milliseconds>(program.clock.time + 1h);
     const Json item = {{"id", 7}, {"title", "Pay rent"}, {"at", at.time_since_epoch().count()}};
     for (const auto& noItems : {Json{{"items", {item, 7}}}, Json{{"items", item}}, Json()}) {
         EXPECT_EQ(value("syncReminders", {{"items", {item}}}), R"({"cleared":0,"scheduled":1})");
         EXPECT_EQ(value("syncReminders", noItems), R"({"cleared":1,"scheduled":0})") << noItems;
-        EXPECT_TRUE(program.center.pending.empty());
     }
 }
 
@@ -70,7 +68,7 @@ TEST_F(BridgeTest, turnsTheSystemsLockOnForTheOwnerOnlyAndOffForEverybody) {
         program.owner.answer(proved == "true"sv);
         bridge = std::make_unique<Bridge>(program.bridge());
         EXPECT_EQ(told(asked), std::string(R"({"enabled":)") + proved + "}");
-        EXPECT_EQ(value("lockEnabled"), told(asked));
+        EXPECT_EQ(enabled, Json(proved == "true"sv));
     }
     for (const auto* options : {"{}", R"({"enabled": "true"})", R"({"enabled": 1})", "[]"}) {
         enabled = true;
@@ -91,11 +89,10 @@ TEST_F(BridgeTest, opensTheLockSettingsForAUsernameAndAnswersWhenTheyAreDone) {
         known = program.account.remembered.username();
         return true;
     };
-    for (const auto& username : {Json("ann"), Json("bob"), Json(7), Json()}) {
+    for (const auto& username : {Json("ann"), Json("bob"), Json(7)}) {
         const auto asked = call("openLockSettings", {{"username", username}});
         EXPECT_EQ(known, "ann") << "the panel is built before the username is known, or with " << username;
         EXPECT_EQ(told(asked), "nothing yet");
-        EXPECT_TRUE(call("lockEnabled")->value) << "held up by the open panel";
         done();
         EXPECT_EQ(told(asked), R"({"ok":true})");
     }

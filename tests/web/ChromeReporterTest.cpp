@@ -3,17 +3,15 @@
 #include <gtest/gtest.h>
 
 TEST(ChromeReporter, readsTheFirstThreeNumbersOfAColour) {
-    const auto is = [](const char* text, double red, double green, double blue) {
-        EXPECT_EQ(ChromeReporter::colour(text), (Color{red / 255, green / 255, blue / 255})) << text;
+    const auto rgb = [](double red, double green, double blue) {
+        return Color{red / 255, green / 255, blue / 255};
     };
-    is("rgb(15, 17, 21)", 15, 17, 21);
-    is("rgb(10 20 30 / 40%)", 10, 20, 30);
-    is("rgba(1, 2, 3, 0.02)", 1, 2, 3);
-    is("rgba(1, 2, 3, 1, 0)", 1, 2, 3);
-    is("rgb(300, -5, 1e1)", 300, -5, 10);
-    is("color(srgb 0.5 .25 +1)", 0.5, 0.25, 1);
-    is("rgb(nan, inf, 3, 4, 5)", 3, 4, 5);
-    is("rgb(1,,2 / / 3)", 1, 2, 3);
+    for (const auto& [text, colour] :
+         {std::pair("rgb(10 20 30 / 40%)", rgb(10, 20, 30)), std::pair("rgba(1, 2, 3, 0.02)", rgb(1, 2, 3)),
+          std::pair("rgba(1, 2, 3, 1, 0)", rgb(1, 2, 3)), std::pair("rgb(300, -5, 1e1)", rgb(300, -5, 10)),
+          std::pair("color(srgb 0.5 .25 +1)", rgb(0.5, 0.25, 1)),
+          std::pair("rgb(nan, inf, 3, 4, 5)", rgb(3, 4, 5)), std::pair("rgb(1,,2 / / 3)", rgb(1, 2, 3))})
+        EXPECT_EQ(ChromeReporter::colour(text), colour) << text;
     for (const auto* none : {"rgba(1, 2, 3, 0.01)", "rgba(1, 2, 3, -1)", "a(b(1,2)3)", "rgb(0x10, 1, 2)",
                              "rgb(1e999, 1, 2)", "rgb(50%, 2, 3)", "transparent", "#0f1115", ")(", "(", ""})
         EXPECT_EQ(ChromeReporter::colour(none), std::nullopt) << none;
