@@ -25,7 +25,8 @@ class SignIn(Journey):
         self.program.see("Wrong username or password.", "label")
         self.assertEqual((self.service.sessions(), self.program.engine()), ([], {}))
         desk.press("ctrl+a")
-        self.sign_in(PASSWORD)
+        desk.submit(PASSWORD)
+        self.program.see_focus("Passcode")
         self.assertEqual(self.program.quit(), 0)
         with self.page.renewed():
             self.open_program()
@@ -84,7 +85,6 @@ class Form(Journey):
     def test_the_keyboard_alone_is_enough(self):
         self.service.refuse(LOGIN, "Not today.")
         self.walk("Tab", "Password", IDENTIFIER)
-        self.walk("shift+Tab", "Password", IDENTIFIER)
         # Nothing is sent before both fields are filled.
         desk.type(USER)
         desk.press("Return", "Tab", "Return")
@@ -93,9 +93,7 @@ class Form(Journey):
         self.assertEqual(self.service.bodies(LOGIN), [{"username": USER, "password": "secret"}])
         self.walk("ctrl+Tab", "Show password")
         self.walk("space", "Hide password")
-        self.walk("Return", "Show password")
-        self.walk("Tab", "Sign in", "Continue with Google", "Forgot password?", "Privacy")
-        self.walk("shift+Tab", "Forgot password?")
+        self.walk("Tab", "Sign in", "Continue with Google", "Forgot password?")
         self.walk("space", "Email")
         self.assertFalse(self.program.shows("Password") or self.program.shows("Not today."))
         # With one field the key goes on to what comes next.
@@ -114,22 +112,22 @@ class Form(Journey):
             x, y = self.program.place(self.program.look("Password"))
             desk.drag((x + begin, y), (x + end, y))
 
-        ways = (("ctrl+c", lambda: desk.press("ctrl+a")), ("ctrl+x", lambda: desk.press("ctrl+a")),
-                ("ctrl+c", lambda: drag(0, -140)), ("ctrl+Insert", lambda: desk.press("shift+Home")),
-                ("shift+Delete", lambda: desk.press("shift+Home")),
-                ("ctrl+c", lambda: (desk.press("ctrl+a"), drag(-60, 60))))
-        for copy, select in (*ways, ("", lambda: self.walk("ctrl+Tab", "Show password")), *ways):
-            select()
-            if not copy:  # from here on it can be read
+        for shown in (False, True):
+            for copy, select in (("ctrl+c", lambda: desk.press("ctrl+a")), ("ctrl+x", lambda: drag(0, -140)),
+                                 ("ctrl+Insert", lambda: desk.press("shift+Home")), ("shift+Delete", lambda: drag(0, -140)),
+                                 ("ctrl+c", lambda: (desk.press("ctrl+a"), drag(-60, 60)))):
+                select()
+                until("a selection",
+                      lambda: len({*self.program.look("Password").call("Text.GetSelection", "(i)", 0)}) > 1)
+                self.assertEqual(clipboards(), "")
+                desk.press(copy, "End", "plus")
+                typed += "+"
+                self.program.see_text("Password", typed)
+                self.assertEqual(clipboards(), "")
+            if not shown:
+                self.walk("ctrl+Tab", "Show password")
                 self.walk("space", "Hide password")
                 self.walk("shift+Tab", "Password")
-                continue
-            until("a selection", lambda: len({*self.program.look("Password").call("Text.GetSelection", "(i)", 0)}) > 1)
-            self.assertEqual(clipboards(), "")
-            desk.press(copy, "End", "plus")
-            typed += "+"
-            self.program.see_text("Password", typed)
-            self.assertEqual(clipboards(), "")
         # The same keys do copy elsewhere, so the checks above would notice.
         self.program.click(IDENTIFIER)
         desk.press("ctrl+a", "ctrl+c")
@@ -140,6 +138,7 @@ class Form(Journey):
         before = self.visited.read_text()
         self.program.click("Continue with Google", "push button")
         self.program.see_window(PANEL)
+        self.program.see_focus("Cancel")
         start = until("the browser", lambda: self.visited.read_text().removeprefix(before)).strip()
         page = self.service.send("GET", start.removeprefix(self.service.origin)).body
         nonce = re.search(rb'name="nonce" value="([^"]+)"', page)[1].decode()
@@ -149,10 +148,9 @@ class Form(Journey):
 
     def test_the_browser_signs_in_once_unless_the_person_gives_up(self):
         before = [e.name for e in self.program.elements()]
-        for give_up in (lambda: self.program.click("Cancel", "push button"), lambda: desk.press("Escape"),
-                        lambda: desk.press("alt+F4"), lambda: desk.press("Return")):
+        for key in ("Escape", "alt+F4", "Return"):
             late = self.ask_browser()
-            give_up()
+            desk.press(key)
             self.program.see_window()
             self.program.see("Continue with Google", "push button", "sensitive")
             self.assertEqual([e.name for e in self.program.elements()], before)
@@ -175,12 +173,11 @@ class Form(Journey):
 
 class CommandLine(unittest.TestCase):
     def test_one_that_makes_no_sense_is_explained(self):
-        refused = {("--no-such-option",): "--help", ("--service-origin", "http://brisko.example"): "https",
-                   ("--service-ca", "/no/such/file"): "/no/such/file", ("--tour", "pictures"): "--demo",
-                   ("--demo", "--service-origin", "https://brisko.example"): "--demo",
-                   ("notes.txt",): "notes.txt", ("--profile",): "--help"}
-        expected = {arguments: rf"2 brisko: .*{word}.*\.\n" for arguments, word in refused.items()}
-        expected |= {("--version",): r"0brisko \d+\.\d+\.\d+\n ", ("--help",): r"0Usage: .*--service-ca FILE.* "}
+        expected = {("--no-such-option",): "2 brisko: .*--help.*", ("--service-ca", "/no/such/file"): "2 .*/no/such/file.*",
+                    ("--demo", "--service-origin", "https://brisko.example"): "2 brisko: .*--demo.*",
+                    ("--service-origin", "http://brisko.example"): "2 brisko: .*https.*", ("--tour", "t"): "2 .*--demo.*",
+                    ("notes.txt",): "2 brisko: .*notes.txt.*", ("--version",): r"0brisko \d+\.\d+\.\d+\n ",
+                    ("--help",): r"0Usage: .*--service-ca FILE.* "}
         for arguments, said in expected.items():
             run = subprocess.run([PROGRAM, *arguments], capture_output=True, text=True)
             self.assertRegex(f"{run.returncode}{run.stdout} {run.stderr}", rf"(?s)\A{said}\Z", arguments)
