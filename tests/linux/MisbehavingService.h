@@ -1,14 +1,14 @@
 #pragma once
 
 #include "demo/Certificate.h"
+#include "platform/Counted.h"
 #include "platform/Url.h"
-#include "platform/linux/GPtr.h"
+#include "platform/linux/GAsync.h"
 
 #include <libsoup/soup.h>
-#include <sys/socket.h>
 
 #include <functional>
-#include <list>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -22,7 +22,7 @@ class MisbehavingService {
 public:
     enum class End {
         closes,
-        resets, ///< closes without a goodbye
+        breaks, ///< closes without a goodbye
         stands  ///< is left to the client, and gets what is added
     };
     struct Answer {
@@ -30,22 +30,17 @@ public:
         End end = End::closes;
     };
 
-    /// Throws std::runtime_error when it cannot listen. `address` is one of this machine's loopback
-    /// addresses; `scheme` "http" makes a service without TLS.
-    explicit MisbehavingService(const Answer& answer, const char* address = "127.0.0.1",
-                                const std::string& scheme = "https") {
+    /// Throws std::runtime_error when it cannot listen at the address, which is one of this machine's.
+    explicit MisbehavingService(const Answer& answer, const char* address = "127.0.0.1") {
         behave(answer);
         const auto place = GPtr<GSocketAddress>::take(g_inet_socket_address_new_from_string(address, 0));
         soup_server_set_tls_certificate(server_.get(), certificate_.tls.get());
         soup_server_add_handler(server_.get(), nullptr, onRequest, this, nullptr);
-        const auto options = scheme == "https" ? SOUP_SERVER_LISTEN_HTTPS : SoupServerListenOptions(0);
-        GError* error = nullptr;
-        if (!soup_server_listen(server_.get(), place.get(), options, &error))
-            throw std::runtime_error(GErrorPtr(error)->message);
+        if (!soup_server_listen(server_.get(), place.get(), SOUP_SERVER_LISTEN_HTTPS, nullptr))
+            throw std::runtime_error(std::string("cannot listen at ") + address);
         auto* const uris = soup_server_get_uris(server_.get());
-        const auto port = std::to_string(g_uri_get_port(static_cast<GUri*>(uris->data)));
+        origin = *Url::parse(GText(g_uri_to_string(static_cast<GUri*>(uris->data))).get());
         g_slist_free_full(uris, [](gpointer uri) { g_uri_unref(static_cast<GUri*>(uri)); });
-        origin = *Url::parse(scheme + "://" + address + ":" + port);
     }
     MisbehavingService(const MisbehavingService&) = delete;
     MisbehavingService& operator=(const MisbehavingService&) = delete;
@@ -69,11 +64,10 @@ public:
     /// system's buffers.
     void add(std::string_view bytes) {
         added_ += bytes;
-        for (const auto& connection : connections_)
-            if (connection.stands)
-                send(connection, bytes);
+        for (auto* output : standing_)
+            send(output, bytes);
     }
-    bool isConnected() const { return !connections_.empty(); }
+    bool isConnected() const { return connected_ > 0; }
     Url at(std::string_view path) const { return origin.appendingPath(path); }
     const std::string& certificate() const { return certificate_.pem; }
 
@@ -82,14 +76,6 @@ public:
     std::vector<std::string> requests; ///< each from its first line to the end of its body
 
 private:
-    struct Connection {
-        MisbehavingService& service;
-        Answer answer;
-        GPtr<GIOStream> stream = {};
-        bool stands = false;
-        char waited = 0;
-    };
-
     static void onRequest(SoupServer*, SoupServerMessage* message, const char* path, GHashTable*,
                           gpointer service) {
         auto& self = *static_cast<MisbehavingService*>(service);
@@ -101,44 +87,41 @@ private:
         const auto* body = soup_server_message_get_request_body(message);
         text += "\r\n" + std::string(body->data, static_cast<std::size_t>(body->length));
         self.requests.push_back(text);
-        auto& connection = self.connections_.emplace_back(self, self.behaviour(text));
-        connection.stream = GPtr<GIOStream>::take(soup_server_message_steal_connection(message));
-        const auto& bytes = connection.answer.bytes;
-        g_output_stream_write_all_async(g_io_stream_get_output_stream(connection.stream.get()), bytes.data(),
-                                        bytes.size(), G_PRIORITY_DEFAULT, self.ending_.get(), onWritten,
-                                        &connection);
+        spawn(self.serve(GPtr<GIOStream>::take(soup_server_message_steal_connection(message)),
+                         self.behaviour(text)));
     }
-    static void onWritten(GObject* output, GAsyncResult* result, gpointer data) {
-        auto& [service, answer, stream, stands, waited] = *static_cast<Connection*>(data);
-        g_output_stream_write_all_finish(G_OUTPUT_STREAM(output), result, nullptr, nullptr);
-        stands = answer.end == End::stands;
-        if (stands) {
-            send(*static_cast<Connection*>(data), service.added_);
-            g_input_stream_read_async(g_io_stream_get_input_stream(stream.get()), &waited, 1,
-                                      G_PRIORITY_DEFAULT, service.ending_.get(), forget, data);
-            return;
-        }
-        if (answer.end == End::resets) {
-            auto* raw = G_SOCKET(g_object_get_data(G_OBJECT(stream.get()), "GSocket"));
-            const linger dropped = {1, 0};
-            setsockopt(g_socket_get_fd(raw), SOL_SOCKET, SO_LINGER, &dropped, sizeof dropped);
-            g_socket_close(raw, nullptr);
+    Task<> serve(GPtr<GIOStream> stream, Answer answer) {
+        const Counted connected(connected_);
+        auto* const output = g_io_stream_get_output_stream(stream.get());
+        GAsync writing;
+        g_output_stream_write_all_async(output, answer.bytes.data(), answer.bytes.size(), G_PRIORITY_DEFAULT,
+                                        ending_.get(), GAsync::ready, &writing);
+        co_await writing;
+        if (answer.end == End::stands) {
+            send(output, added_);
+            standing_.insert(output);
+            char none = 0;
+            GAsync reading;
+            g_input_stream_read_async(g_io_stream_get_input_stream(stream.get()), &none, 1,
+                                      G_PRIORITY_DEFAULT, ending_.get(), GAsync::ready, &reading);
+            co_await reading;
+            standing_.erase(output);
+        } else if (answer.end == End::breaks) {
+            g_socket_close(G_SOCKET(g_object_get_data(G_OBJECT(stream.get()), "GSocket")), nullptr);
         }
         // Never at once: the goodbye waits for room that only the client, on this loop too, can make.
-        g_io_stream_close_async(stream.get(), G_PRIORITY_DEFAULT, service.ending_.get(), forget, data);
+        GAsync closing;
+        g_io_stream_close_async(stream.get(), G_PRIORITY_DEFAULT, ending_.get(), GAsync::ready, &closing);
+        co_await closing;
     }
-    static void forget(GObject*, GAsyncResult*, gpointer data) {
-        static_cast<Connection*>(data)->service.connections_.remove_if(
-            [data](const auto& each) { return &each == data; });
-    }
-    static void send(const Connection& connection, std::string_view bytes) {
-        g_output_stream_write_all(g_io_stream_get_output_stream(connection.stream.get()), bytes.data(),
-                                  bytes.size(), nullptr, connection.service.ending_.get(), nullptr);
+    void send(GOutputStream* output, std::string_view bytes) const {
+        g_output_stream_write_all(output, bytes.data(), bytes.size(), nullptr, ending_.get(), nullptr);
     }
 
     Demo::Certificate certificate_ = Demo::Certificate::make();
     GPtr<GCancellable> ending_ = GPtr<GCancellable>::take(g_cancellable_new());
     GPtr<SoupServer> server_ = GPtr<SoupServer>::take(soup_server_new(nullptr, nullptr));
     std::string added_;
-    std::list<Connection> connections_;
+    std::set<GOutputStream*> standing_;
+    int connected_ = 0;
 };

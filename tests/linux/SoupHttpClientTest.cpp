@@ -50,7 +50,6 @@ protected:
             return (status ? std::to_string(*status) : "no status") + " " +
                    (body.size() > 20 ? std::to_string(body.size()) + " bytes" : body);
         } catch (const TransportError& failure) {
-            EXPECT_STRNE(failure.what(), "");
             constexpr const char* reasons[] = {"cancelled", "timed out", "untrusted", "other"};
             return reasons[static_cast<std::size_t>(failure.reason())];
         }
@@ -67,7 +66,6 @@ protected:
     static std::string cookie(const std::string& name) {
         return "Set-Cookie: " + name + "=1; Max-Age=3600; Path=/\r\n";
     }
-    bool hasCookies() const { return !jar.cookiesFor(service.origin).empty(); }
     /// What the next start finds for the service's origin, even if this process is killed now.
     std::string namesOnDisk() const {
         std::string names;
@@ -101,10 +99,16 @@ TEST_F(SoupHttpClientTest, sendsWhatItIsGivenAndFollowsRedirectionsAsTheirStatus
             EXPECT_THAT(service.requests.back(),
                         AllOf(StartsWith("POST /to "), EndsWith("\r\n\r\nbody"), HasSubstr("Content-Type")));
     }
-    const MisbehavingService clear(reply("200 OK", "", "in clear"), "127.0.0.1", "http");
-    for (const auto& target : {clear.origin.text(), "ftp://127.0.0.1/"s, "https://"s, "http:"s, "/again"s}) {
+    const auto clear = "http" + service.origin.text().substr(std::string("https").size());
+    for (const auto& [target, why] :
+         {std::pair(clear, "Not a secure address: " + clear + "."),
+          std::pair("ftp://127.0.0.1/"s, "Not a secure address: ftp://127.0.0.1/."s),
+          std::pair("https://"s, "Not a secure address: https://."s),
+          std::pair("/again"s, "The service redirects without end."s)}) {
         service.behave(reply("307 Temporary", "Location: " + target + "\r\n", ""));
-        EXPECT_EQ(post("from", "secret"), "other") << target;
+        const auto failed = start("from");
+        EXPECT_EQ(told(failed), "other") << target;
+        EXPECT_EQ(failed->message(), why);
     }
 }
 
@@ -131,28 +135,23 @@ TEST_F(SoupHttpClientTest, endsEachBadDayAsWhatItIsWithTheCookiesOfEveryReplyOnD
         {"no status ", {"SSH-2.0-OpenSSH_9.2\r\n\r\n"}},
         {"other", {ok + "Content-Length: 10\r\nConnection: close\r\n\r\n{}"}},
         {"other", {ok + "Content-Length: 23\r\nContent-Encoding: gzip\r\n\r\n" + zipped}},
-        {"other", {ok + "Content-Length: 10\r\n\r\n{}", resets}},
+        {"other", {ok + "Content-Length: 10\r\n\r\n{}", breaks}},
         {"other", {ok + "\r\n" + std::string(SoupExchange::maximumBody + 1, 'x')}},
-        {"other", {"", resets}},
+        {"other", {"", breaks}},
     };
     for (const auto& [end, answer] : days) {
         service.behave(answer);
         EXPECT_EQ(get() + ": " + namesOnDisk(), std::string(end) + ": a b c") << answer.bytes.substr(0, 100);
     }
-    MainLoop::runUntil([this] { return !service.isConnected(); });
-    for (const auto* url : {"mailto:someone", "https:///path", "relative", "https://h:99999/"})
-        EXPECT_EQ(send(HttpRequest(*Url::parse(url))), "other") << url;
 }
 
 TEST_F(SoupHttpClientTest, trustsTheGivenCertificateForItsOwnNamesAndNoOther) {
     for (const auto* content :
-         {"", "no certificate\n", "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n"}) {
+         {"no certificate\n", "-----BEGIN CERTIFICATE-----\n-----END CERTIFICATE-----\n"}) {
         trusted = content;
         EXPECT_THROW(get(), Error) << content;
     }
     trusted = service.certificate();
-    EXPECT_EQ(get(), "200 hello");
-    trusted = "looked at no more once there is a client";
     EXPECT_EQ(get(), "200 hello");
     const MisbehavingService stranger({});
     EXPECT_EQ(send(HttpRequest(stranger.origin)), "untrusted");
@@ -161,7 +160,7 @@ TEST_F(SoupHttpClientTest, trustsTheGivenCertificateForItsOwnNamesAndNoOther) {
     EXPECT_EQ(told(begin(known.send(HttpRequest(elsewhere.origin), {}))), "untrusted");
     SoupHttpClient unsure(jar, std::nullopt);
     EXPECT_EQ(told(begin(unsure.send(HttpRequest(service.origin), {}))), "untrusted");
-    EXPECT_TRUE(elsewhere.requests.empty() && stranger.requests.empty() && service.requests.size() == 2);
+    EXPECT_TRUE(elsewhere.requests.empty() && stranger.requests.empty() && service.requests.size() == 1);
 }
 
 TEST_F(SoupHttpClientTest, failsOnceNothingHasArrivedForTheGivenTimeHoweverLongAllOfItTakes) {
@@ -184,22 +183,6 @@ TEST_F(SoupHttpClientTest, failsOnceNothingHasArrivedForTheGivenTimeHoweverLongA
     EXPECT_EQ(send(request("half-a-head", 150ms)), "timed out");
 }
 
-TEST_F(SoupHttpClientTest, stopsInTheMiddleOfABodyAndBehindOthersButNotInsideTheStopItself) {
-    service.behave({ok + "Set-Cookie: here=1\r\nContent-Length: 9\r\n\r\nhalf", stands});
-    std::stop_source stop;
-    const auto first = start("", stop.get_token());
-    MainLoop::runUntil([this] { return hasCookies(); });
-    std::vector<Pending> ahead(12);
-    for (auto& waiting : ahead)
-        waiting = start("");
-    const auto last = start("", stop.get_token());
-    MainLoop::runUntil([this] { return service.requests.size() >= 2; });
-    stop.request_stop();
-    EXPECT_FALSE(first->ended() || last->ended());
-    EXPECT_EQ(told(first) + ", " + told(last), "cancelled, cancelled");
-    EXPECT_EQ(send(request("", 150ms)), "timed out");
-}
-
 namespace {
 
 /// Somebody who, whatever happens, asks again: the last time after the client has ended.
@@ -216,20 +199,29 @@ Task<int> insist(HttpClient* client, Url url) {
 
 } // namespace
 
-TEST_F(SoupHttpClientTest, endsEveryOpenRequestBeforeItIsGoneAndEveryLaterOneAndThatOfATaskThatIsGivenUp) {
+TEST_F(SoupHttpClientTest, stopsOneRequestButNotInsideTheStopItselfAndEndsAllBeforeItIsGone) {
     service.behaviour = [](const std::string& request) {
         const auto half = ok + cookie("late") + "Content-Length: 9\r\n\r\nhalf";
         return Answer{request.find("body") == std::string::npos ? "" : half, stands};
     };
     {
-        auto task = client.send(HttpRequest(service.at("unanswered")), std::stop_token());
-        task.await_suspend(std::noop_coroutine()).resume();
+        auto givenUp = client.send(request("unanswered"), std::stop_token());
+        givenUp.await_suspend(std::noop_coroutine()).resume();
         MainLoop::runUntil([this] { return !service.requests.empty(); });
     }
     MainLoop::runUntil([this] { return !service.isConnected(); });
-    std::vector open = {start("head"), start("body")};
-    MainLoop::runUntil([&] { return hasCookies() && service.requests.size() == 3; });
-    open.push_back(start("connecting"));
+    std::stop_source stop;
+    const auto first = start("body", stop.get_token());
+    MainLoop::runUntil([this] { return !jar.cookiesFor(service.origin).empty(); });
+    std::vector<Pending> open;
+    for (const auto* path : {"head", "body", "3", "4", "5", "6", "7", "8", "9"})
+        open.push_back(start(path));
+    const auto last = start("last", stop.get_token());
+    stop.request_stop();
+    EXPECT_FALSE(first->ended() || last->ended());
+    EXPECT_EQ(told(first) + ", " + told(last) + ": " + namesOnDisk(), "cancelled, cancelled: late");
+    MainLoop::runUntil([this] { return service.requests.size() >= 4; });
+    EXPECT_EQ(send(request("behind", 150ms)), "timed out");
     const auto again = begin(insist(&client, service.at("again")));
     client.end();
     for (const auto& each : open) {
@@ -238,5 +230,4 @@ TEST_F(SoupHttpClientTest, endsEveryOpenRequestBeforeItIsGoneAndEveryLaterOneAnd
     }
     ASSERT_TRUE(again->ended());
     EXPECT_EQ(again->take(), 3);
-    EXPECT_EQ(namesOnDisk(), "late");
 }
