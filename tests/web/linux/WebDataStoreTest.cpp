@@ -24,23 +24,13 @@ void set(WebDataStore& store, const std::vector<Cookie>& cookies) {
 
 Cookie session(const std::string& value, const std::string& domain = "brisko.example") {
     // The same in every cookie of a test, in the whole seconds in which cookies are kept.
-    static const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-    return {.name = "brisko_session",
-            .value = value,
-            .domain = domain,
-            .expires = now + std::chrono::hours(24),
-            .secure = true,
-            .httpOnly = true,
-            .sameSite = Cookie::SameSite::strict};
+    static const auto tomorrow =
+        std::chrono::ceil<std::chrono::seconds>(std::chrono::system_clock::now()) + std::chrono::hours(24);
+    return {"brisko_session", value, domain, "/", tomorrow, true, true, Cookie::SameSite::strict};
 }
 
 /// Of the session that the program is.
-const Cookie theme = {.name = "theme",
-                      .value = "dark",
-                      .domain = ".brisko.example",
-                      .path = "/board",
-                      .expires = {},
-                      .sameSite = Cookie::SameSite::lax};
+const Cookie theme = {"theme", "dark", ".brisko.example", "/board", {}, false, false, Cookie::SameSite::lax};
 
 } // namespace
 
@@ -64,8 +54,6 @@ TEST(WebDataStore, givesBackEveryCookieAsItWasSetAndRemovesThoseOfEverySite) {
         MainLoop::finish(store->removeAllData());
         MainLoop::runUntil([&] { return changes > 6; });
         EXPECT_THAT(list(*store), IsEmpty());
-        set(*store, {session("again")});
-        EXPECT_THAT(list(*store), ElementsAre(session("again")));
     }
 }
 

@@ -87,19 +87,16 @@ TEST_F(WebKitPanels, closesWhatIsOpenWhenThePageGoesAwayAlsoOneThatNeverStopsAsk
     browser.ask("onbeforeunload = (e) => { e.preventDefault(); return 'stay' }");
     browser.shows(server.url("/?left"));
     EXPECT_EQ(panels.shown, 0);
-    const auto reload = [&] { browser.view->reload(); };
-    const auto load = [&] { browser.view->load(server.url("/"), patience); };
-    const auto remove = [&] { spawn(browser.store().removeAllData()); };
-    using Leave = std::function<void()>;
-    for (const auto& [script, leave] :
-         {std::pair("alert('x'); return 1", Leave(reload)), std::pair("return confirm('x')", Leave(load)),
-          std::pair("document.getElementById('one').click(); await new Promise(() => {})", Leave(load)),
-          std::pair("return confirm('x')", Leave(remove))}) {
+    const auto closedBy = [&](const std::string& script, const std::function<void()>& leave) {
         const auto asked = start(script);
         browser.follow(leave);
         EXPECT_FALSE(isOpen()) << script;
         MainLoop::finish(asked);
-    }
+    };
+    closedBy("alert('x'); return 1", [&] { browser.view->reload(); });
+    closedBy("document.getElementById('one').click(); await new Promise(() => {})",
+             [&] { browser.view->load(server.url("/"), patience); });
+    closedBy("return confirm('x')", [&] { spawn(browser.store().removeAllData()); });
     browser.shows(server.url("/"));
     start("for (;;) alert('again')");
     panels.answer();
