@@ -116,9 +116,10 @@ class Menus(Journey):
             self.program.see_window()
             self.see_size(small)
             self.program.see_focus(IDENTIFIER)
-        for item, size in (("Enter Full Screen", full), ("Exit Full Screen", small)):
-            self.program.choose("View", item)
-            self.see_size(size)
+        self.program.choose("View", "Enter Full Screen")
+        self.see_size(full)
+        desk.press("ctrl+super+f")
+        self.see_size(small)
         for kept, zoomed in ((small, full), (full, small)):
             self.assertEqual(self.program.quit(), 0)
             self.open_program(IDENTIFIER)

@@ -51,6 +51,7 @@ TEST_F(FilesTest, areTheOldOrTheNewWholeForNobodyElseAndSayWhyNot) {
     DurableFile::append(file, "two\n");
     EXPECT_EQ(DurableFile::read(file), "one\ntwo\n");
     EXPECT_THROW(DurableFile::makePrivateFolder(file), Error);
+    EXPECT_THROW(DurableFile::makePrivateFolder(file / "below"), Error);
     fs::permissions(file, fs::perms(0644));
     for (const auto& content : {std::string("a\0b\xff\n", 5), std::string(300'000, 'x')}) {
         DurableFile::write(file, content);

@@ -68,6 +68,7 @@ TEST_F(BridgeTest, turnsTheSystemsLockOnForTheOwnerOnlyAndOffForEverybody) {
         program.owner.answer(proved == "true"sv);
         bridge = std::make_unique<Bridge>(program.bridge());
         EXPECT_EQ(told(asked), std::string(R"({"enabled":)") + proved + "}");
+        EXPECT_EQ(value("lockEnabled"), told(asked));
         EXPECT_EQ(enabled, Json(proved == "true"sv));
     }
     for (const auto* options : {"{}", R"({"enabled": "true"})", R"({"enabled": 1})", "[]"}) {
