@@ -149,7 +149,8 @@ public:
         poll([this] { return !g_subprocess_get_identifier(process_.get()); }, {}, where);
         return g_subprocess_get_if_exited(process_.get()) ? g_subprocess_get_exit_status(process_.get()) : -1;
     }
-    void freeze() const { g_subprocess_send_signal(process_.get(), SIGSTOP); }
+    /// At once: GLib itself sends signals from a thread of its own, sooner or later.
+    void freeze() const { ::kill(std::stoi(g_subprocess_get_identifier(process_.get())), SIGSTOP); }
 
 private:
     GPtr<GSubprocess> process_;

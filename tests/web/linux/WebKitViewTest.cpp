@@ -136,8 +136,27 @@ TEST_F(WebKitView, removesEverythingWithoutEndingThePageAlsoFromWithinADecision)
     EXPECT_EQ(browser.ask("return localStorage.length"), 0);
 }
 
-TEST_F(WebKitView, mayEndAtAnyMomentAndTakesItsProcessAlong) {
+TEST_F(WebKitView, takesItsProcessAlongAndMayEndAtAnyMoment) {
+    const auto own = [&] {
+        auto processes = engineProcesses(pageProcess);
+        std::erase_if(processes, [this](pid_t process) { return others.contains(process); });
+        return processes;
+    };
+    // A page that is still being asked answers nothing, and one that is being left is gone.
+    browser.shows(server.url("/"));
+    EXPECT_FALSE(own().empty());
+    const auto asking = begin(browser.view->evaluateForResult("await new Promise(() => {})"));
+    const auto removing = begin(browser.store().removeAllData());
     const auto end = [&] { browser.view.reset(); };
+    end();
+    EXPECT_EQ(MainLoop::finish(asking), std::nullopt);
+    MainLoop::finish(removing);
+    // No event tells of the end of a process that another one has started.
+    const auto ticks = g_timeout_add(10, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+    MainLoop::runUntil([&] { return own().empty(); });
+    g_source_remove(ticks);
+
+    browser.makeView();
     loadInVain();
     end();
     for (const auto early : {true, false}) {
@@ -151,19 +170,6 @@ TEST_F(WebKitView, mayEndAtAnyMomentAndTakesItsProcessAlong) {
         browser.view->load(server.url("/"), patience);
         MainLoop::runUntil([&] { return !browser.view; });
     }
-
-    // A page that is still being asked answers nothing, and one that is being left is gone.
-    browser.makeView();
-    browser.shows(server.url("/"));
-    const auto asking = begin(browser.view->evaluateForResult("await new Promise(() => {})"));
-    const auto removing = begin(browser.store().removeAllData());
-    end();
-    EXPECT_EQ(MainLoop::finish(asking), std::nullopt);
-    MainLoop::finish(removing);
-    // No event tells of the end of a process that another one has started.
-    const auto ticks = g_timeout_add(10, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
-    MainLoop::runUntil([] { return engineProcesses(pageProcess).empty(); });
-    g_source_remove(ticks);
     browser.makeView();
     EXPECT_TRUE(browser.shows(server.url("/")));
 }
