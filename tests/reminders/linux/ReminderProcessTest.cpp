@@ -127,6 +127,8 @@ TEST_F(ReminderProcessTest, opensTheRunningProgramAndStartsItWhereItDoesNotRun) 
                                 call.answer();
                             });
     daemon->open(2, "token-2");
+    // The agent does not wait for the program, and may have ended when the call arrives.
+    poll([&] { return !actions.empty(); });
     EXPECT_EQ(agent->waitForEnd(), EXIT_SUCCESS);
     EXPECT_THAT(actions, ElementsAre("('notification-opened', [], {'activation-token': <'token-2'>, "
                                      "'desktop-startup-id': <'token-2'>})"));
