@@ -5,8 +5,7 @@
 #include <csignal>
 
 /// A disk that takes no more: for as long as this exists, no file of this process can grow beyond `room`
-/// bytes
-/// ("File too large"), while files can still be made, renamed and removed, as on a full disk.
+/// bytes ("File too large"), while files can still be made, renamed and removed, as on a full disk.
 class FullDisk {
 public:
     explicit FullDisk(rlim_t room = 0) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
