@@ -23,7 +23,7 @@ protected:
 
     /// The request that went last, which the service answers.
     std::string answered(std::optional<int> status, const std::string& body) {
-        const auto& request = account.http.sent.back();
+        const auto request = account.http.pending.back()->request;
         auto text = request.method + " " + request.url.text();
         for (const auto& [name, value] : request.headers)
             text += " " + name + ": " + value;
@@ -37,7 +37,7 @@ protected:
 
 TEST_F(BriskoAPITest, postsJsonToTheServiceAndNothingElse) {
     const auto signingIn = begin(api.signIn(" \"ann\" ", SecretText("p\xC3\xA9\\\n")));
-    EXPECT_EQ(account.http.sent.back().timeout, std::chrono::seconds(60));
+    EXPECT_EQ(account.http.pending.back()->request.timeout, std::chrono::seconds(60));
     EXPECT_EQ(answered(204, ""), "POST https://brisko.example/api/auth/login Content-Type: application/json "
                                  R"({"password":"pé\\\n","username":" \"ann\" "})");
     EXPECT_TRUE(signingIn->value);
@@ -64,7 +64,8 @@ TEST_F(BriskoAPITest, turnsARefusalIntoASentence) {
 TEST_F(BriskoAPITest, takesAChallengeWhateverTheStatusAndRefusesAnUnusableOne) {
     const auto load = [this](std::optional<int> status, const std::string& body) {
         const auto outcome = begin(api.captcha());
-        EXPECT_EQ(account.http.sent.back().cachePolicy, HttpRequest::CachePolicy::reloadIgnoringLocalData);
+        EXPECT_EQ(account.http.pending.back()->request.cachePolicy,
+                  HttpRequest::CachePolicy::reloadIgnoringLocalData);
         EXPECT_EQ(answered(status, body), "GET https://brisko.example/api/auth/captcha ");
         return outcome->value ? outcome->value->token + ":" + outcome->value->image : outcome->message();
     };
@@ -93,9 +94,9 @@ TEST(BriskoAPIAtGoogle, exchangesTheFirstCodeThatTheBrowserBringsBack) {
         const auto outcome = begin(account.api.signInWithGoogle());
         EXPECT_EQ(account.browser.started.at(0), "brisko https://brisko.example/api/auth/google?native=1");
         account.browser.answer.resolve(answer);
-        if (account.http.sent.empty())
+        if (account.http.pending.empty())
             return outcome->message();
-        const auto& request = account.http.sent[0];
+        const auto request = account.http.pending[0]->request;
         account.http.answer(403, R"({"error":"No."})");
         return request.url.path() + request.body + outcome->message();
     };
@@ -159,7 +160,7 @@ TEST_F(BriskoAPITest, handsTheServicesCookiesOverOneAfterTheOtherAndSignsOutOnTh
     EXPECT_EQ(account.jar.cookies, Cookies({foreign, sub, deep}));
     EXPECT_FALSE(leaving->value);
     account.webData.release();
-    EXPECT_TRUE(leaving->value && account.webData.cookies.empty() && account.http.sent.empty());
+    EXPECT_TRUE(leaving->value && account.webData.cookies.empty() && account.http.pending.empty());
 }
 
 TEST_F(BriskoAPITest, acceptsOnlyAnHttpsOriginWithoutPath) {

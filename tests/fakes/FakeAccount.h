@@ -16,12 +16,11 @@ struct FakeAccount {
     Remembered remembered{defaults};
 
     static Cookie session(std::string domain = "brisko.example") {
-        Cookie cookie;
-        cookie.name = "brisko_session";
-        cookie.value = "s1";
-        cookie.domain = std::move(domain);
-        cookie.secure = true;
-        return cookie;
+        return {.name = "brisko_session",
+                .value = "s1",
+                .domain = std::move(domain),
+                .expires = {},
+                .secure = true};
     }
     /// The service says yes to the request that waits, and sets its cookie.
     void acceptSignIn() {

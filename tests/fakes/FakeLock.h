@@ -45,9 +45,9 @@ private:
 class FakeKeychain : public Keychain, public Gate {
 public:
     std::optional<std::string> item;
-    std::optional<Refused> refusal;         ///< of what is written
-    std::optional<std::string> unavailable; ///< the system's text of a keyring that cannot be asked
-    std::function<void()> aroundChange;     ///< called before and after each; may end the program there
+    std::optional<Refused> refusal;             ///< of what is written
+    std::optional<std::string> unavailable;     ///< the system's text of a keyring that cannot be asked
+    std::function<void()> aroundChange = [] {}; ///< called before and after each; may end the program there
 
     Task<std::optional<SecretText>> read() override {
         co_await ask();
@@ -66,11 +66,9 @@ public:
 
 private:
     void change(std::optional<std::string> changed) {
-        if (aroundChange)
-            aroundChange();
+        aroundChange();
         item = std::move(changed);
-        if (aroundChange)
-            aroundChange();
+        aroundChange();
     }
     Task<> ask() {
         co_await pass();

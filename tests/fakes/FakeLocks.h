@@ -16,8 +16,7 @@ public:
         reasons.push_back(std::move(reason));
         if (available == Kind::none)
             co_return false;
-        const auto question = std::make_shared<Completion<bool>>();
-        open_.push_back(question);
+        const auto question = open_.emplace_back(std::make_shared<Completion<bool>>());
         co_return co_await *question;
     }
 
@@ -34,12 +33,12 @@ private:
 
 class FakeEventMonitor : public EventMonitor {
 public:
-    std::shared_ptr<void> observeInput(std::function<void()> used) override { return observers_.add(used); }
+    std::shared_ptr<void> observeInput(std::function<void()> used) override { return observer_.set(used); }
     /// Somebody types, clicks, scrolls or moves the pointer.
-    void use() { observers_.tell(); }
+    void use() const { observer_.tell(); }
 
 private:
-    Observers observers_;
+    Observer observer_;
 };
 
 class FakeDesktopSession : public DesktopSession {
@@ -48,16 +47,11 @@ public:
     int delayed = 0; ///< how often the machine went to sleep before it was told that it may
 
     bool isLocked() const override { return locked; }
-    void lock() {
-        if (onLocked)
-            onLocked();
-    }
+    void lock() const { onLocked(); }
     /// The machine wants to sleep, and waits for `ready`. Returns whether it was called at once.
     bool sleep() {
-        delayed += 1;
-        const auto before = delayed;
-        if (onSleep)
-            onSleep([this] { delayed -= 1; });
-        return delayed < before;
+        const auto before = delayed++;
+        onSleep([this] { delayed -= 1; });
+        return delayed == before;
     }
 };

@@ -12,25 +12,22 @@
 #include "platform/Window.h"
 #include "platform/Workspace.h"
 
-#include <deque>
+#include <algorithm>
 #include <map>
 
-/// Who wants to be told of something, for as long as they keep what they have been given.
-class Observers {
-public:
-    std::shared_ptr<void> add(std::function<void()> told) {
-        auto observer = std::make_shared<std::function<void()>>(std::move(told));
-        observers_.push_back(observer);
-        return observer;
-    }
-    void tell() {
-        for (const auto& observer : std::vector(observers_))
-            if (const auto told = observer.lock())
-                (*told)();
-    }
+/// Who came last to be told of something, for as long as they keep what they have been given.
+struct Observer {
+    std::weak_ptr<std::function<void()>> told;
 
-private:
-    std::vector<std::weak_ptr<std::function<void()>>> observers_;
+    std::shared_ptr<void> set(std::function<void()> observer) {
+        auto kept = std::make_shared<std::function<void()>>(std::move(observer));
+        told = kept;
+        return kept;
+    }
+    void tell() const {
+        if (const auto kept = told.lock())
+            (*kept)();
+    }
 };
 
 /// Takes those away that stand for the same as `cookie`, whatever their value.
@@ -45,29 +42,21 @@ public:
     std::vector<Cookie> cookies;
 
     std::vector<Cookie> cookiesFor(const Url& url) const override {
-        std::multimap<std::size_t, Cookie, std::greater<>> byPath;
-        for (const auto& cookie : cookies)
-            if (applies(cookie, url))
-                byPath.emplace(cookie.path.size(), cookie);
+        const auto length = [](const Cookie& each) { return each.path.size(); };
         std::vector<Cookie> result;
-        for (const auto& [length, cookie] : byPath)
-            result.push_back(cookie);
+        for (const auto& each : cookies)
+            if (applies(each, url))
+                result.insert(std::ranges::upper_bound(result, length(each), std::greater(), length), each);
         return result;
     }
     void remove(const Cookie& cookie) override { removeCookie(cookies, cookie); }
 
 private:
     static bool applies(const Cookie& cookie, const Url& url) {
-        if (cookie.secure && url.scheme() != "https")
-            return false;
-        const auto host = url.host().value_or("");
-        const auto subdomains = cookie.domain.starts_with('.');
-        const auto name = subdomains ? cookie.domain.substr(1) : cookie.domain;
-        const auto path = url.path().empty() ? "/" : url.path();
-        const auto below = path.starts_with(cookie.path) &&
-                           (cookie.path.ends_with('/') || path.size() == cookie.path.size() ||
-                            path[cookie.path.size()] == '/');
-        return below && (host == name || (subdomains && host.ends_with("." + name)));
+        const auto domain = (cookie.domain.starts_with('.') ? "." : "") + url.host().value_or("");
+        const auto path = url.path() + "/", below = cookie.path + (cookie.path.ends_with('/') ? "" : "/");
+        return (domain.starts_with('.') ? domain.ends_with(cookie.domain) : domain == cookie.domain) &&
+               path.starts_with(below) && (!cookie.secure || url.scheme() == "https");
     }
 };
 
@@ -76,42 +65,33 @@ private:
 class FakeHttpClient : public HttpClient {
 public:
     struct Pending {
-        explicit Pending(HttpRequest sentRequest) : request(std::move(sentRequest)) {}
-
         HttpRequest request;
         Completion<HttpReply> reply;
     };
 
-    std::deque<std::shared_ptr<Pending>> pending;
-    std::vector<HttpRequest> sent; ///< every request since the start
+    std::vector<std::shared_ptr<Pending>> pending;
     bool underWay = false;
 
     Task<HttpReply> send(HttpRequest request, std::stop_token stop) override {
-        const auto entry = std::make_shared<Pending>(request);
-        sent.push_back(request);
-        pending.push_back(entry);
+        const auto entry = pending.emplace_back(std::make_shared<Pending>(std::move(request)));
         const auto cancel = [this, entry] {
-            if (underWay)
-                return;
-            std::erase(pending, entry);
-            entry->reply.fail(std::make_exception_ptr(
-                TransportError(TransportError::Reason::cancelled, "Operation was cancelled")));
+            if (!underWay && std::erase(pending, entry))
+                entry->reply.fail(
+                    std::make_exception_ptr(TransportError(TransportError::Reason::cancelled, "Cancelled")));
         };
         const std::stop_callback stopping(stop, cancel);
         co_return co_await entry->reply;
     }
 
-    std::shared_ptr<Pending> take(std::size_t index = 0) {
-        auto entry = pending.at(index);
-        pending.erase(pending.begin() + static_cast<std::ptrdiff_t>(index));
-        return entry;
+    void answer(std::optional<int> status, std::string body, std::size_t index = 0) {
+        const auto entry = pending.at(index);
+        std::erase(pending, entry);
+        entry->reply.resolve(HttpReply{status, std::move(body)});
     }
-    void answer(std::optional<int> status, std::string body = {}, std::size_t index = 0) {
-        take(index)->reply.resolve(HttpReply{status, std::move(body)});
-    }
-    template <class Failure>
-    void fail(Failure failure, std::size_t index = 0) {
-        take(index)->reply.fail(std::make_exception_ptr(std::move(failure)));
+    void fail(const TransportError& failure) {
+        const auto entry = pending.at(0);
+        std::erase(pending, entry);
+        entry->reply.fail(std::make_exception_ptr(failure));
     }
 };
 
@@ -119,12 +99,11 @@ public:
 class FakeWebDataStore : public WebDataStore, public Gate {
 public:
     std::vector<Cookie> cookies;
-    std::vector<std::string> log; ///< of what has been set
     int started = 0;
 
-    std::shared_ptr<void> observeCookies(std::function<void()> told) override { return observers_.add(told); }
+    std::shared_ptr<void> observeCookies(std::function<void()> told) override { return observer_.set(told); }
     /// Says that cookies have changed: a real store does so once for each.
-    void changed() { observers_.tell(); }
+    void changed() { observer_.tell(); }
 
     Task<std::vector<Cookie>> allCookies() override {
         co_await begin();
@@ -134,7 +113,6 @@ public:
         co_await begin();
         removeCookie(cookies, cookie);
         cookies.push_back(cookie);
-        log.push_back("set " + cookie.name);
         changed();
     }
     Task<> removeAllData() override {
@@ -149,7 +127,7 @@ private:
         return pass();
     }
 
-    Observers observers_;
+    Observer observer_;
 };
 
 class FakeWebAuthentication : public WebAuthentication {
@@ -166,9 +144,9 @@ public:
 class FakeUserDefaults : public UserDefaults {
 public:
     std::map<std::string, Json> values;
-    bool broken = false;                ///< nothing can be written
-    bool unreadable = false;            ///< nothing can be read
-    std::function<void()> aroundChange; ///< called before and after each; may end the program there
+    bool broken = false;                        ///< nothing can be written
+    bool unreadable = false;                    ///< nothing can be read
+    std::function<void()> aroundChange = [] {}; ///< called before and after each; may end the program there
 
     Json value(const std::string& key) const override {
         const auto found = values.find(key);
@@ -180,15 +158,13 @@ public:
     void update(const std::map<std::string, Json>& changes) override {
         if (broken)
             throw Error("No space left on device");
-        if (aroundChange)
-            aroundChange();
+        aroundChange();
         for (const auto& [key, value] : changes) {
             values[key] = value;
             if (value.is_null())
                 values.erase(key);
         }
-        if (aroundChange)
-            aroundChange();
+        aroundChange();
     }
 };
 
@@ -218,9 +194,7 @@ public:
 class FakeWindow : public Window {
 public:
     Frame size = Frame{1180, 800};
-    Screen* content = nullptr;
-    Screen* sheet = nullptr;
-    Screen* overlay = nullptr;
+    Screen *content = nullptr, *sheet = nullptr, *overlay = nullptr;
     bool covered = false;
     std::vector<std::function<void()>> drawing; ///< who waits for the next frame
     Appearance appearance = Appearance::light;
@@ -249,14 +223,11 @@ public:
 
 class FakeWebView : public WebView {
 public:
-    std::vector<std::string> loaded;
-    std::vector<std::string> evaluated;
+    std::vector<std::string> loaded, evaluated;
     bool waitingForAnswer = false;
     std::map<std::string, std::function<void(const Json&)>> handlers;
     std::map<std::string, std::function<Task<Json>(Json)>> replyingHandlers;
-    std::string alternate; ///< the page shown in place of one that failed
-    std::string alternateFor;
-    std::string alternateBase;
+    std::string alternate, alternateFor, alternateBase; ///< the page shown in place of one that failed
     double zoom = 1;
     Color underPage;
 

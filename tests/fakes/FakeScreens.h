@@ -24,14 +24,15 @@ public:
     std::unique_ptr<Screen> authScreen(std::shared_ptr<AuthView> view) override {
         auth = view;
         view->appeared();
-        return make<Screen>([view] { return "sign-in '" + view->state().identifier + "'"; });
+        return std::make_unique<Made<Screen>>(
+            *this, [view] { return "sign-in '" + view->state().identifier + "'"; });
     }
     std::unique_ptr<Screen> passcodeScreen(std::shared_ptr<PasscodeView> view) override {
         constexpr const char* modes[] = {"unlock", "relock", "set-up", "change"};
         constexpr const char* steps[] = {"code", "password", "choose", "confirm"};
         passcode = view;
         view->appeared();
-        return make<Screen>([view] {
+        return std::make_unique<Made<Screen>>(*this, [view] {
             const auto& state = view->state();
             return std::string(modes[view->mode().index()]) + "/" + steps[static_cast<int>(state.step)] +
                    (state.owner.empty() ? "" : " of " + state.owner);
@@ -39,10 +40,11 @@ public:
     }
     std::unique_ptr<Screen> lockSettingsScreen(std::shared_ptr<LockSettingsView> view) override {
         lockSettings = view;
-        return make<Screen>([view] { return view->canChange() ? "settings" : "settings of nobody"; });
+        return std::make_unique<Made<Screen>>(
+            *this, [view] { return view->canChange() ? "settings" : "settings of nobody"; });
     }
     std::unique_ptr<WebView> webView() override {
-        auto view = make<FakeWebView>([] { return "page"; });
+        auto view = std::make_unique<Made<FakeWebView>>(*this, [] { return "page"; });
         web = view.get();
         return view;
     }
@@ -64,10 +66,5 @@ private:
         }
         FakeScreens& screens;
     };
-    template <class Base>
-    std::unique_ptr<Made<Base>> make(Words words) {
-        return std::make_unique<Made<Base>>(*this, std::move(words));
-    }
-
     const FakeWindow& window_;
 };

@@ -12,10 +12,12 @@ class Gate {
 public:
     bool hold = false;
 
-    /// The operation that came last goes on.
-    void release() { takeLast()->resolve(Done()); }
-    /// It fails.
-    void release(const Error& failure) { takeLast()->fail(std::make_exception_ptr(failure)); }
+    /// The operation that came last goes on, or fails.
+    void release(const std::optional<Error>& failure = {}) {
+        const auto gate = waiting_.at(waiting_.size() - 1);
+        waiting_.pop_back();
+        failure ? gate->fail(std::make_exception_ptr(*failure)) : gate->resolve(Done());
+    }
     std::size_t waiting() const { return waiting_.size(); }
     /// Everything goes on, and nothing waits any more. An operation that still waits at the end of a test
     /// would never be freed.
@@ -26,23 +28,11 @@ public:
     }
 
 protected:
-    Gate() = default;
-    ~Gate() = default;
-
     Task<> pass() {
-        if (!hold)
-            co_return;
-        const auto gate = std::make_shared<Completion<Done>>();
-        waiting_.push_back(gate);
-        co_await *gate;
+        if (const auto gate = hold ? waiting_.emplace_back(std::make_shared<Completion<Done>>()) : nullptr)
+            co_await *gate;
     }
 
 private:
-    std::shared_ptr<Completion<Done>> takeLast() {
-        auto gate = waiting_.at(waiting_.size() - 1);
-        waiting_.pop_back();
-        return gate;
-    }
-
     std::vector<std::shared_ptr<Completion<Done>>> waiting_;
 };

@@ -6,27 +6,6 @@
 #include "lock/Passcode.h"
 #include "platform/Outcome.h"
 
-/// How an operation of the store has ended, in a few words: "done", "ann: secret", "2 left", "locked for
-/// 300000 ms", or what a person reads of another failure.
-template <class T>
-std::string wordsOf(const std::shared_ptr<Outcome<T>>& outcome, const Clock& clock) {
-    using Failure = Passcode::Failure;
-    try {
-        const auto result = outcome->take();
-        if constexpr (std::is_same_v<T, Passcode::Account>)
-            return result.username + ": " + std::string(result.password.view());
-        return "done";
-    } catch (const Error& failure) {
-        const auto* known = dynamic_cast<const Failure*>(&failure);
-        if (const auto* wrong = known ? std::get_if<Failure::Wrong>(&known->reason()) : nullptr)
-            return std::to_string(wrong->remaining) + " left";
-        const auto* locked = known ? std::get_if<Failure::Locked>(&known->reason()) : nullptr;
-        const std::chrono::duration<double, std::milli> left =
-            (locked ? locked->until : clock.now()) - clock.now();
-        return locked ? "locked for " + std::to_string(std::lround(left.count())) + " ms" : failure.what();
-    }
-}
-
 /// A passcode store on a platform in memory, where every operation ends at once unless the keyring holds it.
 struct PasscodeStore {
     explicit PasscodeStore(Passcode::KeyDerivation derive = deriveInOneRound)
@@ -38,16 +17,26 @@ struct PasscodeStore {
     Passcode passcode;
     Scenario story{[this] { return sight(); }, deeds()};
 
+    /// "done", or what a person reads of the failure.
     std::string set(const char* code, std::string username = "ann", const char* password = "secret") {
         const auto setting = begin(passcode.set(SecretText(code), std::move(username), SecretText(password)));
-        return wordsOf(setting, clock);
+        return setting->value ? "done" : setting->message();
     }
-    std::string unlock(const char* code) { return wordsOf(begin(passcode.unlock(SecretText(code))), clock); }
+    /// "ann: secret", "2 left", or what a person reads of another failure.
+    std::string unlock(const char* code) {
+        try {
+            const auto account = begin(passcode.unlock(SecretText(code)))->take();
+            return account.username + ": " + std::string(account.password.view());
+        } catch (const Passcode::Failure& failure) {
+            const auto* wrong = std::get_if<Passcode::Failure::Wrong>(&failure.reason());
+            return wrong ? std::to_string(wrong->remaining) + " left" : failure.what();
+        }
+    }
     /// What a start of the program does.
     void launch() {
-        begin(passcode.reconcile());
+        begin(passcode.reconcile())->take();
         if (!passcode.shape())
-            begin(passcode.clear());
+            begin(passcode.clear())->take();
     }
     /// "4 ann"; "none" when there is none.
     std::string shape() const {
@@ -56,17 +45,13 @@ struct PasscodeStore {
     }
     Json record() const { return parseJson(*keychain.item); }
     Json preference(const std::string& key) const { return defaults.value("brisko." + key); }
-    void setPreference(const std::string& key, Json value) {
-        defaults.values["brisko." + key] = std::move(value);
-    }
 
 private:
     Scenario::Sight sight() const {
-        const auto record = keychain.item
-                                ? PasscodeRecord::parse(SecretText(std::string_view(*keychain.item)))
-                                : std::nullopt;
-        Scenario::Sight seen = {
-            {"record", record ? std::to_string(record->digits) + " " + record->username : ""}};
+        const auto stored = keychain.item ? record() : Json();
+        Scenario::Sight seen = {{"record", stored.contains("digits")
+                                               ? stored["digits"].dump() + " " + stored["username"].dump()
+                                               : ""}};
         for (const std::string key : {"passcode.digits", "passcode.username", "passcode.failures",
                                       "passcode.lockedUntil", "passcode.changing", "lock.auto"})
             seen.emplace_back(key.substr(key.find('.') + 1),
@@ -81,13 +66,14 @@ private:
                 {"try", [=, this](Text code) { say(unlock(code.c_str())); }},
                 {"clear", [this](Text) { begin(passcode.clear()); }},
                 {"start", [this](Text) { launch(); }},
-                {"keyring",
-                 [this](Text is) {
-                     keychain.unavailable = is == "gone" ? std::optional("Locked.") : std::nullopt;
-                     keychain.refusal =
-                         is == "full" ? std::optional<Keychain::Refused>("Full.") : std::nullopt;
-                 }},
                 {"disk", [this](Text is) { defaults.broken = is == "full"; }},
-                {"pass", [this](Text ms) { clock.time += std::chrono::milliseconds(std::stol(ms)); }}};
+                {"pass", [this](Text ms) { clock.time += std::chrono::milliseconds(std::stol(ms)); }},
+                {"keyring", [this](Text is) {
+                     keychain.unavailable.reset(), keychain.refusal.reset();
+                     if (is == "gone")
+                         keychain.unavailable = "Locked.";
+                     else if (is == "full")
+                         keychain.refusal = Keychain::Refused("Full.");
+                 }}};
     }
 };

@@ -3,11 +3,8 @@
 #include "platform/Error.h"
 #include "platform/Task.h"
 
-#include <exception>
 #include <memory>
 #include <optional>
-#include <string>
-#include <utility>
 
 /// How an operation that was begun has ended, if it has.
 template <class T>
@@ -34,29 +31,25 @@ struct Outcome {
     }
 };
 
-template <class T>
-Task<> settle(Task<T> task, std::shared_ptr<Outcome<T>> outcome) {
-    try {
-        auto value = co_await std::move(task);
-        outcome->value.emplace(std::move(value));
-    } catch (...) {
-        outcome->failure = std::current_exception();
-    }
-}
-
-inline Task<Done> ending(Task<> task) {
-    co_await std::move(task);
-    co_return Done();
-}
-
 /// Begins an operation, goes on at once, and tells how it ends.
 template <class T>
 std::shared_ptr<Outcome<T>> begin(Task<T> task) {
+    const auto settle = [](Task<T> begun, std::shared_ptr<Outcome<T>> outcome) -> Task<> {
+        try {
+            outcome->value.emplace(co_await std::move(begun));
+        } catch (...) {
+            outcome->failure = std::current_exception();
+        }
+    };
     auto outcome = std::make_shared<Outcome<T>>();
     spawn(settle(std::move(task), outcome));
     return outcome;
 }
 
 inline std::shared_ptr<Outcome<Done>> begin(Task<> task) {
+    const auto ending = [](Task<> begun) -> Task<Done> {
+        co_await std::move(begun);
+        co_return Done();
+    };
     return begin(ending(std::move(task)));
 }
