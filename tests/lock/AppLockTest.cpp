@@ -2,8 +2,6 @@
 
 #include "fakes/FakeLock.h"
 #include "fakes/FakeLocks.h"
-#include "fakes/FakePlatform.h"
-#include "platform/Outcome.h"
 #include "platform/Walk.h"
 
 namespace {
@@ -18,7 +16,6 @@ protected:
     const std::map<std::string, std::function<void()>> steps = {
         {"on", [this] { defaults.values["brisko.lock.enabled"] = true; }},
         {"off", [this] { defaults.values["brisko.lock.enabled"] = false; }},
-        {"prove", [this] { begin(lock->prove("turn on the lock for brisko")); }},
         {"activate", [this] { lock->challenge(); }},
         {"hide", [this] { lock->hide(); }},
         {"yes", [this] { owner.answer(true); }},
@@ -38,21 +35,16 @@ protected:
 
 } // namespace
 
-TEST_F(AppLockTest, coversNothingUntilItIsSwitchedOnAndTakesTheCoverAwayOnceItIsOff) {
+TEST_F(AppLockTest, asksAtEachActivationOnceItIsSwitchedOnButOnlyOneQuestionAtATime) {
     expect("activate  hide  on    hide     off      activate",
            "open      open  open  covered  covered  open");
-    // Who switches it on has proved it already.
-    expect("activate  prove  hide  yes   on    activate", "open      open?  open  open  open  open");
-}
-
-TEST_F(AppLockTest, asksAtEachActivationButOnlyOneQuestionAtATime) {
     // Active from the start, and still nobody has proved anything.
-    expect(
-        "on    activate  activate  no       activate  yes   hide     activate  no       activate  no",
-        "open  covered?  covered   covered  covered?  open  covered  covered?  covered  covered?  covered");
+    expect("on    activate  activate  no       activate  yes   hide     activate  no       activate",
+           "open  covered?  covered   covered  covered?  open  covered  covered?  covered  covered?");
     EXPECT_EQ(owner.reasons.front(), "unlock brisko");
-    owner.available = OwnerAuthentication::Kind::none;
-    expect("activate  activate", "covered?  covered?");
+    // What is asked outlives the lock's owner.
+    lock.reset();
+    expect("yes", "open");
 }
 
 // The desktop's question is a window: it takes the keyboard, and the program is activated when it closes.
@@ -65,17 +57,4 @@ TEST_F(AppLockTest, doesNotAskAgainWhenItsOwnQuestionGivesTheActivityBack) {
     // later one.
     expect("activate  hide     yes      wait     activate  hide     yes      activate",
            "covered?  covered  covered  covered  covered?  covered  covered  open");
-}
-
-TEST_F(AppLockTest, answersEachQuestionOnceInTheirTurn) {
-    const auto first = begin(lock->prove("turn on the lock for brisko"));
-    const auto second = begin(lock->prove("turn on the lock for brisko"));
-    expect("on    activate  no", "open  covered   covered?");
-    EXPECT_TRUE(first->value == false && !second->ended());
-    expect("yes", "covered?");
-    EXPECT_EQ(second->value, true);
-    EXPECT_EQ(owner.reasons.back(), "unlock brisko");
-    // What is asked outlives the lock's owner.
-    lock.reset();
-    expect("yes", "open");
 }
