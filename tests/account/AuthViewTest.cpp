@@ -139,7 +139,8 @@ TEST_F(AuthViewTest, aResetLinkIsAnnouncedAndNobodyIsSignedIn) {
          {"go", "no notice; busy; no ready; " + asks},
          {R"(reply 200{"message":5})",
           "notice If that address has an account, a reset link is on its way.; no busy; ready; no asks"},
-         {"footer", "mode in; focus name; no notice; no ready"}});
+         {"go, lost", "error Timed out; no notice"},
+         {"footer", "mode in; focus name; no error; no ready"}});
 }
 
 TEST_F(AuthViewTest, signUpAnswersTheImageThatIsShownAndGetsANewOneWhenItFails) {
@@ -174,16 +175,6 @@ TEST_F(AuthViewTest, ofTwoLoadsTheOneThatEndsLastGivesTheImageUnlessTheFormIsLef
                 {"image t2", "image t2; no asks"}});
 }
 
-TEST_F(AuthViewTest, aModeIsEnteredFreshButKeepsThePasswordAndTheAddress) {
-    story.play(
-        {{"remember ann, name bob, password secret, email a@b, go, lost, answer x",
-          "name bob; password secret; email a@b; answer x; error Timed out; ready; remembers ann"},
-         {"up", "mode up; no name; no answer; focus name; no error; no ready; asks captcha"},
-         // A submit that fetches an image ends with it.
-         {"image t1, name eve, answer x, go, lost", "name eve; answer x; image t1; error Timed out; busy"},
-         {"in", "mode in; name ann; no answer; no image; no error; no busy; ready; no asks"}});
-}
-
 TEST_F(AuthViewTest, aGoogleSignInReportsNoPasswordAndSaysWhatWentWrongUnlessThePersonGaveUp) {
     story.play({{"google", "busy"},
                 {"browser brisko://auth?code=c1", R"(asks native{"code":"c1"})"},
@@ -198,4 +189,22 @@ TEST_F(AuthViewTest, aGoogleSignInReportsNoPasswordAndSaysWhatWentWrongUnlessThe
     expectError(WebAuthenticationError("Closed", WebAuthenticationError::cancelledLogin), "");
     expectError(WebAuthenticationError("No browser", 2), "No browser");
     expectError(BriskoAPI::Failure("Nothing came back."), "Nothing came back.");
+}
+
+TEST(Remembered, keepsANameWithoutTheWhiteSpaceAroundItAndForgetsAnEmptyOne) {
+    FakeUserDefaults defaults;
+    Remembered remembered(defaults);
+    for (const auto& [written, kept] : {std::pair(" \t\r\n ann lee \v\f\n", "ann lee"),
+                                        {"\u00a0\u3000🙂\u2003", "🙂"},
+                                        {" \n\u2029", ""}}) {
+        remembered.setUsername(written);
+        EXPECT_EQ(remembered.username(), kept);
+    }
+    EXPECT_TRUE(defaults.values.empty());
+    defaults.values["brisko.lastUsername"] = 5;
+    EXPECT_EQ(remembered.username(), "");
+    remembered.setUsername("ann");
+    defaults.broken = true;
+    remembered.setUsername("bob");
+    EXPECT_EQ(remembered.username(), "ann") << "nothing can be written";
 }

@@ -16,11 +16,7 @@ struct FakeAccount {
     Remembered remembered{defaults};
 
     static Cookie session(std::string domain = "brisko.example") {
-        return {.name = "brisko_session",
-                .value = "s1",
-                .domain = std::move(domain),
-                .expires = {},
-                .secure = true};
+        return {"brisko_session", "s1", std::move(domain), "/", {}, true};
     }
     /// The service says yes to the request that waits, and sets its cookie.
     void acceptSignIn() {

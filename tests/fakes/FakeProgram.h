@@ -3,7 +3,6 @@
 #include "fakes/FakeAccount.h"
 #include "fakes/FakeDownloads.h"
 #include "fakes/FakeLock.h"
-#include "fakes/FakeLocks.h"
 #include "fakes/FakeNotifications.h"
 #include "lock/AppLock.h"
 #include "web/WebShell.h"

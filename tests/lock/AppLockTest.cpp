@@ -1,7 +1,6 @@
 #include "lock/AppLock.h"
 
 #include "fakes/FakeLock.h"
-#include "fakes/FakeLocks.h"
 #include "platform/Walk.h"
 
 namespace {

@@ -2,7 +2,6 @@
 
 #include "Scenario.h"
 #include "fakes/FakeLock.h"
-#include "fakes/FakePlatform.h"
 #include "lock/Passcode.h"
 #include "platform/Outcome.h"
 
