@@ -201,8 +201,6 @@ TEST(Remembered, keepsANameWithoutTheWhiteSpaceAroundItAndForgetsAnEmptyOne) {
         EXPECT_EQ(remembered.username(), kept);
     }
     EXPECT_TRUE(defaults.values.empty());
-    defaults.values["brisko.lastUsername"] = 5;
-    EXPECT_EQ(remembered.username(), "");
     remembered.setUsername("ann");
     defaults.broken = true;
     remembered.setUsername("bob");

@@ -58,7 +58,6 @@ TEST(PasscodeCrash, leavesASoundStoreAtWhateverStepTheProgramEnds) {
         {"last right try", nearLockOut, rightTry, {"4 ann"}, 0},
         {"reconcile", cutShort, reconcile, {"6 bob"}, 1},
         {"try after a set cut short", cutShort, wrongTry, {"6 bob"}, 2},
-        {"clear after a set cut short", cutShort, clear, {"6 bob", "none"}, 0},
     };
     for (const auto& crash : crashes) {
         auto died = true;

@@ -14,8 +14,7 @@ protected:
     FakeMainQueue queue;
     PasscodeStore store;
     std::shared_ptr<PasscodeView> view;
-    Scenario::Sight drawn = Scenario::Sight(5);
-    bool wrong = false;
+    Scenario::Sight drawn = Scenario::Sight(6);
     Scenario story{[this] { return sight(); }, deeds()};
 
     void SetUp() override { store.set("1234"); }
@@ -32,18 +31,14 @@ protected:
         const auto leaving = [this](Text where) { return [this, where] { tell("-> " + where); }; };
         view = PasscodeView::make(std::move(mode), {leaving("unlocked"), leaving("sign-in"), leaving("done")},
                                   store.passcode, account.api, store.clock, queue);
-        wrong = false;
         view->changed = [this] { draw(); };
         view->appeared();
     }
     void tell(Text what) { story.said += (story.said.empty() ? "" : ", ") + what; }
     void draw() {
-        if (!view)
-            return;
         const auto& state = view->state();
-        if (std::exchange(wrong, state.wrong) != state.wrong)
-            tell("shaken");
         drawn = {{"", view->title()},
+                 {"shaken", Scenario::flag(state.wrong)},
                  {"says", view->message().value_or("")},
                  {"typed", std::string(state.code.view())},
                  {"keyboard", Scenario::flag(state.focused)},
@@ -68,29 +63,26 @@ protected:
         queue.advance(time);
     }
     Scenario::Deeds deeds() {
-        return {
-            {"show", [this](Text mode) { show(mode); }},
-            {"type", [this](Text code) { view->edit(SecretText(std::string_view(code))); }},
-            {"password",
-             [this](Text text) {
-                 view->typePassword(SecretText(std::string_view(text))), spawn(view->checkPassword());
-             }},
-            {"press", [this](Text which) { press(which); }},
-            {"pass", [this](Text milliseconds) { pass(milliseconds); }},
-            {"escape", [this](Text) { view->cancel() ? void() : tell("not left"); }},
-            {"accept", [this](Text) { account.acceptSignIn(); }},
-            {"refuse", [this](Text) { account.http.answer(401, R"({"error":"Wrong password."})"); }},
-            {"cut",
-             [this](Text) { account.http.fail(TransportError(TransportError::Reason::other, "No route.")); }},
-            {"hold", [this](Text) { store.keychain.hold = account.webData.hold = true; }},
-            {"release",
-             [this](Text what) { what == "page" ? account.webData.open() : store.keychain.open(); }},
-            {"eight", [this](Text) { view->chooseLength(8); }},
-            {"click", [this](Text) { view->clickDots(); }},
-            {"look-away", [this](Text) { view->focus(false); }},
-            {"vanish", [this](Text) { view.reset(); }},
-            {"damage", [this](Text) { store.keychain.item = "{}"; }},
-            {"store", [this](Text how) { store.story.play({{how, ""}}); }}};
+        return {{"show", [this](Text mode) { show(mode); }},
+                {"type", [this](Text code) { view->edit(SecretText(std::string_view(code))); }},
+                {"password",
+                 [this](Text text) {
+                     view->typePassword(SecretText(std::string_view(text))), spawn(view->checkPassword());
+                 }},
+                {"press", [this](Text which) { press(which); }},
+                {"pass", [this](Text milliseconds) { pass(milliseconds); }},
+                {"escape", [this](Text) { view->cancel() ? void() : tell("not left"); }},
+                {"accept", [this](Text) { account.acceptSignIn(); }},
+                {"refuse", [this](Text) { account.http.answer(401, R"({"error":"Wrong password."})"); }},
+                {"hold", [this](Text) { store.keychain.hold = account.webData.hold = true; }},
+                {"release",
+                 [this](Text what) { what == "page" ? account.webData.open() : store.keychain.open(); }},
+                {"eight", [this](Text) { view->chooseLength(8); }},
+                {"click", [this](Text) { view->clickDots(); }},
+                {"look-away", [this](Text) { view->focus(false); }},
+                {"vanish", [this](Text) { view->changed = nullptr, view.reset(); }},
+                {"damage", [this](Text) { store.keychain.item = "{}"; }},
+                {"store", [this](Text how) { store.story.play({{how, ""}}); }}};
     }
 };
 
@@ -104,8 +96,8 @@ TEST_F(PasscodeViewTest, unlocksByUnsealingThePasswordAndSigningInWithIt) {
                 {"type 12345, type 1111", ""},
                 {"accept", "-> unlocked; no busy; no asks"},
                 // What was sealed does not sign in: it goes.
-                {"show unlock, type 1234, cut",
-                 "says No route. Sign in with your password.; no typed; keeps none"}});
+                {"show unlock, type 1234, refuse",
+                 "says Wrong password. Sign in with your password.; no typed; keeps none"}});
     EXPECT_EQ(account.webData.cookies, account.jar.cookies);
 }
 
@@ -113,12 +105,12 @@ TEST_F(PasscodeViewTest, countsWrongTriesDownToALockOutThatEndsByItself) {
     story.play({{"show relock", " Locked. Enter your passcode to carry on.; keyboard"},
                 {"type 9999", "shaken; says Wrong passcode. 2 tries left."},
                 {"type 9", "no says; typed 9"},
-                {"type 9999", "shaken; says Wrong passcode. One more try.; no typed"},
+                {"type 9999", "no shaken; says Wrong passcode. One more try.; no typed"},
                 {"type 9999", "shaken; says Too many wrong tries. Try again in 5:00.; no keyboard"},
                 {"type 1234, click", ""},
                 {"pass 239000", "says Too many wrong tries. Try again in 1:01."},
                 // Somebody who leaves and comes back finds the same lock-out.
-                {"show relock, pass 60800", "says Too many wrong tries. Try again in 0:01."},
+                {"show relock, pass 60800", "no shaken; says Too many wrong tries. Try again in 0:01."},
                 {"pass 200", "no says; keyboard"},
                 {"type x1y2z3-4567", "-> unlocked; typed 1234"}});
 }
@@ -169,13 +161,13 @@ TEST_F(PasscodeViewTest, tellsAKeyringThatCannotBeAskedFromABrokenRecordInEveryM
         store.set("1234");
         show(mode);
         // None of these tries is counted. Only a sign-in has another screen to go to.
-        const std::string left = mode == "unlock" ? ", -> sign-in; says " : "; says ";
-        story.play({{"store keyring gone, type 1234, type 1234, type 1234",
-                     "says The keyring could not be opened: Locked."},
-                    {"store keyring back, type 9999", "shaken; says Wrong passcode. 2 tries left."},
-                    {"damage, type 1234", "shaken" + left +
-                                              "The saved passcode could not be read. Sign in "
-                                              "with your password.; keeps none"}});
+        const std::string left = mode == "unlock" ? "-> sign-in; " : "";
+        story.play(
+            {{"store keyring gone, type 1234, type 1234, type 1234",
+              "says The keyring could not be opened: Locked."},
+             {"store keyring back, type 9999", "shaken; says Wrong passcode. 2 tries left."},
+             {"damage, type 1234", left + "no shaken; says The saved passcode could not be read. Sign in "
+                                          "with your password.; keeps none"}});
     }
 }
 
