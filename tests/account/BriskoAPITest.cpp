@@ -1,7 +1,6 @@
 #include "account/BriskoAPI.h"
 
 #include "fakes/FakeAccount.h"
-#include "platform/Base64.h"
 #include "platform/Outcome.h"
 
 #include <gtest/gtest.h>
@@ -63,13 +62,6 @@ TEST_F(BriskoAPITest, takesAChallengeWhateverTheStatusAndRefusesAnUnusableOne) {
         EXPECT_EQ(load(500, unusable), "Could not load the verification image.") << unusable;
 }
 
-TEST(Base64, isReadWithoutLeniency) {
-    using namespace std::string_view_literals;
-    for (const auto text : {"QUJD "sv, "QU\rJD"sv, "QU-_"sv, "QQ"sv, "QUJD="sv, "QQ==QQ=="sv, "QU\0D"sv})
-        EXPECT_EQ(decodeBase64(text), std::nullopt) << text;
-    EXPECT_EQ(decodeBase64("+/+/"), "\xFB\xFF\xBF");
-}
-
 TEST_F(BriskoAPITest, exchangesTheFirstCodeThatTheBrowserBringsBackFromGoogle) {
     const auto sentFor = [](const std::optional<std::string>& answer) {
         FakeAccount account;
@@ -127,7 +119,6 @@ TEST_F(BriskoAPITest, handsTheServicesCookiesOverAndSignsOutOnThisMachineOnly) {
 }
 
 TEST_F(BriskoAPITest, acceptsOnlyAnHttpsOriginWithoutPath) {
-    EXPECT_EQ(BriskoAPI::parseOrigin("https://h.example")->text(), "https://h.example");
     EXPECT_EQ(BriskoAPI::parseOrigin("https://H.Example:8443/")->text(), "https://h.example:8443");
     EXPECT_EQ(BriskoAPI::parseOrigin("https://[::1]:8443/")->text(), "https://[::1]:8443");
     for (const auto* given : {"h.example", "http://h.example", "https:///x", "https://h.example/a",

@@ -15,8 +15,7 @@ inline SecretText deriveInOneRound(const SecretText& code, const SecretText& sal
 }
 
 /// A clock that goes when the test says so.
-class FakeClock : public Clock {
-public:
+struct FakeClock : Clock {
     time_point time{std::chrono::seconds(1'800'000'000)};
 
     time_point now() const override { return time; }
@@ -89,33 +88,24 @@ public:
         reasons.push_back(std::move(reason));
         if (available == Kind::none)
             co_return false;
-        const auto question = open_.emplace_back(std::make_shared<Completion<bool>>());
+        const auto question = question_ = std::make_shared<Completion<bool>>();
         co_return co_await *question;
     }
 
-    /// Answers the oldest one.
-    void answer(bool proved) {
-        const auto question = open_.at(0);
-        open_.erase(open_.begin());
-        question->resolve(proved);
-    }
+    /// Answers the latest one: there is but one at a time.
+    void answer(bool proved) { std::shared_ptr(question_)->resolve(proved); }
 
 private:
-    std::vector<std::shared_ptr<Completion<bool>>> open_;
+    std::shared_ptr<Completion<bool>> question_;
 };
 
-class FakeEventMonitor : public EventMonitor {
-public:
-    std::shared_ptr<void> observeInput(std::function<void()> used) override { return observer_.set(used); }
+struct FakeEventMonitor : EventMonitor, Observer {
+    std::shared_ptr<void> observeInput(std::function<void()> used) override { return set(used); }
     /// Somebody types, clicks, scrolls or moves the pointer.
-    void use() const { observer_.tell(); }
-
-private:
-    Observer observer_;
+    void use() const { tell(); }
 };
 
-class FakeDesktopSession : public DesktopSession {
-public:
+struct FakeDesktopSession : DesktopSession {
     bool locked = false;
     int delayed = 0; ///< how often the machine went to sleep before it was told that it may
 

@@ -62,8 +62,7 @@ private:
 
 /// A client whose requests wait until the test answers them, oldest first unless it says otherwise. A stopped
 /// request fails at once, unless its reply is `underWay`, on its way through the main loop.
-class FakeHttpClient : public HttpClient {
-public:
+struct FakeHttpClient : HttpClient {
     struct Pending {
         HttpRequest request;
         Completion<HttpReply> reply;
@@ -96,42 +95,31 @@ public:
 };
 
 /// The web view's store in memory.
-class FakeWebDataStore : public WebDataStore, public Gate {
-public:
+struct FakeWebDataStore : WebDataStore, Gate, Observer {
     std::vector<Cookie> cookies;
-    int started = 0;
 
-    std::shared_ptr<void> observeCookies(std::function<void()> told) override { return observer_.set(told); }
+    std::shared_ptr<void> observeCookies(std::function<void()> told) override { return set(told); }
     /// Says that cookies have changed: a real store does so once for each.
-    void changed() { observer_.tell(); }
+    void changed() { tell(); }
 
     Task<std::vector<Cookie>> allCookies() override {
-        co_await begin();
+        co_await pass();
         co_return cookies;
     }
     Task<> setCookie(Cookie cookie) override {
-        co_await begin();
+        co_await pass();
         removeCookie(cookies, cookie);
         cookies.push_back(cookie);
         changed();
     }
     Task<> removeAllData() override {
-        co_await begin();
+        co_await pass();
         if (!std::exchange(cookies, {}).empty())
             changed();
     }
-
-private:
-    Task<> begin() {
-        started += 1;
-        return pass();
-    }
-
-    Observer observer_;
 };
 
-class FakeWebAuthentication : public WebAuthentication {
-public:
+struct FakeWebAuthentication : WebAuthentication {
     std::vector<std::string> started; ///< "scheme start-URL"
     Completion<std::optional<std::string>> answer;
 
@@ -141,8 +129,7 @@ public:
     }
 };
 
-class FakeUserDefaults : public UserDefaults {
-public:
+struct FakeUserDefaults : UserDefaults {
     std::map<std::string, Json> values;
     bool broken = false;                        ///< nothing can be written
     bool unreadable = false;                    ///< nothing can be read
@@ -168,16 +155,14 @@ public:
     }
 };
 
-class FakeWorkspace : public Workspace {
-public:
+struct FakeWorkspace : Workspace {
     std::vector<std::string> opened;
 
     using Workspace::open;
     void open(const Url& url, std::function<void(const Error&)>) override { opened.push_back(url.text()); }
 };
 
-class FakeAboutPanel : public AboutPanel {
-public:
+struct FakeAboutPanel : AboutPanel {
     std::vector<std::string> shown; ///< "version, date, credits, link"
 
     void show(const Info& info) override {
@@ -186,8 +171,7 @@ public:
     }
 };
 
-class FakeWindow : public Window {
-public:
+struct FakeWindow : Window {
     Frame size = Frame{1180, 800};
     Screen *content = nullptr, *sheet = nullptr, *overlay = nullptr;
     bool covered = false;
@@ -216,8 +200,7 @@ public:
     void present() override { presented += 1; }
 };
 
-class FakeWebView : public WebView {
-public:
+struct FakeWebView : WebView {
     std::vector<std::string> loaded, evaluated;
     bool waitingForAnswer = false;
     std::map<std::string, std::function<void(const Json&)>> handlers;

@@ -11,6 +11,7 @@
 class Gate {
 public:
     bool hold = false;
+    int started = 0; ///< operations, since the start
 
     /// The operation that came last goes on, or fails.
     void release(const std::optional<Error>& failure = {}) {
@@ -29,6 +30,7 @@ public:
 
 protected:
     Task<> pass() {
+        started += 1;
         if (const auto gate = hold ? waiting_.emplace_back(std::make_shared<Completion<Done>>()) : nullptr)
             co_await *gate;
     }
