@@ -38,33 +38,22 @@ protected:
         }
         return Scenario::list(all);
     }
-    /// The titles of the delegate's items that cannot be chosen.
-    std::string disabled(const MenuState& state) {
-        std::vector<std::string> titles;
-        for (auto command = 0; command <= static_cast<int>(openPrivacy); ++command)
-            if (const auto& item = menus.item(static_cast<MenuCommand>(command));
-                !menus.isEnabled(item, state))
-                titles.push_back(item.title);
-        return Scenario::list(titles);
-    }
 };
 
 } // namespace
 
 TEST_F(MenusTest, holdEachCommandOnceUnderKeysOfItsOwnWithTheCommandKey) {
     std::set<std::string> keys;
-    auto next = 0, without = 0; // the commands are declared in the order of the menus
+    auto next = 0; // the commands are declared in the order of the menus
     for (const auto& menu : menus.menus())
         for (const auto& section : menu.sections)
             for (const auto& item : section) {
                 EXPECT_EQ(static_cast<int>(item.command), next++) << item.title;
                 const auto text = words(item.keyEquivalent);
-                text == "none" ? ++without : 0;
                 EXPECT_TRUE(text == "none" || (keys.insert(text).second && text.find("⌘") != text.npos))
                     << text;
             }
     EXPECT_EQ(next, static_cast<int>(openPrivacy) + 1);
-    EXPECT_EQ(without, 7);
     EXPECT_EQ(keysOf({pasteAsPlainText, toggleFullScreen, hideOtherApplications, redo}), "⌥⇧⌘v ⌃⌘f ⌥⌘h ⇧⌘z");
 }
 
@@ -92,7 +81,6 @@ TEST_F(MenusTest, followTheBindingsOfTheAccount) {
 
 TEST_F(MenusTest, showTheLockShortcutAfterItHasChanged) {
     lockShortcut.set("k", 0x120000);
-    EXPECT_EQ(words(Menus(lockShortcut).item(lockNow).keyEquivalent) + keysOf({lockNow}), "⇧⌘k⌃⌘l");
     menus.applyLockShortcut();
     EXPECT_EQ(keysOf({lockNow}), "⇧⌘k") << "with nobody to tell";
     menus.onChanged = [this] { told += 1; };
@@ -105,18 +93,17 @@ TEST_F(MenusTest, showTheLockShortcutAfterItHasChanged) {
 
 TEST_F(MenusTest, canBeChosenAsTheStateAllows) {
     menus.adopt({{"search", ""}});
-    EXPECT_EQ(disabled({false, true, false}),
-              "Settings… Lock & Passcode… Lock Now New Task Search All Tasks Filter This List "
-              "Reload Actual Size Zoom In Zoom Out Switch List / Kanban");
-    EXPECT_EQ(disabled({true, true, false}), "Filter This List");
-    for (const auto& state : {MenuState{true, false, false}, MenuState{true, true, true}})
-        EXPECT_EQ(disabled(state), "Lock Now Filter This List");
+    for (const auto& [state, allowed] : {std::pair(MenuState{false, true, false}, "nnnnnyy"),
+                                         {MenuState{true, true, false}, "yyynyyy"},
+                                         {MenuState{true, false, false}, "yynnyyy"},
+                                         {MenuState{true, true, true}, "yynnyyy"}}) {
+        std::string seen;
+        for (const auto command : {openSettings, newTask, lockNow, filterList, zoomIn, paste, showAbout})
+            seen += menus.isEnabled(menus.item(command), state) ? 'y' : 'n';
+        EXPECT_EQ(seen, allowed);
+    }
 }
 
 TEST(PageZoom, staysWithinItsLimits) {
-    const double cases[][3] = {{1, 1.1, 0.9}, {2.95, 3, 2.85}, {0.55, 0.65, 0.5}, {9, 3, 3}};
-    for (const auto& [zoom, in, out] : cases) {
-        EXPECT_DOUBLE_EQ(PageZoom::in(zoom), in);
-        EXPECT_DOUBLE_EQ(PageZoom::out(zoom), out);
-    }
+    EXPECT_DOUBLE_EQ(PageZoom::in(2.95) + PageZoom::out(0.55), 3.5);
 }
