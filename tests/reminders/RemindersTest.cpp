@@ -1,5 +1,6 @@
 #include "reminders/Reminders.h"
 
+#include "fakes/FakeDownloads.h"
 #include "fakes/FakeLock.h"
 #include "fakes/FakeNotifications.h"
 #include "platform/Outcome.h"
