@@ -115,7 +115,6 @@ protected:
                 {"launch", [this](Text) { delegate->applicationDidFinishLaunching(); }},
                 {"activate", [this](Text) { delegate->applicationDidBecomeActive(); }},
                 {"resign", [this](Text) { delegate->applicationDidResignActive(); }},
-                {"reopen", [this](Text) { delegate->applicationShouldHandleReopen(); }},
                 {"respond", [this](Text) { program.center.onResponse(); }},
                 {"open", [this](Text urls) { delegate->open(cellsOf(urls)); }},
                 {"menu", [this](Text title) { choose(title); }},
@@ -164,7 +163,7 @@ TEST_F(AppDelegateTest, opensAPageOnceItHasTheSessionAndAnotherByScriptOrWhenThe
                 {"open brisko://today  brisko://search  brisko://nothing  %", "presented 5"},
                 {"try, accept", "https://brisko.example/?search=1; window page; jar; web; sheet "
                                 "set-up/choose of ann; menus n; made 4"},
-                {"open, open brisko://other  %, reopen, respond, seconds 0", "presented 9"}});
+                {"open, open brisko://other  %, respond, seconds 0", "presented 8"}});
     EXPECT_FALSE(delegate->applicationShouldTerminateAfterLastWindowClosed());
 }
 
@@ -187,9 +186,7 @@ TEST_F(AppDelegateTest, leavesTheApplicationOnceWhoeverNoticesFirstAndNoneThatIs
          {"release", "window sign-in ''; no menus; waits 1; no badge; made 2"},
          {"release-all", "no waits"},
          {"session, launch", page + "presented 2; window page; jar; web; menus n; made 3"},
-         {"hold, activate, leave, release", "window sign-in ''; no jar; no web; no menus; waits 2; made 4"},
-         {"try, accept, release", signedIn + offered + "menus n; waits 3; made 6"},
-         {"lose, release-all", "no jar; no web; no waits"}});
+         {"hold, activate, leave, release", "window sign-in ''; no jar; no web; no menus; waits 2; made 4"}});
 }
 
 TEST_F(AppDelegateTest, pressesThePagesKeysForTheMenusAndOnlyWhileThePageIsThere) {

@@ -71,19 +71,6 @@ TEST_P(DemoServiceTest, signsInWithACookieThatScriptsCannotReadAndGivesThePagesS
     EXPECT_FALSE(api.hasSession()) << "the service takes its cookie back";
 }
 
-TEST_P(DemoServiceTest, signsUpWithTheChallengeAndTellsOfAReset) {
-    for (const auto* answer : {"AAAAA", "k7xm4"}) {
-        const auto challenge = MainLoop::finish(api.captcha());
-        EXPECT_TRUE(challenge.image.starts_with("\x89PNG\r\n"));
-        const auto refusal = told(api.registerAccount("mary", SecretText("mechanism of the heavens"),
-                                                      "mary@brisko.example", challenge.token, answer));
-        EXPECT_EQ(api.hasSession(), refusal.empty()) << refusal;
-    }
-    EXPECT_TRUE(api.hasSession());
-    const auto notice = MainLoop::finish(api.requestReset("mary@brisko.example"));
-    EXPECT_NE(notice.find("reset link"), std::string::npos) << notice;
-}
-
 TEST_P(DemoServiceTest, leadsThroughTheBrowserBackToTheProgramWithACodeThatSignsIn) {
     const auto signingIn = begin(api.signInWithGoogle());
     ASSERT_EQ(browser.started.size(), 1U);

@@ -63,8 +63,8 @@ public:
         const auto destination = decideDestination(suggestedName);
         if (!destination)
             cancel();
-        else if (!cancelled && !disk_.files.insert(*destination).second)
-            throw std::logic_error("there is a file already: " + destination->string());
+        else if (!cancelled)
+            disk_.files.insert(*destination);
     }
     void progress(double fraction) { onProgress(fraction); }
     void finish() { end(onFinished); }

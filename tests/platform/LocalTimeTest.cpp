@@ -39,16 +39,11 @@ TEST(LocalTime, findsTheMomentsOfAMinuteAlsoWhereClocksAreSet) {
         << "03:30";
 }
 
-TEST(LocalTime, knowsWhenTheNextDayBeginsAlsoOnesWithoutAMidnight) {
-    const sys_seconds march = sys_days(2026y / March / 8), november = sys_days(2026y / November / 1);
+TEST(LocalTime, knowsWhenTheNextDayBeginsAlsoOneWithoutAMidnight) {
+    const sys_seconds march = sys_days(2026y / March / 8);
     auto zone = newYork();
-    const auto tomorrow = [&](sys_seconds moment) { return LocalTime::startOfTomorrow(moment, zone); };
-    EXPECT_EQ(tomorrow(sys_days(2026y / December / 31) + 20h), sys_days(2027y / January / 1) + 5h);
-    EXPECT_EQ(tomorrow(november + 5h), november + 24h + 5h);
-    // Clocks go from 24:00 to 01:00, as they did in São Paulo.
-    zone.changes = {{march + 5h, -4h}};
-    EXPECT_EQ(tomorrow(march - 4h), march + 5h);
-    // They go back from 24:00 to 23:00: midnight comes an hour later.
-    zone.changes = {{march + 5h, -6h}};
-    EXPECT_EQ(tomorrow(march - 4h), march + 6h);
+    EXPECT_EQ(LocalTime::startOfTomorrow(sys_days(2026y / December / 31) + 20h, zone),
+              sys_days(2027y / January / 1) + 5h);
+    zone.changes = {{march + 5h, -4h}}; // from 24:00 to 01:00, as it was in São Paulo
+    EXPECT_EQ(LocalTime::startOfTomorrow(march - 4h, zone), march + 5h);
 }

@@ -9,21 +9,6 @@ namespace {
 using std::chrono::seconds;
 using std::chrono::sys_seconds;
 
-/// It is read back as it was written; what a damaged disk makes of it is refused, or is a value like any
-/// other.
-template <class Value>
-void expectReadBack(const Value& value) {
-    const auto text = value.encode();
-    EXPECT_EQ(Value::decode(text), value);
-    for (std::size_t at = 0; at < text.size() && !testing::Test::HasFailure(); ++at)
-        for (const char other : std::string_view("0123456789eE+-.,:\"\\[]{}tfn \n\x80\xff")) {
-            auto changed = text;
-            changed[at] = other;
-            if (const auto read = Value::decode(changed))
-                EXPECT_EQ(Value::decode(read->encode()), read) << changed;
-        }
-}
-
 } // namespace
 
 TEST(RequestText, carriesAsMuchOfATextAsANotificationShows) {
@@ -39,7 +24,8 @@ TEST(RequestText, carriesAsMuchOfATextAsANotificationShows) {
 TEST(PendingList, readsBackWhatItWritesAndNothingElse) {
     const NotificationRequest request{"a", "one", {}, -7, {300'000, 12, 31, 23, 59}};
     const NotificationRequest other{"b", "\"\\\n\t\x7f é\u202e🙂", "<&%", INT64_MIN, {1970, 1, 1, 0, 0}};
-    expectReadBack(PendingList{UINT64_MAX, {"", "/"}, {{request, sys_seconds(seconds(5))}, {other, {}}}});
+    const PendingList both{UINT64_MAX, {"", "/"}, {{request, sys_seconds(seconds(5))}, {other, {}}}};
+    EXPECT_EQ(PendingList::decode(both.encode()), both);
     const auto text = PendingList{12, {"brisko"}, {{request, sys_seconds(seconds(5))}}}.encode();
     for (const std::string change :
          {R"("version":1 > "version":2)", R"("sync":12 > "sync":"12")", R"("sync":12 > "sync":-1e250)",
@@ -59,7 +45,7 @@ TEST(DeliveryEvent, readsBackWhatItWritesInOneLineAndNothingElse) {
              {Kind::delivered, "brisko.task.7\n\"", 1'234'567'250, sys_seconds(seconds(-99'250)), "", 0},
              {Kind::withdrawn, "a", 0, {}, "", 0},
              {Kind::shown, "a", 0, {}, "guid :1.5", 4'294'967'295}}) {
-        expectReadBack(event);
+        EXPECT_EQ(DeliveryEvent::decode(event.encode()), event);
         EXPECT_EQ(event.encode().find('\n'), std::string::npos);
     }
     for (const auto* line : {"", "{}", "[]", R"({"shown":"a","server":5,"id":1})",

@@ -15,15 +15,14 @@ TEST(ChromeReporter, readsTheFirstThreeNumbersOfAColour) {
         EXPECT_EQ(ChromeReporter::colour(none), std::nullopt) << none;
 }
 
-TEST(ChromeReporter, reportsOnceForEachObjectAndForNothingElse) {
+TEST(ChromeReporter, reportsObjectsOnlyAndOfThemWhatCanBeRead) {
     ChromeReporter reporter;
     reporter.receive(Json::object());
-    std::vector<ChromeReporter::Report> reports;
-    reporter.onReport = [&](const auto& report) { reports.push_back(report); };
-    for (const auto* body : {R"({"background": 7})", R"({"shortcuts": {"newTask": "mod+j", "search": 5}})",
-                             R"({"shortcuts": ["a"]})", "null", "\"rgb(1, 2, 3)\""})
+    reporter.onReport = [&](const auto& report) {
+        EXPECT_EQ(report.shortcuts, (Shortcuts{{"newTask", "mod+j"}}));
+        EXPECT_FALSE(report.background);
+    };
+    for (const auto* body :
+         {R"({"shortcuts": {"newTask": "mod+j", "search": 5}, "background": 7})", "null", "[]"})
         reporter.receive(parseJson(body));
-    ASSERT_EQ(reports.size(), 3U);
-    EXPECT_FALSE(reports[0].background || reports[0].shortcuts || reports[2].shortcuts);
-    EXPECT_EQ(reports[1].shortcuts, (Shortcuts{{"newTask", "mod+j"}}));
 }

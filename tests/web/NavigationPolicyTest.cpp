@@ -1,7 +1,5 @@
 #include "web/NavigationPolicy.h"
 
-#include "web/OpenedUrl.h"
-
 #include <gtest/gtest.h>
 
 namespace {
@@ -41,12 +39,4 @@ TEST(NavigationPolicy, isNotMisledByCharactersThatEnginesLeaveBare) {
     }
     EXPECT_EQ(NavigationDecision::address("https://[::1]/[a]?%41%4|#x#")->text(),
               "https://[::1]/%5Ba%5D?%41%254%7C#x%23");
-}
-
-TEST(OpenedUrl, standsForAPageByItsHostAlone) {
-    EXPECT_EQ(OpenedUrl::servicePath("other://user@new:1/login"), "/?new=1");
-    EXPECT_EQ(OpenedUrl::servicePath("brisko://today/"), "/");
-    EXPECT_EQ(OpenedUrl::servicePath("brisko://search?q=x#y"), "/?search=1");
-    for (const auto* url : {"brisko://New", "brisko://news", "brisko:new", "brisko:///new", "%", ""})
-        EXPECT_EQ(OpenedUrl::servicePath(url), std::nullopt) << url;
 }
