@@ -1,13 +1,23 @@
 #pragma once
 
-#include "fakes/FakeDock.h"
 #include "fakes/Gate.h"
+#include "platform/Dock.h"
 #include "platform/Download.h"
 #include "platform/DownloadFolder.h"
 #include "platform/Panels.h"
 #include "platform/Task.h"
 
 #include <set>
+
+/// Notes what the icon shows.
+class FakeDock : public Dock {
+public:
+    int badge = 0;
+    std::vector<std::optional<double>> told; ///< every progress
+
+    void setBadge(int count) override { badge = count; }
+    void setProgress(std::optional<double> fraction) override { told.push_back(fraction); }
+};
 
 /// A folder in memory, with the names of the files in it. What has arrived may be held up before it is on the
 /// disk.
@@ -16,19 +26,11 @@ public:
     std::optional<std::filesystem::path> folder = "/home/ada/Downloads";
     std::set<std::filesystem::path> files;
     std::vector<std::filesystem::path> announced;
-    std::optional<Error> missing; ///< the folder cannot be made
-    std::optional<Error> refusal; ///< nothing can be placed
 
-    std::optional<std::filesystem::path> path() override {
-        if (missing)
-            throw *missing;
-        return folder;
-    }
+    std::optional<std::filesystem::path> path() override { return folder; }
     bool exists(const std::filesystem::path& file) const override { return files.contains(file); }
     Task<> settle(std::filesystem::path) override { return pass(); }
     bool place(const std::filesystem::path& partial, const std::filesystem::path& file) override {
-        if (refusal)
-            throw *refusal;
         if (!files.contains(partial))
             throw Error("No such file or directory");
         if (!files.insert(file).second)
@@ -61,8 +63,8 @@ public:
         const auto destination = decideDestination(suggestedName);
         if (!destination)
             cancel();
-        else if (!cancelled && !disk_.files.insert(*destination).second)
-            throw std::logic_error("there is a file already: " + destination->string());
+        else if (!cancelled)
+            disk_.files.insert(*destination);
     }
     void progress(double fraction) { onProgress(fraction); }
     void finish() { end(onFinished); }

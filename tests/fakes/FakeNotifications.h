@@ -1,6 +1,5 @@
 #pragma once
 
-#include "fakes/FakeDock.h"
 #include "platform/NotificationCenter.h"
 #include "platform/NotificationQuestion.h"
 

@@ -13,7 +13,6 @@ public:
     std::vector<std::string> log;
     bool full = false;
     bool permitted = true;
-    int saved = 0;
 
     PendingList loadPending() override { return PendingList::decode(pending).value_or(PendingList()); }
     std::vector<DeliveryEvent> loadDeliveries() override {
@@ -26,7 +25,6 @@ public:
     void savePending(const PendingList& list) override {
         refuseWhenFull();
         pending = list.encode();
-        saved += 1;
     }
     void append(const DeliveryEvent& event) override {
         refuseWhenFull();

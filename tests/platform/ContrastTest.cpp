@@ -7,7 +7,6 @@
 TEST(Contrast, isMeasuredAsTheGuidelinesSay) {
     EXPECT_NEAR(Contrast::ratio({0, 0, 0}, {1, 1, 1}), 21, 1e-9);
     EXPECT_NEAR(Contrast::ratio({1, 0, 0}, {1, 1, 1}), 3.998, 1e-3);
-    EXPECT_NEAR(Contrast::ratio({0.46, 0.46, 0.46}, {0, 0, 0}), 4.57, 0.02);
     constexpr auto nan = std::numeric_limits<double>::quiet_NaN();
     EXPECT_EQ(Contrast::drawn({2, -1, nan, 1}), (Color{1, 0, 0}));
     EXPECT_EQ(Contrast::drawn({1, 1, 1, 0}), Chrome::canvas);
@@ -23,7 +22,6 @@ TEST(Contrast, ofTheInkIsEnoughToReadOnEveryColourAndOnItsMarks) {
             ASSERT_GE(Contrast::ratio(drawn, Contrast::ink(ground)), 4.5) << number;
     }
     EXPECT_EQ(Contrast::marked({0, 0, 0}, 0.25), (Color{0.25, 0.25, 0.25}));
-    EXPECT_EQ(Contrast::marked({0.5, 0.5, 0.5}, 0.5), (Color{0.75, 0.75, 0.75}));
     EXPECT_EQ(Contrast::ink(Chrome::canvas), (Color{1, 1, 1}));
     EXPECT_EQ(Contrast::ink({1, 1, 0}), (Color{0, 0, 0}));
 }

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-TEST(Url, splitsIntoItsPartsKeepsItsTextAndTellsAMissingHostFromAPresentOne) {
+TEST(Url, splitsIntoItsPartsKeepsItsTextAndTellsAMissingPartFromAnEmptyOne) {
     const auto url = Url::parse("https://user@Host.example:8443/a//b%20c/?q=1#f").value();
     EXPECT_EQ(url.scheme() + " " + *url.host() + " " + url.path(), "https Host.example /a//b%20c/");
     EXPECT_EQ(url.port(), 8443);
@@ -11,28 +11,19 @@ TEST(Url, splitsIntoItsPartsKeepsItsTextAndTellsAMissingHostFromAPresentOne) {
     for (const auto* text : {"brisko:new", "brisko:///new", "/path", "blob:https://h/1"})
         EXPECT_FALSE(Url::parse(text).value().host()) << text;
     EXPECT_EQ(Url::parse("brisko:a/b")->path() + Url::parse("/path")->path(), "a/b/path");
-    EXPECT_EQ(Url::parse("brisko://new")->host(), "new");
     EXPECT_EQ(Url::parse("https://[::1]:1/")->origin(), "https://[::1]:1");
     EXPECT_EQ(Url::parse("https://h:65535/")->port(), 65535);
     for (const auto* text : {"https://a b/", "https://h/\xC3\xA9", "https://h:65536/", "http://[::1", "%"})
         EXPECT_FALSE(Url::parse(text)) << text;
-}
-
-TEST(Url, readsQueryItemsInOrderDecodedAndTellsNoValueFromAnEmptyOne) {
     EXPECT_EQ(
         Url::parse("brisko://auth?code=a%26b+c&code=&code&x=1")->queryItems(),
         std::vector<Url::QueryItem>({{"code", "a&b+c"}, {"code", ""}, {"code", std::nullopt}, {"x", "1"}}));
-    EXPECT_TRUE(Url::parse("brisko://auth")->queryItems().empty());
 }
 
 TEST(Url, buildsTheServicesAddressesAndResolvesReferences) {
     const auto origin = *Url::parse("https://brisko.example");
-    EXPECT_EQ(origin.appendingPath("api/auth/login").text(), "https://brisko.example/api/auth/login");
     EXPECT_EQ(origin.appendingPath("a").withQuery({{"na me", "1&2"}, {"flag", std::nullopt}}).text(),
               "https://brisko.example/a?na%20me=1%262&flag");
-    for (const auto& [reference, rest] :
-         {std::pair("/?new=1", "/?new=1"), {"?search=1", "?search=1"}, {"a/../b", "/b"}})
-        EXPECT_EQ(origin.resolve(reference)->text(), "https://brisko.example" + std::string(rest));
-    EXPECT_EQ(origin.resolve("//other.example/x")->text(), "https://other.example/x");
+    EXPECT_EQ(origin.resolve("a/../b")->text(), "https://brisko.example/b");
     EXPECT_FALSE(origin.resolve("not a path"));
 }

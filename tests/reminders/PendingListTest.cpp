@@ -1,6 +1,5 @@
 #include "reminders/agent/PendingList.h"
 
-#include "ForAll.h"
 #include "reminders/agent/Deliveries.h"
 
 #include <gtest/gtest.h>
@@ -9,31 +8,6 @@ namespace {
 
 using std::chrono::seconds;
 using std::chrono::sys_seconds;
-
-PendingList anyList(std::mt19937_64& random) {
-    const auto number = [&] { return anyOf<std::int64_t>(random, INT64_MIN, INT64_MAX); };
-    PendingList list{anyOf<std::uint64_t>(random, 0, UINT64_MAX), {anyText(random), anyText(random)}, {}};
-    for (auto count = anyOf(random, 0, 3); count > 0; --count) {
-        NotificationRequest request{anyText(random), anyText(random), {}, number(), {}};
-        if (count > 1)
-            request.body = anyText(random);
-        request.trigger = {anyOf(random, 1970, 300'000'000), anyOf(random, 1, 12), anyOf(random, 1, 31),
-                           anyOf(random, 0, 23), anyOf(random, 0, 59)};
-        list.reminders.push_back({request, sys_seconds(seconds(number()))});
-    }
-    return list;
-}
-
-/// It is read back as it was written; what a damaged disk makes of it is refused, or is a value like any
-/// other.
-template <class Value>
-void expectReadBack(const Value& value) {
-    EXPECT_EQ(Value::decode(value.encode()), value);
-    forEachChangedByte(value.encode(), [](const std::string& changed) {
-        if (const auto read = Value::decode(changed))
-            EXPECT_EQ(Value::decode(read->encode()), read);
-    });
-}
 
 } // namespace
 
@@ -48,11 +22,11 @@ TEST(RequestText, carriesAsMuchOfATextAsANotificationShows) {
 }
 
 TEST(PendingList, readsBackWhatItWritesAndNothingElse) {
-    forAll(500, anyList, [](const auto& list) { EXPECT_EQ(PendingList::decode(list.encode()), list); });
     const NotificationRequest request{"a", "one", {}, -7, {300'000, 12, 31, 23, 59}};
-    const PendingList list{12, {"brisko"}, {{request, sys_seconds(seconds(5))}}};
-    expectReadBack(list);
-    const auto text = list.encode();
+    const NotificationRequest other{"b", "\"\\\n\t\x7f é\u202e🙂", "<&%", INT64_MIN, {1970, 1, 1, 0, 0}};
+    const PendingList both{UINT64_MAX, {"", "/"}, {{request, sys_seconds(seconds(5))}, {other, {}}}};
+    EXPECT_EQ(PendingList::decode(both.encode()), both);
+    const auto text = PendingList{12, {"brisko"}, {{request, sys_seconds(seconds(5))}}}.encode();
     for (const std::string change :
          {R"("version":1 > "version":2)", R"("sync":12 > "sync":"12")", R"("sync":12 > "sync":-1e250)",
           "[300000, > [1.5e300,", ",12,31 > ,13,31", ",12,31 > ,4294967308,31", "23,59 > 23,60", "23,59 > 23",
@@ -63,8 +37,6 @@ TEST(PendingList, readsBackWhatItWritesAndNothingElse) {
         changed.replace(changed.find(from), from.size(), change.substr(from.size() + 3));
         EXPECT_FALSE(PendingList::decode(changed)) << changed;
     }
-    for (std::size_t length = 0; length + 2 < text.size(); ++length)
-        EXPECT_FALSE(PendingList::decode(text.substr(0, length))) << length;
 }
 
 TEST(DeliveryEvent, readsBackWhatItWritesInOneLineAndNothingElse) {
@@ -72,13 +44,11 @@ TEST(DeliveryEvent, readsBackWhatItWritesInOneLineAndNothingElse) {
     for (const auto& event : std::vector<DeliveryEvent>{
              {Kind::delivered, "brisko.task.7\n\"", 1'234'567'250, sys_seconds(seconds(-99'250)), "", 0},
              {Kind::withdrawn, "a", 0, {}, "", 0},
-             {Kind::shown, "a", 0, {}, "guid :1.5", 4'294'967'295},
-             {Kind::closed, "a", 0, {}, "", 0}}) {
-        expectReadBack(event);
+             {Kind::shown, "a", 0, {}, "guid :1.5", 4'294'967'295}}) {
+        EXPECT_EQ(DeliveryEvent::decode(event.encode()), event);
         EXPECT_EQ(event.encode().find('\n'), std::string::npos);
     }
-    for (const auto* line :
-         {"", "{}", "[]", "null", R"({"delivered":"a"})", R"({"shown":"a","server":5,"id":1})",
-          R"({"shown":"a","server":"s","id":4294967296})", R"({"delivered":5,"sync":1,"moment":1})"})
+    for (const auto* line : {"", "{}", "[]", R"({"shown":"a","server":5,"id":1})",
+                             R"({"shown":"a","server":"s","id":4294967296})", R"({"delivered":5,"sync":1})"})
         EXPECT_FALSE(DeliveryEvent::decode(line)) << line;
 }
