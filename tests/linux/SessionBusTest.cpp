@@ -30,9 +30,7 @@ protected:
         };
         signal_.emplace(other_, signal, note);
         // The subscription is a message itself; an answer to a later one tells that the bus has read it.
-        const GVariantPtr answer(g_dbus_connection_call_sync(
-            other_.get(), "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId", nullptr, nullptr,
-            G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+        BusObject::ask(other_.get(), "GetId");
     }
     /// Everything that has been heard once it is that much.
     const std::vector<std::string>& heardAll(std::size_t signals) {

@@ -113,7 +113,7 @@ TEST_F(ReminderProcessTest, opensTheRunningProgramAndStartsItWhereItDoesNotRun) 
     session.waitForLog("\"shown\":\"b\"");
     daemon->open(99, "another program's");
     daemon->open(1, "token-1");
-    poll([&] { return fs::exists(marker) && !daemon->closed.empty(); });
+    MainLoop::poll([&] { return fs::exists(marker) && !daemon->closed.empty(); });
     EXPECT_EQ(DurableFile::read(marker), "argument token-1 token-1\n");
     EXPECT_THAT(daemon->closed, ElementsAre(1));
 
@@ -128,7 +128,7 @@ TEST_F(ReminderProcessTest, opensTheRunningProgramAndStartsItWhereItDoesNotRun) 
                             });
     daemon->open(2, "token-2");
     // The agent does not wait for the program, and may have ended when the call arrives.
-    poll([&] { return !actions.empty(); });
+    MainLoop::poll([&] { return !actions.empty(); });
     EXPECT_EQ(agent->waitForEnd(), EXIT_SUCCESS);
     EXPECT_THAT(actions, ElementsAre("('notification-opened', [], {'activation-token': <'token-2'>, "
                                      "'desktop-startup-id': <'token-2'>})"));
