@@ -94,7 +94,6 @@ TEST_F(FilesTest, keepThePreferencesThatSomebodyElseWritesMeanwhileAndThoseThatC
         store(broken);
         EXPECT_EQ(defaults.value("b"), Json()) << broken;
         EXPECT_FALSE(defaults.available()) << broken;
-        EXPECT_NO_THROW(defaults.update({{"a", Json()}})) << broken;
         EXPECT_THROW(defaults.set("name", "\xff"), Error) << "no text that JSON can hold";
         EXPECT_EQ(DurableFile::read(file), broken);
         defaults.set("b", true);
@@ -106,7 +105,6 @@ TEST_F(FilesTest, keepThePreferencesThatSomebodyElseWritesMeanwhileAndThoseThatC
     fs::create_directories(file / "inside");
     EXPECT_FALSE(defaults.available());
     EXPECT_EQ(defaults.value("a"), Json());
-    EXPECT_THROW(defaults.set("a", 1), Error);
 }
 
 TEST_F(FilesTest, thatArriveGetAFolderThatIsNotTheHomeFolderAndNeverThePlaceOfAnother) {
@@ -140,10 +138,5 @@ TEST_F(FilesTest, thatArriveGetAFolderThatIsNotTheHomeFolderAndNeverThePlaceOfAn
     EXPECT_FALSE(downloads.exists(partial));
     downloads.discard(file);
     EXPECT_FALSE(downloads.exists(file));
-    try {
-        UserDownloadFolder("/proc/brisko", ignored).path();
-        FAIL() << "made where there can be none";
-    } catch (const Error& error) {
-        EXPECT_STREQ(error.what(), "The folder /proc/brisko cannot be used: No such file or directory");
-    }
+    EXPECT_THROW(UserDownloadFolder("/proc/brisko", ignored).path(), Error);
 }

@@ -148,9 +148,8 @@ public:
     std::vector<std::uint32_t> closed; ///< the numbers that it was asked to take from the screen
     bool isMute = false;               ///< takes notifications, and answers nothing
 
-    void waitFor(std::size_t count,
-                 const std::source_location& where = std::source_location::current()) const {
-        MainLoop::runUntil([&] { return received.size() >= count; }, {}, where);
+    void waitForOne(const std::source_location& where = std::source_location::current()) const {
+        MainLoop::runUntil([&] { return !received.empty(); }, {}, where);
     }
     void open(guint32 id, const char* token) const {
         emit("ActivationToken", g_variant_new("(us)", id, token));
