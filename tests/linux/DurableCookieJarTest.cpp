@@ -142,13 +142,3 @@ TEST_F(DurableCookieJarTest, takesAFileAsItWroteItOrSetsItAsideAndStartsEmpty) {
     EXPECT_EQ(onDisk(), "") << "it has expired meanwhile";
     EXPECT_FALSE(fs::exists(aside));
 }
-
-TEST_F(DurableCookieJarTest, worksWithoutADiskWhereNothingCanBeKept) {
-    DurableFile::makePrivateFolder(file.parent_path());
-    DurableFile::write(file, "in the way");
-    DurableCookieJar jar(file / "below a file");
-    receive(jar, {"a=1; Max-Age=3600"});
-    EXPECT_EQ(listed(jar), "a=1");
-    remove(jar, "a");
-    EXPECT_EQ(listed(jar), "");
-}

@@ -81,12 +81,3 @@ TEST_F(SessionBusTest, anIconShowsItsNumberAndItsProgressEachByItselfAndNothingA
                        "{'progress': <0.0>, 'progress-visible': <false>})"
                        "{'count': <int64 0>, 'count-visible': <false>})");
 }
-
-TEST(SessionBus, thatIsNotThereKeepsNobodyFromAnything) {
-    g_setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", TRUE);
-    LauncherEntry entry("app.brisko.Brisko.desktop");
-    entry.setBadge(3);
-    auto told = 0;
-    UserDownloadFolder("/home/ada/Downloads", [&told](const auto&) { told += 1; }).announce("/home/ada/x");
-    EXPECT_EQ(told, 1);
-}

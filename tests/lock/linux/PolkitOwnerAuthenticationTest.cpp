@@ -112,28 +112,6 @@ TEST_F(PolkitOwnerAuthenticationTest, believesNobodyButTheOwnerWithTheirOwnPassw
     }
 }
 
-TEST_F(PolkitOwnerAuthenticationTest, knowsAFingerThatIsEnrolled) {
-    std::vector<const char*> fingers;
-    const BusObject fprintd(connectToSystemBus(), "net.reactivated.Fprint", R"(<node>
-        <node name="/net/reactivated/Fprint/Manager"><interface name="net.reactivated.Fprint.Manager">
-        <method name="GetDefaultDevice"><arg type="o" direction="out"/></method></interface></node>
-        <node name="/device/0"><interface name="net.reactivated.Fprint.Device">
-        <method name="ListEnrolledFingers"><arg type="s" direction="in"/><arg type="as" direction="out"/>
-        </method></interface></node></node>)",
-                            [&](BusCall call) {
-                                if (call.member == "GetDefaultDevice")
-                                    call.answer(g_variant_new("(o)", "/device/0"));
-                                else if (fingers.empty())
-                                    call.refuse("net.reactivated.Fprint.Error.NoEnrolledPrints");
-                                else
-                                    call.answer(
-                                        g_variant_new("(@as)", g_variant_new_strv(fingers.data(), 1)));
-                            });
-    EXPECT_EQ(kind(), Kind::password);
-    fingers.push_back("right-index-finger");
-    EXPECT_EQ(kind(), Kind::finger);
-}
-
 TEST_F(PolkitOwnerAuthenticationTest, waitsForNoPolkitThatHasStoppedOrDiedAndTakesItsQuestionsBackAtTheEnd) {
     for (const auto signal : {SIGSTOP, SIGKILL, 0}) {
         const auto daemon = polkitProcess();

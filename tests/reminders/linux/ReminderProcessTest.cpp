@@ -1,6 +1,5 @@
 #include "reminders/linux/DesktopSession.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -134,7 +133,7 @@ TEST_F(ReminderProcessTest, opensTheRunningProgramAndStartsItWhereItDoesNotRun) 
                                      "'desktop-startup-id': <'token-2'>})"));
 }
 
-TEST_F(ReminderProcessTest, staysOnlyForRemindersAndAloneAndRefusesWhatMakesNoSense) {
+TEST_F(ReminderProcessTest, staysOnlyForRemindersAndAloneAndRefusesOptionsThatMakeNoSense) {
     daemon.reset();
     session.stopBus(); // which nobody needs who ends at once
     EXPECT_EQ(run({"--if-pending"}), EXIT_SUCCESS);
@@ -147,16 +146,4 @@ TEST_F(ReminderProcessTest, staysOnlyForRemindersAndAloneAndRefusesWhatMakesNoSe
     for (const auto* wrong : {"--no-such-option", "more", "--application-id=:1.5", "--linger=soon"})
         EXPECT_EQ(run({wrong}), 2) << wrong;
     EXPECT_EQ(run({}), EXIT_FAILURE) << "one at a time";
-
-    DurableFile::write(session.home() / "rubbish", "[{\"identifier\":5}]");
-    for (const auto& file : {fs::path("/dev/zero"), session.home() / "rubbish"}) {
-        const int descriptor = open(file.c_str(), O_RDONLY);
-        const auto files = GPtr<GUnixFDList>::take(g_unix_fd_list_new_from_array(&descriptor, 1));
-        GError* error = nullptr;
-        g_dbus_connection_call_with_unix_fd_list_sync(
-            session.connect().get(), session.place.busName().c_str(), ReminderPlace::objectPath,
-            ReminderPlace::interfaceName, "Replace", g_variant_new_parsed("('', handle 0, @as [])"), nullptr,
-            G_DBUS_CALL_FLAGS_NONE, -1, files.get(), nullptr, nullptr, &error);
-        EXPECT_TRUE(g_error_matches(GErrorPtr(error).get(), G_DBUS_ERROR, G_DBUS_ERROR_INVALID_ARGS)) << file;
-    }
 }
