@@ -6,13 +6,11 @@
 #include <gio/gunixfdlist.h>
 
 #include <functional>
-#include <memory>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
-/// A question that a hand-made service has been asked: a method that was called, or a property that was read.
+/// A method that was called on a hand-made service.
 ///
 /// It may be kept and answered later. One that goes without an answer is never answered: a program that
 /// hangs.
@@ -22,27 +20,15 @@ public:
         : path(g_dbus_method_invocation_get_object_path(call)),
           member(g_dbus_method_invocation_get_method_name(call)),
           arguments(g_dbus_method_invocation_get_parameters(call)),
-          call_(GPtr<GDBusMethodInvocation>::take(call)) {
-        readsProperty_ = g_dbus_method_invocation_get_property_info(call) != nullptr;
-        if (readsProperty_)
-            member = g_dbus_method_invocation_get_property_info(call)->name;
-    }
+          call_(GPtr<GDBusMethodInvocation>::take(call)) {}
 
     std::string path;
-    std::string member;  ///< of the method or of the property
+    std::string member;
     GVariant* arguments; ///< as long as the call is there
 
-    /// With the tuple of the method's results, or with the property's value.
-    void answer(GVariant* result = nullptr) {
-        g_dbus_method_invocation_return_value(call_.release(),
-                                              readsProperty_ ? g_variant_new("(v)", result) : result);
-    }
-    /// With a file, which stays the caller's.
-    void answerWithFile(int descriptor) {
-        const auto files = GPtr<GUnixFDList>::take(g_unix_fd_list_new());
-        g_unix_fd_list_append(files.get(), descriptor, nullptr);
-        g_dbus_method_invocation_return_value_with_unix_fd_list(call_.release(), g_variant_new("(h)", 0),
-                                                                files.get());
+    /// With the tuple of the results, and the files that their handles stand for.
+    void answer(GVariant* results = nullptr, GUnixFDList* files = nullptr) {
+        g_dbus_method_invocation_return_value_with_unix_fd_list(call_.release(), results, files);
     }
     void refuse(const char* error) {
         g_dbus_method_invocation_return_dbus_error(call_.release(), error, "refused by the test");
@@ -50,7 +36,6 @@ public:
 
 private:
     GPtr<GDBusMethodInvocation> call_;
-    bool readsProperty_;
 };
 
 /// A program on a bus, made by hand: it says and answers what the test wants. At its end it leaves the bus as
@@ -59,17 +44,30 @@ class BusObject {
 public:
     using Handler = std::function<void(BusCall)>;
 
-    /// A connection of its own to the bus at the address. Throws std::runtime_error when there is none.
-    static GPtr<GDBusConnection> connectTo(const std::string& address) {
+    /// A connection of its own to the bus at the address.
+    static GPtr<GDBusConnection> connectTo(const char* address) {
+        constexpr auto flags = static_cast<GDBusConnectionFlags>(
+            G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT | G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
         GError* error = nullptr;
-        auto bus = GPtr<GDBusConnection>::take(g_dbus_connection_new_for_address_sync(
-            address.c_str(),
-            static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                              G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-            nullptr, nullptr, &error));
-        check(error);
-        return bus;
+        auto* bus = g_dbus_connection_new_for_address_sync(address, flags, nullptr, nullptr, &error);
+        g_assert_no_error(error);
+        return GPtr<GDBusConnection>::take(bus);
     }
+    /// What the bus itself answers; null where it refuses.
+    static GVariantPtr ask(GDBusConnection* bus, const char* method, GVariant* arguments = nullptr) {
+        return GVariantPtr(g_dbus_connection_call_sync(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                                       "org.freedesktop.DBus", method, arguments, nullptr,
+                                                       G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
+    }
+    /// The process that has the name on the bus; 0 for none.
+    static pid_t processOf(const std::string& name, GDBusConnection* bus) {
+        const auto found = ask(bus, "GetConnectionUnixProcessID", g_variant_new("(s)", name.c_str()));
+        guint32 process = 0;
+        if (found)
+            g_variant_get(found.get(), "(u)", &process);
+        return static_cast<pid_t>(process);
+    }
+
     /// `description` is a node whose name is the object's path, or a node without a name around several such
     /// nodes. `bus` is this object's alone. An empty `name` asks the bus for none. Once this returns, the
     /// bus knows the name.
@@ -77,12 +75,12 @@ public:
               Handler handler)
         : bus_(std::move(bus)), handler_(std::move(handler)) {
         GError* error = nullptr;
-        const std::unique_ptr<GDBusNodeInfo, void (*)(GDBusNodeInfo*)> node(
-            g_dbus_node_info_new_for_xml(description.c_str(), &error), g_dbus_node_info_unref);
-        check(error);
-        serve(node.get());
+        auto* node = g_dbus_node_info_new_for_xml(description.c_str(), &error);
+        g_assert_no_error(error);
+        serve(node);
         for (auto** child = node->nodes; child && *child; ++child)
             serve(*child);
+        g_dbus_node_info_unref(node);
         if (!name.empty())
             own(name);
     }
@@ -96,38 +94,23 @@ public:
 
     /// Takes one name more.
     void own(const std::string& name) const {
-        GError* error = nullptr;
-        const GVariantPtr owned(g_dbus_connection_call_sync(
-            bus_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "RequestName", g_variant_new("(su)", name.c_str(), 0), nullptr, G_DBUS_CALL_FLAGS_NONE, -1,
-            nullptr, &error));
-        check(error);
+        g_assert_true(ask(bus(), "RequestName", g_variant_new("(su)", name.c_str(), 0)) != nullptr);
     }
-    void emit(const std::string& path, const char* interface, const char* signal,
-              GVariant* arguments = nullptr) const {
-        g_dbus_connection_emit_signal(bus_.get(), nullptr, path.c_str(), interface, signal, arguments,
-                                      nullptr);
+    void emit(const char* path, const char* interface, const char* signal, GVariant* arguments = {}) const {
+        g_dbus_connection_emit_signal(bus(), nullptr, path, interface, signal, arguments, nullptr);
     }
     GDBusConnection* bus() const { return bus_.get(); }
 
 private:
-    static void check(GError* error) {
-        if (error)
-            throw std::runtime_error(GErrorPtr(error)->message);
-    }
     static void called(GDBusConnection*, const char*, const char*, const char*, const char*, GVariant*,
                        GDBusMethodInvocation* call, gpointer self) {
         static_cast<BusObject*>(self)->handler_(BusCall(call));
     }
     void serve(GDBusNodeInfo* node) {
-        // Without a function for properties, reading one is a call too.
         static constexpr GDBusInterfaceVTable methods = {called, nullptr, nullptr, {}};
-        for (auto** interface = node->interfaces; interface && *interface; ++interface) {
-            GError* error = nullptr;
-            objects_.push_back(g_dbus_connection_register_object(bus_.get(), node->path, *interface, &methods,
-                                                                 this, nullptr, &error));
-            check(error);
-        }
+        for (auto** interface = node->interfaces; interface && *interface; ++interface)
+            objects_.push_back(g_dbus_connection_register_object(bus(), node->path, *interface, &methods,
+                                                                 this, nullptr, nullptr));
     }
 
     GPtr<GDBusConnection> bus_;

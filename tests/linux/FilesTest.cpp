@@ -32,7 +32,7 @@ protected:
 
 } // namespace
 
-TEST_F(FilesTest, areTheOldOrTheNewWholeForNobodyElseAndSayWhyNot) {
+TEST_F(FilesTest, areTheOldOrTheNewWholeAndForNobodyElse) {
     DurableFile::makePrivateFolder(folder / "");
     EXPECT_EQ(modeOf(folder.parent_path()), fs::perms(0700));
     for (const auto& open : {folder, folder.parent_path()})
@@ -71,13 +71,6 @@ TEST_F(FilesTest, areTheOldOrTheNewWholeForNobodyElseAndSayWhyNot) {
     EXPECT_THROW(DurableFile::write(file, "new"), Error);
     EXPECT_THROW(DurableFile::remove(file), Error);
     EXPECT_EQ(entries(), 3) << "two that were set aside, and what is in the way";
-    try {
-        DurableFile::write(folder / "missing" / "file", "new");
-        FAIL() << "written into a folder that is not there";
-    } catch (const Error& failure) {
-        EXPECT_EQ(std::pair(std::string(failure.what()), failure.code()),
-                  std::pair(std::string("No such file or directory"), ENOENT));
-    }
 }
 
 TEST_F(FilesTest, keepThePreferencesThatSomebodyElseWritesMeanwhileAndThoseThatCannotBeRead) {
@@ -101,7 +94,6 @@ TEST_F(FilesTest, keepThePreferencesThatSomebodyElseWritesMeanwhileAndThoseThatC
         store(broken);
         EXPECT_EQ(defaults.value("b"), Json()) << broken;
         EXPECT_FALSE(defaults.available()) << broken;
-        EXPECT_NO_THROW(defaults.update({{"a", Json()}})) << broken;
         EXPECT_THROW(defaults.set("name", "\xff"), Error) << "no text that JSON can hold";
         EXPECT_EQ(DurableFile::read(file), broken);
         defaults.set("b", true);
@@ -113,7 +105,6 @@ TEST_F(FilesTest, keepThePreferencesThatSomebodyElseWritesMeanwhileAndThoseThatC
     fs::create_directories(file / "inside");
     EXPECT_FALSE(defaults.available());
     EXPECT_EQ(defaults.value("a"), Json());
-    EXPECT_THROW(defaults.set("a", 1), Error);
 }
 
 TEST_F(FilesTest, thatArriveGetAFolderThatIsNotTheHomeFolderAndNeverThePlaceOfAnother) {
@@ -147,10 +138,5 @@ TEST_F(FilesTest, thatArriveGetAFolderThatIsNotTheHomeFolderAndNeverThePlaceOfAn
     EXPECT_FALSE(downloads.exists(partial));
     downloads.discard(file);
     EXPECT_FALSE(downloads.exists(file));
-    try {
-        UserDownloadFolder("/proc/brisko", ignored).path();
-        FAIL() << "made where there can be none";
-    } catch (const Error& error) {
-        EXPECT_STREQ(error.what(), "The folder /proc/brisko cannot be used: No such file or directory");
-    }
+    EXPECT_THROW(UserDownloadFolder("/proc/brisko", ignored).path(), Error);
 }

@@ -37,6 +37,14 @@ inline void runUntil(const std::function<bool()>& isReached, const std::function
                                  std::to_string(where.line()) + (seen ? ", seen: " + seen() : ""));
 }
 
+/// As `runUntil`, for what tells nobody: a file, another process.
+inline void poll(const std::function<bool()>& isReached, const std::function<std::string()>& seen = {},
+                 const std::source_location& where = std::source_location::current()) {
+    const auto waking = g_timeout_add(2, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
+    runUntil(isReached, seen, where);
+    g_source_remove(waking);
+}
+
 template <class T>
 T finish(const std::shared_ptr<Outcome<T>>& outcome,
          const std::source_location& where = std::source_location::current()) {

@@ -9,7 +9,6 @@
 
 #include <functional>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,14 +29,13 @@ public:
         End end = End::closes;
     };
 
-    /// Throws std::runtime_error when it cannot listen at the address, which is one of this machine's.
-    explicit MisbehavingService(const Answer& answer, const char* address = "127.0.0.1") {
+    explicit MisbehavingService(const Answer& answer) {
         behave(answer);
-        const auto place = GPtr<GSocketAddress>::take(g_inet_socket_address_new_from_string(address, 0));
         soup_server_set_tls_certificate(server_.get(), certificate_.tls.get());
         soup_server_add_handler(server_.get(), nullptr, onRequest, this, nullptr);
-        if (!soup_server_listen(server_.get(), place.get(), SOUP_SERVER_LISTEN_HTTPS, nullptr))
-            throw std::runtime_error(std::string("cannot listen at ") + address);
+        constexpr auto only =
+            static_cast<SoupServerListenOptions>(SOUP_SERVER_LISTEN_HTTPS | SOUP_SERVER_LISTEN_IPV4_ONLY);
+        g_assert_true(soup_server_listen_local(server_.get(), 0, only, nullptr));
         auto* const uris = soup_server_get_uris(server_.get());
         origin = *Url::parse(GText(g_uri_to_string(static_cast<GUri*>(uris->data))).get());
         g_slist_free_full(uris, [](gpointer uri) { g_uri_unref(static_cast<GUri*>(uri)); });

@@ -88,14 +88,9 @@ TEST_F(AgentNotificationCenterTest, givesUpOnAnAgentThatDoesNotAnswerOrCannotBeH
         center = session.center(question, program, 300ms);
         EXPECT_EQ(replace({"a"}), Replaced()) << program;
     }
-    const AgentNotificationCenter::Options nowhere = {session.place, {}};
-    center = std::make_unique<AgentNotificationCenter>(GPtr<GDBusConnection>(), nowhere, question);
-    EXPECT_EQ(replace({"a"}), Replaced());
-    EXPECT_EQ(MainLoop::finish(center->requestPermission()), NotificationPermission::denied);
-    EXPECT_EQ(question.asked, 0);
 }
 
-TEST_F(AgentNotificationCenterTest, leavesTheStartToABusThatKnowsTheAgentAndTakesLongAndManyLists) {
+TEST_F(AgentNotificationCenterTest, leavesTheStartToABusThatKnowsTheAgentAndTakesLongLists) {
     session.stopBus();
     session.installService();
     session.startBus();
@@ -105,14 +100,9 @@ TEST_F(AgentNotificationCenterTest, leavesTheStartToABusThatKnowsTheAgentAndTake
         names.push_back(std::to_string(number));
     EXPECT_EQ(replace(names), (Replaced{0, 10'000}));
     EXPECT_EQ(pending().size(), 10'000U);
-    for (int number = 0; number < 9; ++number)
-        begin(*center, {std::to_string(number)});
-    EXPECT_EQ(replace({"last"}), (Replaced{1, 1}));
-    EXPECT_THAT(pending(), ElementsAre("last"));
-    const auto id = session.agent();
     session.killAgent();
     EXPECT_EQ(AgentUnderTest(session, {"--if-pending"}).waitForEnd(), EXIT_SUCCESS);
-    EXPECT_THAT(session.agent(), testing::AllOf(testing::Ne(id), testing::Gt(0)));
+    EXPECT_GT(session.agent(), 0);
 }
 
 // The contract of the fake and the real one.
@@ -190,9 +180,10 @@ TYPED_TEST_SUITE(NotificationCenterContract, Kinds);
 } // namespace
 
 TYPED_TEST(NotificationCenterContract, asksUntilThePersonHasAnswered) {
-    EXPECT_EQ(this->request(Answer::dismissed), Permission::notDetermined);
-    EXPECT_EQ(this->request(Answer::dontAllow), Permission::denied);
-    EXPECT_EQ(this->request(Answer::allow), Permission::denied);
+    for (const auto& [answer, told] : {std::pair(Answer::dismissed, Permission::notDetermined),
+                                       {Answer::dontAllow, Permission::denied},
+                                       {Answer::allow, Permission::denied}})
+        EXPECT_EQ(this->request(answer), told);
     EXPECT_EQ(this->kind.question.asked, 2);
 }
 

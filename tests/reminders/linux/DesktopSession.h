@@ -10,19 +10,10 @@
 #include "reminders/linux/AgentNotificationCenter.h"
 #include "reminders/linux/SystemTimeZone.h"
 
-#include <sys/prctl.h>
 #include <sys/resource.h>
 
 #include <csignal>
 #include <fstream>
-
-/// Runs the main loop until something is so that tells nobody: a file, another process.
-inline void poll(const std::function<bool()>& isReached, const std::function<std::string()>& seen = {},
-                 const std::source_location& where = std::source_location::current()) {
-    const auto waking = g_timeout_add(2, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
-    MainLoop::runUntil(isReached, seen, where);
-    g_source_remove(waking);
-}
 
 /// A person's session: a bus of its own, a home, and what the test puts on the bus. The agents on it end with
 /// it.
@@ -81,7 +72,8 @@ public:
     std::string log() const { return DurableFile::read(place.logFile()).value_or(""); }
     /// Until the agent has written it down.
     void waitForLog(const std::string& text, const Where& where = Where::current()) const {
-        poll([&] { return log().find(text) != std::string::npos; }, [this] { return log(); }, where);
+        MainLoop::poll([&] { return log().find(text) != std::string::npos; }, [this] { return log(); },
+                       where);
     }
 
     /// A program's end of the agent.
@@ -92,24 +84,15 @@ public:
             connect(), AgentNotificationCenter::Options{place, {"true"}, agent, patience}, question);
     }
     /// The process that is the agent on the bus; 0 for none.
-    pid_t agent() const {
-        const GVariantPtr reply(g_dbus_connection_call_sync(
-            asking_.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "GetConnectionUnixProcessID", g_variant_new("(s)", place.busName().c_str()), nullptr,
-            G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr));
-        guint32 id = 0;
-        if (reply)
-            g_variant_get(reply.get(), "(u)", &id);
-        return static_cast<pid_t>(id);
-    }
+    pid_t agent() const { return BusObject::processOf(place.busName(), asking_.get()); }
     void waitForAgent(const Where& where = Where::current()) const {
-        poll([this] { return agent() != 0; }, {}, where);
+        MainLoop::poll([this] { return agent() != 0; }, {}, where);
     }
     /// Ends it as a crash would, and returns once it has left the bus.
     void killAgent() const {
         if (const auto id = agent()) {
             ::kill(id, SIGKILL);
-            poll([&] { return agent() != id; });
+            MainLoop::poll([&] { return agent() != id; });
         }
     }
 
@@ -123,19 +106,15 @@ private:
 class AgentUnderTest {
 public:
     explicit AgentUnderTest(const DesktopSession& session, const DesktopSession::Words& options = {}) {
-        const auto launcher =
-            GPtr<GSubprocessLauncher>::take(g_subprocess_launcher_new(G_SUBPROCESS_FLAGS_NONE));
-        // One that is stopped would outlive a test that crashes.
-        g_subprocess_launcher_set_child_setup(
-            launcher.get(), [](gpointer) { prctl(PR_SET_PDEATHSIG, SIGKILL); }, nullptr, nullptr);
         const auto& [id, folder] = session.place;
-        std::vector<const char*> words = {BRISKO_REMINDERS, "--application-id", id.c_str(),
-                                          "--state",        folder.c_str(),     "--linger=0"};
+        // One that is stopped would outlive a test that crashes.
+        std::vector<const char*> words = {"setpriv",          "--pdeathsig=KILL", BRISKO_REMINDERS,
+                                          "--application-id", id.c_str(),         "--state",
+                                          folder.c_str(),     "--linger=0"};
         for (const auto& each : options)
             words.push_back(each.c_str());
         words.push_back(nullptr);
-        process_ =
-            GPtr<GSubprocess>::take(g_subprocess_launcher_spawnv(launcher.get(), words.data(), nullptr));
+        process_ = GPtr<GSubprocess>::take(g_subprocess_newv(words.data(), G_SUBPROCESS_FLAGS_NONE, nullptr));
     }
     AgentUnderTest(const AgentUnderTest&) = delete;
     AgentUnderTest& operator=(const AgentUnderTest&) = delete;
@@ -146,7 +125,7 @@ public:
 
     /// Returns the exit status; -1 after a signal.
     int waitForEnd(const std::source_location& where = std::source_location::current()) const {
-        poll([this] { return !g_subprocess_get_identifier(process_.get()); }, {}, where);
+        MainLoop::poll([this] { return !g_subprocess_get_identifier(process_.get()); }, {}, where);
         return g_subprocess_get_if_exited(process_.get()) ? g_subprocess_get_exit_status(process_.get()) : -1;
     }
     /// At once: GLib itself sends signals from a thread of its own, sooner or later.
@@ -169,9 +148,8 @@ public:
     std::vector<std::uint32_t> closed; ///< the numbers that it was asked to take from the screen
     bool isMute = false;               ///< takes notifications, and answers nothing
 
-    void waitFor(std::size_t count,
-                 const std::source_location& where = std::source_location::current()) const {
-        MainLoop::runUntil([&] { return received.size() >= count; }, {}, where);
+    void waitForOne(const std::source_location& where = std::source_location::current()) const {
+        MainLoop::runUntil([&] { return !received.empty(); }, {}, where);
     }
     void open(guint32 id, const char* token) const {
         emit("ActivationToken", g_variant_new("(us)", id, token));
