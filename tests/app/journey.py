@@ -69,10 +69,6 @@ class Element:
     def call(self, method, signature="()", *arguments):
         return ask(self.owner, self.path, "org.a11y.atspi." + method, signature, *arguments, bus=ACCESSIBILITY)
 
-    def ask_property(self, interface, name):
-        return ask(self.owner, self.path, "org.freedesktop.DBus.Properties.Get", "(ss)",
-                   "org.a11y.atspi." + interface, name, bus=ACCESSIBILITY)
-
     # All that it holds, in the order of the tree, but for what goes meanwhile.
     def inside(self):
         with contextlib.suppress(GLib.Error):
@@ -83,7 +79,8 @@ class Element:
 
     @functools.cached_property
     def name(self):
-        return self.ask_property("Accessible", "Name")
+        return ask(self.owner, self.path, "org.freedesktop.DBus.Properties.Get", "(ss)",
+                   "org.a11y.atspi.Accessible", "Name", bus=ACCESSIBILITY)
 
     # Its role and its states.
     @functools.cached_property
@@ -94,7 +91,7 @@ class Element:
 
     @property
     def text(self):
-        return self.call("Text.GetText", "(ii)", 0, self.ask_property("Text", "CharacterCount"))
+        return self.call("Text.GetText", "(ii)", 0, 1 << 30)
 
     # Inside the window's frame.
     @property
@@ -105,15 +102,14 @@ class Element:
 # The program, started with `arguments` in `profile`, until it ends or is stopped.
 class Program:
     def __init__(self, profile, *arguments):
-        self.profile = profile
+        self.command = [PROGRAM, "--profile", profile]
         self.accessible = None
         self.log = tempfile.TemporaryFile("w+")
-        self.process = subprocess.Popen([PROGRAM, "--profile", profile, *arguments], stderr=self.log,
-                                        cwd=profile.parent)
+        self.process = subprocess.Popen([*self.command, *arguments], stderr=self.log, cwd=profile.parent)
 
     # Starts it a second time, as a desktop does when the person opens it or a link.
     def again(self, *arguments):
-        desk.run(PROGRAM, "--profile", self.profile, *arguments)
+        desk.run(*self.command, *arguments)
 
     # Returns the status.
     def quit(self):
@@ -218,14 +214,11 @@ class Program:
             until(f"the item after '{name}'", lambda: focused() not in (None, name))
         desk.press("Return")
 
-    # The web engine's processes that it has started: names, of which the kernel keeps 15 letters, by their ids.
+    # The web engine's processes on this desktop: names, of which the kernel keeps 15 letters, by their ids.
     def engine(self):
-        listed = [line.split() for line in desk.run("ps", "-e", "-o", "pid=,ppid=,comm=").splitlines()]
-        ours = {str(self.process.pid)}
-        for _ in range(4):  # generations: the engine's launchers stand between
-            ours |= {process for process, parent, *_ in listed if parent in ours}
-        return {int(process): name for process, _, name, *_ in listed
-                if process in ours and name.startswith("WebKit")}
+        listed = [line.split() for line in desk.run("ps", "-e", "-o", "pid=,pgid=,comm=").splitlines()]
+        return {int(process): name for process, group, name, *_ in listed
+                if int(group) == os.getpgrp() and name.startswith("WebKit")}
 
 
 # A test that uses the program, in profiles of its own, at a service of its own.
@@ -264,8 +257,8 @@ class Journey(unittest.TestCase):
         until("the addresses in the browser", lambda: self.visited.read_text().split(), [*addresses])
 
     # Starts the program at the service and waits for its window, and for the keyboard to be in that field if it is told.
-    def open_program(self, focus=None, arguments=None, profile="profile"):
-        self.program = Program(self.folder / profile, *(arguments or self.service.arguments))
+    def open_program(self, focus=None, profile="profile"):
+        self.program = Program(self.folder / profile, *self.service.arguments)
         self.addCleanup(self.end, self.program)
         self.program.see_window()
         self.window = desk.active()[0]

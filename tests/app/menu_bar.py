@@ -9,11 +9,10 @@ from desk import until
 from journey import IDENTIFIER, PASSWORD, USER, Journey
 
 ABOUT = "About brisko"
-BORDER = 5  # that the window draws around its frame
+BORDER = 10  # that the window draws around its frame, on both sides together
 
 
 FOCUS = "document.hasFocus() && (document.activeElement.id || document.activeElement.className)"
-VIEW = "document.hasFocus() && document.getElementById('tasks').className"
 
 
 class Menus(Journey):
@@ -34,36 +33,20 @@ class Menus(Journey):
             desk.press("ctrl+a", "BackSpace")
             until("the text", look, "")
 
-    def test_items_and_keys_reach_the_page_whose_account_can_change_them(self):
+    def test_items_and_keys_reach_the_page(self):
         self.open_page()
         width = self.page.ask("return innerWidth")
         roads = ((True, "ctrl+n", "File", "New Task", FOCUS, "taskTitle"),
                  (False, "ctrl+comma", "brisko", "Settings…", FOCUS, "dialog settings"),
                  (True, "ctrl+plus", "View", "Zoom In", f"document.hasFocus() && innerWidth < {width}", True),
-                 (False, "ctrl+0", "View", "Actual Size", "document.hasFocus() && innerWidth", width),
-                 (False, "ctrl+minus", "View", "Zoom Out", f"document.hasFocus() && innerWidth > {width}", True))
+                 (False, "ctrl+0", "View", "Actual Size", "document.hasFocus() && innerWidth", width))
         for self.by_keys, *item, expression, value in roads:
             self.choose(*item)
             self.page.see(expression, value)
             desk.press("Escape")
             self.page.see("document.querySelector('dialog')", None)
         self.choose("ctrl+shift+v", "View", "Switch List / Kanban")
-        self.page.see(VIEW, "tasks-area board")
-        self.service.send("PATCH", "/api/settings", {"shortcuts": {"toggleView": "alt+t"}})
-        with self.page.renewed():
-            self.choose("ctrl+r", "View", "Reload")
-
-        def has_new_key():
-            labels = [e.name for e in self.program.open_menu("View").inside()]
-            desk.press("Escape")
-            self.program.see_gone("View", "menu")
-            return "Alt+T" in labels
-
-        until("the new key", has_new_key)
-        self.page.see_ready()
-        before = self.page.ask(f"return {VIEW}")
-        desk.press("alt+t")
-        until("the other view", lambda: self.page.ask(f"return {VIEW}") not in (False, before))
+        self.page.see("document.hasFocus() && document.getElementById('tasks').className", "tasks-area board")
 
     def test_editing_items_work_in_a_field_and_in_the_page_whose_field_has_its_keys_first(self):
         self.open_program(IDENTIFIER)
@@ -95,9 +78,9 @@ class Menus(Journey):
         self.assertFalse(self.program.shows(ABOUT, "frame"))
 
     # In the toolkit too, which learns it a little after the display and counts without the border.
-    def see_size(self, size, border=2 * BORDER):
+    def see_size(self, size):
         until("the window's size", lambda: desk.box(self.window)[2:], size)
-        frame = size if size == desk.SCREEN[2:] else (size[0] - border, size[1] - border)
+        frame = size if size == desk.SCREEN[2:] else (size[0] - BORDER, size[1] - BORDER)
         until("the frame's size", lambda: self.program.look("brisko", "frame").box[2:], frame)
 
     def go_to_main(self):
@@ -109,13 +92,12 @@ class Menus(Journey):
         full, small = desk.SCREEN[2:], (900, 650)
         desk.xdotool("windowsize", "--sync", self.window, *small, "windowmove", self.window, 100, 100)
         self.see_size(small)
-        for item in (("File", "Close Window"), ("Window", "Minimize"), ("brisko", "Hide brisko")):
+        for item in (("Window", "Minimize"), ("brisko", "Hide brisko")):
             self.program.choose(*item)
             self.program.see_no_window()
             self.program.again()
             self.program.see_window()
             self.see_size(small)
-            self.program.see_focus(IDENTIFIER)
         self.program.choose("View", "Enter Full Screen")
         self.see_size(full)
         desk.press("ctrl+super+f")
@@ -128,13 +110,10 @@ class Menus(Journey):
             self.see_size(zoomed)
 
     def test_items_of_all_windows(self):
-        self.install_browser()
         self.open_program(IDENTIFIER)
         self.program.choose("brisko", ABOUT)
         self.program.see_window(ABOUT)
         about = desk.active()[0]
-        self.program.click("What’s new", "link")
-        self.see_visits(f"{self.service.origin}/changelog")
         self.go_to_main()
         desk.press("ctrl+alt+h")
         until("the windows", self.program.windows, [self.window])
@@ -148,7 +127,4 @@ class Menus(Journey):
         until("the windows from below", desk.stack, [about, cover, self.window])
         self.program.choose("Window", "Bring All to Front")
         until("the windows from below", desk.stack, [cover, about, self.window])
-        # Whatever is open.
-        self.program.click("Continue with Google", "push button")
-        self.program.see_window("Continue in your browser…")
         self.assertEqual(self.program.quit(), 0)
