@@ -161,13 +161,6 @@ std::optional<Clock::time_point> Passcode::lockedUntil() {
     return std::nullopt;
 }
 
-void Passcode::setLockedUntil(std::optional<Clock::time_point> until) {
-    if (until)
-        defaults_.set(lockedUntilKey, secondsOf(*until));
-    else
-        defaults_.remove(lockedUntilKey);
-}
-
 Task<> Passcode::set(SecretText code, std::string username, SecretText password) {
     const auto turn = co_await turns_.next();
 

@@ -95,7 +95,6 @@ public:
     bool shapeIsKnown() const { return defaults_.available(); }
     /// The end of the lock-out; none when there is none. Drops one that has passed.
     std::optional<Clock::time_point> lockedUntil();
-    void setLockedUntil(std::optional<Clock::time_point> until);
 
     /// Seals the password under the code and keeps it in place of an earlier one; the first passcode ever
     /// turns the idle lock on. Throws Failure: KeychainRefused, with the earlier record and the shape as they
