@@ -65,8 +65,14 @@ protected:
         MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
     }
 
-    const std::set<pid_t> others =
-        engineProcesses(pageProcess); ///< of earlier views, which may still be ending
+    /// The processes that show the pages of this test. Those of earlier ones may still be ending.
+    std::set<pid_t> ownPages() const {
+        auto processes = engineProcesses(pageProcess);
+        std::erase_if(processes, [this](pid_t process) { return others_.contains(process); });
+        return processes;
+    }
+
+    const std::set<pid_t> others_ = engineProcesses(pageProcess);
     PageServer server{certificate()};
     Browser browser{server.url(), certificate()};
 };

@@ -74,9 +74,7 @@ TEST_F(WebKitBadDays, tellsWhichPageWasShownWhenItsProcessDies) {
     // The oldest process is the one that shows the page. The engine does not survive the death of one that
     // it is just starting.
     const auto killPage = [&] {
-        auto processes = engineProcesses(pageProcess);
-        std::erase_if(processes, [this](pid_t process) { return others.contains(process); });
-        kill(*processes.begin(), SIGKILL);
+        kill(*ownPages().begin(), SIGKILL);
         MainLoop::runUntil([&, before = deaths.size()] { return deaths.size() > before; });
     };
     after(server.url("/home"));

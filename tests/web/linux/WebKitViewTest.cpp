@@ -100,9 +100,8 @@ TEST_F(WebKitView, loadsOnlyWhatThePolicyAllowsAndNoFileAndReportsEachRequestFor
 TEST_F(WebKitView, removesEverythingWithoutEndingThePageAlsoFromWithinADecision) {
     server.pages["/worker.js"] = {"onfetch = () => {}", "text/javascript"};
     server.pages["/expired"] = {"", "text/html", 302, {{"Location", "/login"}}};
+    browser.shows(server.url("/"));
     for (const std::string way : {"", "/login", "/expired"}) {
-        browser.makeView();
-        browser.shows(server.url("/"));
         browser.ask(
             "await navigator.serviceWorker.register('/worker.js'); await navigator.serviceWorker.ready;"
             "localStorage.a = 1; document.cookie = 'a=1'; onbeforeunload = (e) => e.preventDefault();"
@@ -126,7 +125,7 @@ TEST_F(WebKitView, removesEverythingWithoutEndingThePageAlsoFromWithinADecision)
         EXPECT_EQ(browser.terminated, 0) << "the page had to be killed: " << way;
         EXPECT_EQ(browser.ask("return location.href"), "about:blank") << way;
         EXPECT_FALSE(server.wasAsked("/login"));
-        browser.makeView();
+        browser.view->decidePolicy = nullptr;
         browser.shows(server.url("/"));
         EXPECT_EQ(browser.ask(kept), parseJson(R"([0, "", 0, 0])")) << way;
     }
@@ -137,14 +136,9 @@ TEST_F(WebKitView, removesEverythingWithoutEndingThePageAlsoFromWithinADecision)
 }
 
 TEST_F(WebKitView, takesItsProcessAlongAndMayEndAtAnyMoment) {
-    const auto own = [&] {
-        auto processes = engineProcesses(pageProcess);
-        std::erase_if(processes, [this](pid_t process) { return others.contains(process); });
-        return processes;
-    };
     // A page that is still being asked answers nothing, and one that is being left is gone.
     browser.shows(server.url("/"));
-    EXPECT_FALSE(own().empty());
+    EXPECT_FALSE(ownPages().empty());
     const auto asking = begin(browser.view->evaluateForResult("await new Promise(() => {})"));
     const auto removing = begin(browser.store().removeAllData());
     const auto end = [&] { browser.view.reset(); };
@@ -153,7 +147,7 @@ TEST_F(WebKitView, takesItsProcessAlongAndMayEndAtAnyMoment) {
     MainLoop::finish(removing);
     // No event tells of the end of a process that another one has started.
     const auto ticks = g_timeout_add(10, [](gpointer) -> gboolean { return G_SOURCE_CONTINUE; }, nullptr);
-    MainLoop::runUntil([&] { return own().empty(); });
+    MainLoop::runUntil([&] { return ownPages().empty(); });
     g_source_remove(ticks);
 
     browser.makeView();
