@@ -16,7 +16,7 @@ SecretText count(std::size_t size, char first) {
 
 } // namespace
 
-TEST(PasscodeSeal, agreesWithAnotherImplementationAndStaysShutOnceABitHasChangedOrAByteIsMissing) {
+TEST(PasscodeSeal, agreesWithAnotherImplementation) {
     // Made by Python 3 with the "cryptography" package:
     //
     //     salt, nonce = bytes(range(16)), bytes(range(0x20, 0x2c))
@@ -37,7 +37,12 @@ TEST(PasscodeSeal, agreesWithAnotherImplementationAndStaysShutOnceABitHasChanged
     const auto key = Passcode::deriveKey(SecretText("2468"), count(16, 0));
     const auto box = PasscodeSeal::seal(key, count(12, 0x20).view(), SecretText("pässwörd 🙂 with spaces"));
     EXPECT_EQ(PasscodeRecord({4, "zoë", count(16, 0), box.copy()}).text().view(), "{" + first + last + "}");
+}
 
+TEST(PasscodeSeal, staysShutOnceABitHasChangedOrAByteIsMissing) {
+    const auto key = count(32, 1);
+    const auto box = PasscodeSeal::seal(key, count(12, 0x20).view(), SecretText("secret"));
+    EXPECT_EQ(PasscodeSeal::open(key, box), SecretText("secret"));
     EXPECT_FALSE(PasscodeSeal::open(count(32, 2), box));
     for (std::size_t index = 0; index < box.view().size(); ++index) {
         std::string changed(box.view());
