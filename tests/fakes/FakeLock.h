@@ -14,11 +14,12 @@ inline SecretText deriveInOneRound(const SecretText& code, const SecretText& sal
     return PasscodeSeal::deriveKey(code, salt.view(), 1);
 }
 
-/// A clock that goes when the test says so.
+/// A clock that goes when the test says so, and on with each look at it if there is a `tick`.
 struct FakeClock : Clock {
-    time_point time{std::chrono::seconds(1'800'000'000)};
+    mutable time_point time{std::chrono::seconds(1'800'000'000)};
+    std::chrono::seconds tick{0};
 
-    time_point now() const override { return time; }
+    time_point now() const override { return std::exchange(time, time + tick); }
 };
 
 /// A queue whose time passes when the test says so.

@@ -103,6 +103,15 @@ TEST_F(ReminderAgentTest, showsEachReminderInItsMinuteAndOnceWhateverThePageSend
                 {"keep now@1501, until 1501", "-0 +1; sent a c b now now"}});
 }
 
+TEST_F(ReminderAgentTest, forgetsNoMomentThatPassesWhileItSetsTheAlarm) {
+    for (auto round = 1; round < 60; ++round) {
+        clock.tick = round * 1s;
+        keep("a@" + std::to_string(10 * round + 5) + " b@" + std::to_string(10 * round + 7));
+        passUntil(std::to_string(10 * round + 9));
+        EXPECT_EQ(server.sent.size(), 2U * round) << round;
+    }
+}
+
 TEST_F(ReminderAgentTest, replacesItsOwnAndCountsWhatIsStillPendingAlsoOnAFullDisk) {
     keep("o@60", "other.");
     story.play({{"keep a@1 b@60 b@120", "-0 +3; pending a o b; alarm 1"},

@@ -2,6 +2,7 @@
 
 #include "platform/Error.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -83,7 +84,8 @@ void ReminderAgent::wake() {
 
 Task<> ReminderAgent::deliverAll() {
     delivering_ = true;
-    for (bool goesOn = true; goesOn && schedule_.isAnyDue(now());) {
+    const auto isAnyDue = [this] { return schedule_.isAnyDue(looked_ = now()); };
+    for (bool goesOn = true; goesOn && isAnyDue();) {
         if (!with_.store.isPermitted())
             passInSilence();
         goesOn = co_await deliverNext();
@@ -181,9 +183,9 @@ void ReminderAgent::closed(std::uint32_t id) {
     settle();
 }
 
-/// Waits for what comes next.
+/// Waits for what comes next: for a moment that has passed since the last look too.
 void ReminderAgent::settle() {
-    with_.alarm.set(schedule_.nextAfter(now()));
+    with_.alarm.set(schedule_.nextAfter(std::min(looked_, now())));
     with_.server.listen(schedule_.deliveries().isAnyShown(with_.server.name())
                             ? NotificationServer::Listening::on
                             : NotificationServer::Listening::off);

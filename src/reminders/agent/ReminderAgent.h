@@ -70,6 +70,7 @@ private:
 
     Surroundings with_;
     ReminderSchedule schedule_;
+    std::chrono::sys_seconds looked_; ///< when it was last asked whether anything is due
     std::size_t logLength_ = 0;
     bool delivering_ = false;
     bool serverIsKnown_ = false; ///< whether there is one or not
