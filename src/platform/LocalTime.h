@@ -12,6 +12,8 @@ public:
 
     /// How far local clocks are ahead of UTC at that moment.
     virtual std::chrono::seconds offsetAt(std::chrono::sys_seconds moment) const = 0;
+    /// Takes over another zone that the person has chosen meanwhile. Cheap.
+    virtual void refresh() = 0;
 };
 
 /// A minute as a calendar and a clock on the wall show it (proleptic Gregorian calendar).

@@ -45,7 +45,7 @@ std::optional<sys_seconds> futureOf(const Json* at, Clock::time_point now) {
 
 } // namespace
 
-Reminders::Reminders(NotificationCenter& center, Dock& dock, const Clock& clock, const TimeZone& zone)
+Reminders::Reminders(NotificationCenter& center, Dock& dock, const Clock& clock, TimeZone& zone)
     : center_(center), dock_(dock), clock_(clock), zone_(zone) {}
 
 Reminders::Plan Reminders::plan(const Json& items, Clock::time_point now, const TimeZone& zone) {
@@ -73,6 +73,7 @@ Reminders::Plan Reminders::plan(const Json& items, Clock::time_point now, const 
 }
 
 Task<Reminders::Result> Reminders::sync(Json items) {
+    zone_.refresh();
     auto todo = plan(items, clock_.now(), zone_);
     // Before the first wait, so that the number is the last list's, in whatever order the answers come.
     dock_.setBadge(todo.dueToday);

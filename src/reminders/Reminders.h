@@ -31,7 +31,7 @@ public:
     };
 
     /// All of it outlives what is under way.
-    Reminders(NotificationCenter& center, Dock& dock, const Clock& clock, const TimeZone& zone);
+    Reminders(NotificationCenter& center, Dock& dock, const Clock& clock, TimeZone& zone);
 
     /// Replaces the pending reminders by the future ones of `items` and shows how many of them are due today.
     /// Tells what is really kept: nothing, where the notification centre is missing or cannot store it.
@@ -48,5 +48,5 @@ private:
     NotificationCenter& center_;
     Dock& dock_;
     const Clock& clock_;
-    const TimeZone& zone_;
+    TimeZone& zone_;
 };

@@ -11,7 +11,9 @@ class FakeTimeZone : public TimeZone {
 public:
     std::chrono::seconds offset{0}; ///< before the first change
     std::map<std::chrono::sys_seconds, std::chrono::seconds> changes;
+    std::optional<std::chrono::seconds> chosen; ///< another zone, once it is taken over
 
+    void refresh() override { offset = chosen.value_or(offset); }
     std::chrono::seconds offsetAt(std::chrono::sys_seconds moment) const override {
         const auto next = changes.upper_bound(moment);
         return next == changes.begin() ? offset : std::prev(next)->second;

@@ -52,7 +52,9 @@ TEST_F(RemindersTest, makesARequestOfAnItemAndDropsTheSecondsOfItsMoment) {
     const NotificationRequest expected = {"brisko.task.7", "Pay rent", "to Ann", 7, {2027, 1, 15, 10, 30}};
     EXPECT_EQ(center.pending, std::vector{expected});
     rent["body"] = "";
+    zone.chosen = 3h;
     sync(rent);
+    EXPECT_EQ(center.pending[0].trigger.hour, 12) << "the person has moved";
     EXPECT_EQ(center.pending[0].body, std::nullopt);
 }
 

@@ -11,6 +11,10 @@ std::chrono::seconds SystemTimeZone::offsetAt(std::chrono::sys_seconds moment) c
 }
 
 void SystemTimeZone::refresh() {
+    tzset();
+}
+
+void SystemTimeZone::reread() {
     const auto* given = std::getenv("TZ");
     if (!given) {
         tzset();

@@ -7,6 +7,9 @@ class SystemTimeZone : public TimeZone {
 public:
     std::chrono::seconds offsetAt(std::chrono::sys_seconds moment) const override;
 
-    /// Looks the zone up again. The C library does so by itself only where TZ is not set.
-    void refresh();
+    /// TZ stays what it is in a process.
+    void refresh() override;
+    /// Reads the rules again even where TZ names them. Only for a process of one thread: it sets TZ for a
+    /// moment.
+    void reread();
 };

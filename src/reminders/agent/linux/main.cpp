@@ -110,7 +110,7 @@ int serve(const Options& options) {
     DesktopShellLauncher launcher(bus, options.place.applicationId);
     ReminderAgent agent({store, server, alarm, launcher, clock, zone});
     const TimeZoneWatch watch([&] {
-        zone.refresh();
+        zone.reread();
         agent.timeZoneChanged();
     });
     return AgentService(bus, options.place, agent, options.linger).run();
