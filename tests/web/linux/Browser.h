@@ -7,8 +7,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <gtk/gtk.h>
-#include <sys/types.h>
+#include <unistd.h>
 
+#include <fstream>
 #include <set>
 
 inline constexpr std::chrono::seconds patience{60};
@@ -17,31 +18,71 @@ inline constexpr auto pageProcess = "WebKitWebProces";
 inline constexpr auto networkProcess = "WebKitNetworkPr";
 
 /// The engine over files in that folder, trusting that certificate for that origin.
-std::unique_ptr<WebEngine> makeEngine(const std::filesystem::path& folder, const Url& origin,
-                                      const std::optional<std::filesystem::path>& trusted = std::nullopt);
+inline std::unique_ptr<WebEngine> makeEngine(const std::filesystem::path& folder, const Url& origin,
+                                             const std::optional<std::filesystem::path>& trusted = {}) {
+    gtk_init();
+    return loadWebEngine({folder / "data", folder / "cache", origin, trusted, false});
+}
 
 /// The living processes of that name that the engine has started from this one.
-std::set<pid_t> engineProcesses(const std::string& name);
+inline std::set<pid_t> engineProcesses(const std::string& name) {
+    std::set<pid_t> found;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        std::ifstream file(entry.path() / "stat");
+        pid_t id = 0, parent = 0, group = 0;
+        std::string itsName;
+        char state = 0;
+        if (file >> id >> itsName >> state >> parent >> group && itsName == "(" + name + ")" &&
+            state != 'Z' && group == getpgrp())
+            found.insert(id);
+    }
+    return found;
+}
 
 /// A view in a window, what it has reported, and the engine behind it.
 class Browser {
 public:
+    using Where = std::source_location;
+
     Browser(const Url& origin, const std::optional<std::filesystem::path>& trusted)
         : engine(makeEngine(newFolder(), origin, trusted)) {
         makeView();
     }
     ~Browser() { gtk_window_destroy(GTK_WINDOW(window.get())); }
 
-    void makeView();
+    void makeView() {
+        view = engine->makeView();
+        view->onFinished = [this] { finished += 1; };
+        view->decideResponse = [](bool showable) {
+            return showable ? NavigationPolicy::allow : NavigationPolicy::download;
+        };
+        view->onFailed = [this](const LoadFailure& failure) {
+            if (!failure.cancelled)
+                failed.push_back(failure.url);
+        };
+        const auto count = +[](GtkWidget*, int, int* terminations) { *terminations += 1; };
+        g_signal_connect(gtk_overlay_get_child(GTK_OVERLAY(view->widget())), "web-process-terminated",
+                         G_CALLBACK(count), &terminated);
+        gtk_window_set_child(GTK_WINDOW(window.get()), view->widget());
+        gtk_window_present(GTK_WINDOW(window.get()));
+        gtk_widget_child_focus(view->widget(), GTK_DIR_TAB_FORWARD);
+    }
     /// Does what leads to a page, and waits for what becomes of it: true when it was shown.
-    bool follow(const std::function<void()>& lead,
-                const std::source_location& where = std::source_location::current());
-    bool shows(const Url& url, const std::source_location& where = std::source_location::current()) {
+    bool follow(const std::function<void()>& lead, const Where& where = Where::current()) {
+        const auto before = finished;
+        const auto failures = failed.size();
+        lead();
+        const auto seen = [&] { return "failed so far: " + Json(failed).dump(); };
+        MainLoop::runUntil([&] { return finished > before || failed.size() > failures; }, seen, where);
+        return finished > before;
+    }
+    bool shows(const Url& url, const Where& where = Where::current()) {
         return follow([&] { view->load(url, patience); }, where);
     }
     /// What the page answers to the body of an asynchronous function; null for none.
-    Json ask(const std::string& body,
-             const std::source_location& where = std::source_location::current()) const;
+    Json ask(const std::string& body, const Where& where = Where::current()) const {
+        return MainLoop::finish(view->evaluateForResult(body), where).value_or(nullptr);
+    }
     WebDataStore& store() const { return engine->dataStore(); }
 
     std::unique_ptr<WebEngine> engine;
@@ -57,14 +98,16 @@ class WebKitTest : public testing::Test {
 protected:
     WebKitTest() { server.pages["/silent"] = {.status = 0}; }
 
-    static const std::filesystem::path& certificate();
+    static const std::filesystem::path& certificate() {
+        static const auto file = newCertificate("DNS:localhost,IP:127.0.0.1");
+        return file;
+    }
     /// Begins to load what never comes.
     void loadInVain() {
         server.requests.clear();
         browser.view->load(server.url("/silent"), patience);
         MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
     }
-
     /// The processes that show the pages of this test. Those of earlier ones may still be ending.
     std::set<pid_t> ownPages() const {
         auto processes = engineProcesses(pageProcess);
