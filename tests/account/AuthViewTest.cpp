@@ -196,19 +196,3 @@ TEST_F(AuthViewTest, aGoogleSignInReportsNoPasswordAndSaysWhatWentWrongUnlessThe
     expectError(WebAuthenticationError("No browser", 2), "No browser");
     expectError(BriskoAPI::Failure("Nothing came back."), "Nothing came back.");
 }
-
-TEST(Remembered, keepsANameWithoutTheWhiteSpaceAroundItAndForgetsAnEmptyOne) {
-    FakeUserDefaults defaults;
-    Remembered remembered(defaults);
-    for (const auto& [written, kept] : {std::pair(" \t\r\n ann lee \v\f\n", "ann lee"),
-                                        {"\u00a0\u3000🙂\u2003", "🙂"},
-                                        {" \n\u2029", ""}}) {
-        remembered.setUsername(written);
-        EXPECT_EQ(remembered.username(), kept);
-    }
-    EXPECT_TRUE(defaults.values.empty());
-    remembered.setUsername("ann");
-    defaults.broken = true;
-    remembered.setUsername("bob");
-    EXPECT_EQ(remembered.username(), "ann") << "nothing can be written";
-}

@@ -2,7 +2,6 @@
 
 #include "Scenario.h"
 #include "fakes/FakePlatform.h"
-#include "platform/Walk.h"
 #include "web/PageZoom.h"
 
 #include <gtest/gtest.h>
@@ -39,13 +38,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(MenusTest, readTheKeysOfACombo) {
-    walk("mod+shift+v  n  alt+enter  ctrl+k  mod+right  alt+mod+mod+0  ++mod++k+  mod+F5  mod  mod+Enter  +  "
-         "+++",
-         "⇧⌘v  n  ⌥\r  k  ⌘\xEF\x9C\x83  ⌥⌘0  ⌘k  ⌘F5  mod  ⌘Enter  none  none",
-         [](const std::string& combo) { return words(Menus::keys(combo)); });
-}
 
 TEST_F(MenusTest, followTheBindingsOfTheAccount) {
     EXPECT_EQ(keysOf({pasteAsPlainText, toggleFullScreen, lockNow, undo, cut, hide}),

@@ -46,10 +46,6 @@ protected:
         MainLoop::runUntil([&] { return outcome->ended(); });
         return outcome->message();
     }
-    static std::string between(const std::string& text, const std::string& before, const std::string& after) {
-        const auto start = text.find(before) + before.size();
-        return text.substr(start, text.find(after, start) - start);
-    }
 };
 
 INSTANTIATE_TEST_SUITE_P(OverHttp, DemoServiceTest, testing::Values(false, true),
@@ -69,18 +65,6 @@ TEST_P(DemoServiceTest, signsInWithACookieThatScriptsCannotReadAndGivesThePagesS
         EXPECT_TRUE(settings["shortcuts"][action].is_string()) << settings;
     EXPECT_EQ(send("/api/auth/logout", "{}").status, 200);
     EXPECT_FALSE(api.hasSession()) << "the service takes its cookie back";
-}
-
-TEST_P(DemoServiceTest, leadsThroughTheBrowserBackToTheProgramWithACodeThatSignsIn) {
-    const auto signingIn = begin(api.signInWithGoogle());
-    ASSERT_EQ(browser.started.size(), 1U);
-    ASSERT_EQ(browser.started[0], "brisko " + origin.text() + "/api/auth/google?native=1");
-    const auto consent = send("/api/auth/google?native=1").body;
-    const auto nonce = between(consent, "name=\"nonce\" value=\"", "\"");
-    const auto back = send("/api/auth/google", "decision=allow&nonce=" + nonce).body;
-    browser.answer.resolve("brisko://auth?code=" + between(back, "brisko://auth?code=", "\""));
-    MainLoop::finish(signingIn);
-    EXPECT_TRUE(api.hasSession());
 }
 
 TEST(DemoService, endsWithItsParentHoweverThatEnds) {

@@ -19,11 +19,3 @@ TEST(Url, splitsIntoItsPartsKeepsItsTextAndTellsAMissingPartFromAnEmptyOne) {
         Url::parse("brisko://auth?code=a%26b+c&code=&code&x=1")->queryItems(),
         std::vector<Url::QueryItem>({{"code", "a&b+c"}, {"code", ""}, {"code", std::nullopt}, {"x", "1"}}));
 }
-
-TEST(Url, buildsTheServicesAddressesAndResolvesReferences) {
-    const auto origin = *Url::parse("https://brisko.example");
-    EXPECT_EQ(origin.appendingPath("a").withQuery({{"na me", "1&2"}, {"flag", std::nullopt}}).text(),
-              "https://brisko.example/a?na%20me=1%262&flag");
-    EXPECT_EQ(origin.resolve("a/../b")->text(), "https://brisko.example/b");
-    EXPECT_FALSE(origin.resolve("not a path"));
-}

@@ -44,17 +44,13 @@ TEST_F(WindowTest, showsAndStoresEveryLockSetting) {
 
     gtk_widget_grab_focus(Desk::find("After"));
     see("Up Up Down", "6", "minutes of no typing or clicking");
-    see("<Control>a 1", "1", "minute of no typing or clicking");
     see("<Control>a 9 9 9", "999", "minutes of no typing or clicking");
-    see("<Control>a o", "o", "minutes of no typing or clicking");
-    see("Tab", "999", "After");
+    see("<Control>a o Tab", "999", "After");
     see("Decrease", "239", "After");
     see("Increase", "240", "After");
     see("⌃⌘L", "240", "Press the keys…");
     see("k <Shift>k Tab Return space <Control>F5 <Control>Right", "240", "Press the keys…");
     see("<Alt><Shift>k", "240", "⌥⇧K");
-    see("⌥⇧K", "240", "Press the keys…");
-    see("Escape", "240", "⌥⇧K");
     see("Clear", "240", "None");
     see("Default", "240", "⌃⌘L");
     see("Lock when left alone", "240", "Lock when left alone");

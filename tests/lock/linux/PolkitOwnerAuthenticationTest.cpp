@@ -133,12 +133,3 @@ TEST_F(PolkitOwnerAuthenticationTest, waitsForNoPolkitThatHasStoppedOrDiedAndTak
     EXPECT_FALSE(prove());
     EXPECT_TRUE(agent.shown.empty());
 }
-
-TEST(PolkitOwnerAuthentication, isOfNoUseWithoutABus) {
-    g_setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", TRUE);
-    SystemBus bus;
-    PolkitOwnerAuthentication owner(bus);
-    EXPECT_EQ(MainLoop::finish(owner.kind()), Kind::none);
-    EXPECT_FALSE(MainLoop::finish(owner.authenticate("unlock brisko")));
-    g_unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
-}

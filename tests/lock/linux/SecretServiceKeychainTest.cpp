@@ -34,11 +34,8 @@ public:
     static constexpr auto password = "password of the login keyring";
 
     /// Its prompts go to the bus name of a prompter. The login keyring is there and open, as after a login
-    /// with a password; without "--unlock" the daemon has been started by the bus, and nobody has a keyring.
-    explicit KeyringDaemon(std::string prompter = "", const char* unlock = "--unlock")
-        : prompter_(std::move(prompter)), unlock_(unlock) {
-        start();
-    }
+    /// with a password.
+    explicit KeyringDaemon(std::string prompter = "") : prompter_(std::move(prompter)) { start(); }
     KeyringDaemon(const KeyringDaemon&) = delete;
     KeyringDaemon& operator=(const KeyringDaemon&) = delete;
     ~KeyringDaemon() { kill(); }
@@ -56,10 +53,9 @@ public:
         process_ = GPtr<GSubprocess>::take(
             g_subprocess_new(flags, nullptr, "setpriv", "--pdeathsig=KILL", "env", "--ignore-environment",
                              home.c_str(), prompter.c_str(), bus.c_str(), "gnome-keyring-daemon",
-                             "--foreground", "--components=secrets", unlock_, nullptr));
+                             "--foreground", "--components=secrets", "--unlock", nullptr));
         auto* input = g_subprocess_get_stdin_pipe(process_.get());
-        if (unlock_)
-            g_output_stream_write_all(input, password, strlen(password), nullptr, nullptr, nullptr);
+        g_output_stream_write_all(input, password, strlen(password), nullptr, nullptr, nullptr);
         g_output_stream_close(input, nullptr, nullptr);
         MainLoop::poll([this] { return BusObject::processOf(name, bus_.get()) == id(); });
     }
@@ -102,7 +98,6 @@ private:
     GPtr<GDBusConnection> bus_ =
         GPtr<GDBusConnection>::take(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
     std::string prompter_;
-    const char* unlock_;
     TemporaryFolder home_{"keyring"};
     GPtr<GSubprocess> process_;
 };
@@ -245,13 +240,6 @@ TEST(SecretServiceKeychain, isNeverSaidToRefuseAnItemWhenTheServiceDiesWhileItSt
     EXPECT_EQ(end, "done");
 }
 
-TEST(SecretServiceKeychain, findsNothingWithoutAKeyring) {
-    SecretServiceKeychain keychain(service);
-    const KeyringDaemon daemon("", nullptr);
-    EXPECT_EQ(read(keychain), "none");
-    EXPECT_EQ(remove(keychain), "done");
-}
-
 TEST(SecretServiceKeychain, isFoundUnderItsAttributesAndGivesUpOnAServiceThatDoesNotAnswer) {
     KeyringDaemon daemon;
     SecretServiceKeychain patient(service), impatient(service, 50ms), other("app.brisko.Other");
@@ -298,10 +286,4 @@ TEST_F(LockedKeyring, waitsForThePersonLongerThanForTheServiceAndTakesThePromptA
     impatient.reset();
     ASSERT_TRUE(reading->ended());
     EXPECT_THROW(reading->take(), Keychain::Unavailable);
-}
-
-TEST_F(LockedKeyring, isUnavailableWhenTheServiceDiesWhileThePersonIsAsked) {
-    const auto reading = prompter.startAsking(keychain);
-    daemon.kill();
-    EXPECT_EQ(endOf(reading), locked);
 }
