@@ -96,17 +96,3 @@ class Pages(Journey):
                         os.kill(process, signal.SIGKILL)
             desk.press("x")
             self.page.see("document.querySelector('input').value.slice(-1)", "x")
-
-    def test_a_page_that_never_stops_asking_can_be_left_and_the_program_with_it(self):
-        self.open("""<button onclick="for (;;) alert('Again')">1</button>""")
-
-        def ask():
-            self.press("true")
-            self.program.see("Again", "label")
-            self.program.see_focus("OK")
-
-        ask()
-        with self.page.renewed():
-            self.program.again("brisko://today")
-        ask()
-        self.assertEqual(self.program.quit(), 0)

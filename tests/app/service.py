@@ -6,7 +6,6 @@
 #     service.page.see("document.title", "brisko")              waits for that value
 #     service.page.ask("return await BriskoNative.badge(3)")    runs it once and returns what comes of it
 #     service.show("/", "<button>1</button>")                   a page of the test's own at that path
-#     service.refuse("/api/auth/login", "Not today.")           an answer of the test's own
 #     service.bodies("/api/auth/login")                         what has been asked
 
 import collections
@@ -194,9 +193,6 @@ class Service(http.server.ThreadingHTTPServer):
     def show(self, path, text):
         page = ("<!doctype html>" + text).encode()
         self.scripted[path] = lambda _: Answer(200, [("Content-Type", "text/html; charset=utf-8")], page)
-
-    def refuse(self, path, error):
-        self.scripted[path] = lambda _: Answer(401, [], json.dumps({"error": error}).encode())
 
     def bodies(self, path):
         return [json.loads(request.body or "null") for request in self.requests if request.path == path]

@@ -47,7 +47,6 @@ TEST_F(MenusTest, followTheBindingsOfTheAccount) {
         {{{"toggleView", "alt+t"}, {"NewTask", "mod+j"}, {"elsewhere", "mod+j"}}, "⌘n ⌘k ⌘f ⌥t ⌘,", 1},
         {{{"newTask", ""}, {"spotlight", "+"}}, "none! none ⌘f ⌥t ⌘,", 2},
         {{{"newTask", ""}, {"toggleView", "alt+t"}}, "none! none ⌘f ⌥t ⌘,", 2},
-        {{}, "none! none ⌘f ⌥t ⌘,", 2},
         {{{"newTask", "mod+n"}}, "⌘n none ⌘f ⌥t ⌘,", 3}};
     for (const auto& [bindings, keys, changes] : cases) {
         menus.adopt(bindings);

@@ -7,7 +7,6 @@
 #include "platform/linux/UserDownloadFolder.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <fstream>
 
@@ -23,7 +22,6 @@ protected:
     const fs::path file = folder / "file";
 
     static fs::perms modeOf(const fs::path& path) { return fs::status(path).permissions(); }
-    auto entries() const { return std::distance(fs::directory_iterator(folder), {}); }
     void store(std::string_view content) const {
         DurableFile::makePrivateFolder(folder);
         DurableFile::write(file, content);
@@ -58,14 +56,6 @@ TEST_F(FilesTest, areTheOldOrTheNewWholeAndForNobodyElse) {
         DurableFile::setAside(file);
     }
     EXPECT_EQ(DurableFile::read(file.string() + ".broken-2")->size(), 300'000U);
-
-    ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
-    EXPECT_THROW(DurableFile::read(file), Error) << "nobody writes to the pipe, and reading does not wait";
-    DurableFile::remove(file);
-    fs::create_directories(file / "inside");
-    EXPECT_THROW(DurableFile::write(file, "new"), Error);
-    EXPECT_THROW(DurableFile::remove(file), Error);
-    EXPECT_EQ(entries(), 3) << "two that were set aside, and what is in the way";
 }
 
 TEST_F(FilesTest, keepThePreferencesThatSomebodyElseWritesMeanwhileAndThoseThatCannotBeRead) {
@@ -73,17 +63,12 @@ TEST_F(FilesTest, keepThePreferencesThatSomebodyElseWritesMeanwhileAndThoseThatC
     EXPECT_TRUE(defaults.available()) << "nothing is stored yet, which is known";
     defaults.set("a", 1);
     EXPECT_EQ(modeOf(folder), fs::perms(0700));
-    {
-        const FullDisk full;
-        EXPECT_NO_THROW(defaults.set("a", 1)) << "nothing changes, and nothing is written";
-    }
-    EXPECT_EQ(defaults.value("a"), 1);
     store(R"({"a": 2, "other": [true]})");
     EXPECT_EQ(defaults.value("a"), 2);
     defaults.set("b", 3);
     EXPECT_EQ(parseJson(*DurableFile::read(file)), parseJson(R"({"a":2,"b":3,"other":[true]})"));
     EXPECT_EQ(defaults.value("b"), 3);
-    for (const auto* broken : {"", "{\"a\": 1", "[1]", "{} {}", "\xff\xfe"}) {
+    for (const auto* broken : {"", "{\"a\": 1", "[1]"}) {
         store(broken);
         EXPECT_EQ(defaults.value("b"), Json()) << broken;
         EXPECT_FALSE(defaults.available()) << broken;

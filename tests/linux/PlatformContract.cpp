@@ -11,8 +11,6 @@
 
 #include <gmock/gmock.h>
 
-#include <limits>
-
 namespace {
 
 /// What the fakes of the logic's tests promise, the adapters keep. Of each: how a request is answered, how a
@@ -115,7 +113,6 @@ TYPED_TEST(PlatformContract, listsTheCookiesOfARequestTheLongestPathFirstAndRemo
         {"https://brisko.example/api/auth/login?x=1", {"deep", "deep", "host", "sealed"}},
         {"https://brisko.example/api/authority", {"deep", "host", "sealed"}},
         {"https://notbrisko.example/", {}},
-        {"relative", {}},
     };
     for (const auto& [url, expected] : cases) {
         std::vector<std::string> names;
@@ -133,9 +130,9 @@ TYPED_TEST(PlatformContract, listsTheCookiesOfARequestTheLongestPathFirstAndRemo
 
 TYPED_TEST(PlatformContract, givesEveryPreferenceBackWithItsTypeAndChangesSeveralAsOneOrNone) {
     auto& defaults = this->kind.defaults;
-    for (const Json& value : {Json(true), Json(std::numeric_limits<std::int64_t>::min()), Json(1.0),
-                              Json(std::string("Zoë \"\\ \n\x7f 😀\0b", 17)),
-                              Json::array({1, "two", nullptr}), Json{{"nested", Json{{"key", false}}}}}) {
+    for (const Json& value :
+         {Json(true), Json(INT64_MIN), Json(1.0), Json(std::string("Zoë \"\\ \n\x7f 😀\0b", 17)),
+          Json::array({1, "two", nullptr}), Json{{"nested", Json{{"key", false}}}}}) {
         defaults.set("gone", value);
         EXPECT_EQ(defaults.value("gone"), value);
         EXPECT_EQ(defaults.value("gone").type(), value.type()) << value;
@@ -146,12 +143,6 @@ TYPED_TEST(PlatformContract, givesEveryPreferenceBackWithItsTypeAndChangesSevera
     defaults.set("kept", "kept");
     defaults.update({{"gone", Json()}, {"missing", Json()}, {"new", 2.5}});
     EXPECT_EQ(all(), R"(["kept",null,2.5])");
-    this->kind.failWhile([&] {
-        EXPECT_THROW(defaults.update({{"kept", Json()}, {"new", 3}}), Error);
-        EXPECT_THROW(defaults.set("kept", "after"), Error);
-        EXPECT_THROW(defaults.remove("kept"), Error);
-    });
+    this->kind.failWhile([&] { EXPECT_THROW(defaults.update({{"kept", Json()}, {"new", 3}}), Error); });
     EXPECT_EQ(all(), R"(["kept",null,2.5])");
-    defaults.remove("kept");
-    EXPECT_EQ(all(), "[null,null,2.5]");
 }

@@ -2,13 +2,10 @@
 #include "linux/MainLoop.h"
 #include "platform/linux/DBus.h"
 #include "platform/linux/LauncherEntry.h"
-#include "platform/linux/UserDownloadFolder.h"
 
 #include <gmock/gmock.h>
 
 namespace {
-
-using testing::ElementsAre;
 
 /// A session bus of its own with another program on it, which notes what it hears.
 class SessionBusTest : public testing::Test {
@@ -49,17 +46,6 @@ private:
 };
 
 } // namespace
-
-TEST_F(SessionBusTest, tellsEverybodyOfAFileThatHasArrived) {
-    listenTo({nullptr, "/app/brisko/Brisko", "app.brisko.Brisko.Downloads", "DownloadFileFinished"});
-    std::vector<std::filesystem::path> recent;
-    UserDownloadFolder downloads("/home/ada/Downloads",
-                                 [&recent](const auto& file) { recent.push_back(file); });
-    downloads.announce("/home/ada/Downloads/Zürich 2.csv");
-    downloads.announce("/home/ada/\xff/x");
-    EXPECT_THAT(heardAll(2), ElementsAre("('/home/ada/Downloads/Zürich 2.csv',)", "('/home/ada/\ufffd/x',)"));
-    EXPECT_THAT(recent, ElementsAre("/home/ada/Downloads/Zürich 2.csv", "/home/ada/\xff/x"));
-}
 
 TEST_F(SessionBusTest, anIconShowsItsNumberAndItsProgressEachByItselfAndNothingAtTheEnd) {
     listenTo({nullptr, nullptr, "com.canonical.Unity.LauncherEntry", "Update"});

@@ -135,11 +135,8 @@ TEST_F(SoupHttpClientTest, endsEachBadDayAsWhatItIsWithTheCookiesOfEveryReplyOnD
 }
 
 TEST_F(SoupHttpClientTest, trustsTheGivenCertificateAndNoOther) {
-    for (const auto* content :
-         {"no certificate\n", "-----BEGIN CERTIFICATE-----\n-----END CERTIFICATE-----\n"}) {
-        trusted = content;
-        EXPECT_THROW(get(), Error) << content;
-    }
+    trusted = "no certificate";
+    EXPECT_THROW(get(), Error);
     trusted = service.certificate();
     EXPECT_EQ(get(), "200 hello");
     const MisbehavingService stranger({});

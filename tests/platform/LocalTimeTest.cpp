@@ -7,21 +7,10 @@
 using namespace std::chrono_literals;
 using namespace std::chrono;
 
-namespace {
-
-/// New York in 2026: clocks go from 02:00 to 03:00 on March 8 and from 02:00 to 01:00 on November 1.
-FakeTimeZone newYork() {
-    FakeTimeZone zone;
-    zone.offset = -5h;
-    zone.changes = {{sys_days(2026y / March / 8) + 7h, -4h}, {sys_days(2026y / November / 1) + 6h, -5h}};
-    return zone;
-}
-
-} // namespace
-
 TEST(LocalTime, knowsWhenTheNextDayBeginsAlsoOneWithoutAMidnight) {
     const sys_seconds march = sys_days(2026y / March / 8);
-    auto zone = newYork();
+    FakeTimeZone zone;
+    zone.offset = -5h;
     EXPECT_EQ(LocalTime::startOfTomorrow(sys_days(2026y / December / 31) + 20h, zone),
               sys_days(2027y / January / 1) + 5h);
     zone.changes = {{march + 5h, -4h}}; // from 24:00 to 01:00, as it was in São Paulo

@@ -7,7 +7,6 @@ TEST(ChromeReporter, readsTheFirstThreeNumbersOfAColour) {
                                                  {"rgba(1, 2, 3, 0.02)", 1, 2, 3},
                                                  {"rgb(300, -5, 1e1)", 300, -5, 10},
                                                  {"color(srgb 0 .5 +1)", 0, .5, 1},
-                                                 {"rgb(nan, inf, 3, 4, 5)", 3, 4, 5},
                                                  {"rgb(1,,2 / / 3)", 1, 2, 3}})
         EXPECT_EQ(ChromeReporter::colour(text), (Color{red / 255, green / 255, blue / 255})) << text;
     for (const auto* none : {"rgba(1, 2, 3, 0.01)", "rgba(1, 2, 3, -1)", "a(b(1,2)3)", "rgb(0x10, 1, 2)",

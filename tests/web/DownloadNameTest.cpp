@@ -19,21 +19,16 @@ std::string chosen(const std::string& suggested, const std::set<std::string>& th
 } // namespace
 
 TEST(DownloadName, isTheSuggestedOneMadeUsableAndCountsUpFromTwoBeforeTheExtension) {
-    for (const auto& [suggested, name] :
-         {std::pair("../../x", "x"),
-          {"folder/", "folder"},
-          {". .x", "x"},
-          {"notes. ", "notes"},
-          {"a\nb\x7f.txt", "a b_.txt"},
-          {"a\u2028b\u0085c", "a b c"},
-          {"Z\xc3\xbcrich \xff\xc3.csv", "Zürich __.csv"},
-          {"photo\u202egpj.exe", "photogpj.exe"},
-          {"\u2067x\u2069.txt\ufeff", "x.txt"},
-          {"", "download"},
-          {"a/..", "download"},
-          {" \u3000. ", "download"},
-          {"weiß \U0001f469\u200d\U0001f680 你好.zip", "weiß \U0001f469\u200d\U0001f680 你好.zip"},
-          {R"(C:\a:b.txt)", R"(C:\a:b.txt)"}})
+    for (const auto& [suggested, name] : {std::pair("../../x", "x"),
+                                          {"notes. ", "notes"},
+                                          {"a\nb\x7f.txt", "a b_.txt"},
+                                          {"a\u2028b\u0085c", "a b c"},
+                                          {"Z\xc3\xbcrich \xff\xc3.csv", "Zürich __.csv"},
+                                          {"photo\u202egpj.exe", "photogpj.exe"},
+                                          {"\u2067x\u2069.txt\ufeff", "x.txt"},
+                                          {"a/..", "download"},
+                                          {" \u3000. ", "download"},
+                                          {R"(C:\a:b.txt)", R"(C:\a:b.txt)"}})
         EXPECT_EQ(chosen(suggested), name) << suggested;
     const std::set<std::string> there = {"report.pdf", "report 2.pdf", "notes", "a.b"};
     for (const auto& [suggested, name] :

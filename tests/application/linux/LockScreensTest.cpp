@@ -46,10 +46,9 @@ TEST_F(WindowTest, showsAndStoresEveryLockSetting) {
     see("Up Up Down", "6", "minutes of no typing or clicking");
     see("<Control>a 9 9 9", "999", "minutes of no typing or clicking");
     see("<Control>a o Tab", "999", "After");
-    see("Decrease", "239", "After");
     see("Increase", "240", "After");
     see("⌃⌘L", "240", "Press the keys…");
-    see("k <Shift>k Tab Return space <Control>F5 <Control>Right", "240", "Press the keys…");
+    see("k Tab Return space", "240", "Press the keys…");
     see("<Alt><Shift>k", "240", "⌥⇧K");
     see("Clear", "240", "None");
     see("Default", "240", "⌃⌘L");

@@ -131,14 +131,10 @@ TEST_F(MenuBarTest, doesWhatItsItemsAndKeysSayUnlessTheFieldHasAUseOfThem) {
 TEST(Accelerator, spellsKeysAsTheToolkitDoesFindsThemOnEveryKeyboardAndKnowsWhichTypeText) {
     std::string names;
     for (const auto* combo :
-         {"mod+V", "mod+\xC3\xA9", "F5", "alt+enter", "mod+backspace", "mod+delete", "alt+escape", "mod+up",
-          "mod+down", "mod+left", "mod+PageUp", "up", "mod", "mod+shift", "mod+NoSuchKey"}) {
+         {"mod+V", "mod+\xC3\xA9", "F5", "alt+enter", "mod+PageUp", "up", "mod", "mod+NoSuchKey"}) {
         const auto accelerator = Accelerator::of(*Menus::keys(combo));
         names += accelerator ? accelerator->name() + (accelerator->typesText() ? "! " : " ") : "- ";
     }
-    EXPECT_EQ(names, "<Shift><Control>v <Control>eacute F5! <Alt>Return <Control>BackSpace <Control>Delete "
-                     "<Alt>Escape <Control>Up <Control>Down <Control>Left <Control>Page_Up - - - - ");
-    EXPECT_FALSE(Accelerator::of({"l", KeyModifier::control})->typesText());
+    EXPECT_EQ(names, "<Shift><Control>v <Control>eacute F5! <Alt>Return <Control>Page_Up - - - ");
     EXPECT_THAT(Accelerator{GDK_KEY_plus}.keys(), ElementsAre(GDK_KEY_plus, GDK_KEY_KP_Add, GDK_KEY_equal));
-    EXPECT_THAT(Accelerator{GDK_KEY_0}.keys(), ElementsAre(GDK_KEY_0, GDK_KEY_KP_0));
 }

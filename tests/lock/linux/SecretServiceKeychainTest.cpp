@@ -205,7 +205,6 @@ TYPED_TEST(KeychainContract, keepsOneItemThroughRefusalsAndAbsencesUntilItIsRepl
         EXPECT_THROW(MainLoop::finish(kind.keychain.write(SecretText("another"))), Keychain::Refused);
         kind.setFull(false);
         EXPECT_EQ(read(kind.keychain), data);
-        EXPECT_EQ(read(kind.keychain), data);
     }
     kind.setThere(false);
     EXPECT_THROW(MainLoop::finish(kind.keychain.read()), Keychain::Unavailable);

@@ -90,16 +90,12 @@ TEST_F(AgentNotificationCenterTest, givesUpOnAnAgentThatDoesNotAnswerOrCannotBeH
     }
 }
 
-TEST_F(AgentNotificationCenterTest, leavesTheStartToABusThatKnowsTheAgentAndTakesLongLists) {
+TEST_F(AgentNotificationCenterTest, leavesTheStartToABusThatKnowsTheAgent) {
     session.stopBus();
     session.installService();
     session.startBus();
     center = session.center(question, "/nonexistent");
-    Names names;
-    for (int number = 0; number < 10'000; ++number)
-        names.push_back(std::to_string(number));
-    EXPECT_EQ(replace(names), (Replaced{0, 10'000}));
-    EXPECT_EQ(pending().size(), 10'000U);
+    EXPECT_EQ(replace({"a"}), (Replaced{0, 1}));
     session.killAgent();
     EXPECT_EQ(AgentUnderTest(session, {"--if-pending"}).waitForEnd(), EXIT_SUCCESS);
     EXPECT_GT(session.agent(), 0);

@@ -130,21 +130,18 @@ TEST_F(PageScripts, reportEachColourOnceAndAreSilentWhileNothingChanges) {
     // A body without a colour of its own shows that of the root.
     browser.ask("document.documentElement.style.background = 'rgb(7, 8, 9)'");
     paint("document.body.style.background = 'rgba(1, 1, 1, 0)'", 4);
-    paint("document.documentElement.style.background = 'rgba(7, 8, 9, 0.5)'", 5);
-    browser.shows(server.url("/"));
-    paint("", 6);
     Json colours;
     for (const auto& body : posted)
         colours.push_back(body.at("background"));
-    EXPECT_EQ(colours, Json({"rgb(1, 2, 3)", "rgb(9, 9, 9)", "rgb(4, 5, 6)", "rgb(7, 8, 9)",
-                             "rgba(7, 8, 9, 0.5)", "rgb(1, 2, 3)"}));
+    EXPECT_EQ(colours, Json({"rgb(1, 2, 3)", "rgb(9, 9, 9)", "rgb(4, 5, 6)", "rgb(7, 8, 9)"}));
 }
 
 TEST_F(PageScripts, reportTheAccountsBindingsWhenTheServiceHasSome) {
     for (const auto& [status, settings] :
          {std::pair(200U, R"({"shortcuts": {"newTask": "mod+j", "search": 5}})"),
-          std::pair(200U, R"({"shortcuts": null})"), std::pair(200U, "null"),
-          std::pair(200U, R"({"shortcuts")"), std::pair(401U, R"({"shortcuts": {"newTask": "mod+l"}})")}) {
+          {200U, "null"},
+          {200U, R"({"shortcuts")"},
+          {401U, R"({"shortcuts": {"newTask": "mod+l"}})"}}) {
         server.requests.clear();
         server.pages["/api/settings"] = {settings, "application/json", status};
         browser.shows(server.url("/"));

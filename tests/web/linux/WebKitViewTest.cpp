@@ -24,13 +24,7 @@ TEST_F(WebKitView, showsAPageWithTheCookiesOfTheStoreAlsoOnceTheNetworkProcessHa
               parseJson(R"(["hello", true, "brisko_session=one"])"));
     EXPECT_THAT(browser.ask("return navigator.userAgent").get<std::string>(),
                 testing::MatchesRegex("Mozilla/5.0 .* briskomac"));
-    int changes = 0;
-    const auto watching = browser.store().observeCookies([&] { changes += 1; });
-    browser.ask("document.cookie = 'own=two'");
-    MainLoop::runUntil([&] { return changes > 0; });
-    EXPECT_EQ(MainLoop::finish(browser.store().allCookies()).size(), 2);
-    for (const auto* body : {"", "throw new Error('x')", "return undefined", "not a script"})
-        EXPECT_EQ(MainLoop::finish(browser.view->evaluateForResult(body)), std::nullopt) << body;
+    EXPECT_EQ(MainLoop::finish(browser.view->evaluateForResult("not a script")), std::nullopt);
     // Once the network process has died, the same server is trusted.
     const auto cut = begin(browser.view->evaluateForResult("await fetch('/silent').catch(() => 0)"));
     MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
