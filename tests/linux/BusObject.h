@@ -30,9 +30,6 @@ public:
     void answer(GVariant* results = nullptr, GUnixFDList* files = nullptr) {
         g_dbus_method_invocation_return_value_with_unix_fd_list(call_.release(), results, files);
     }
-    void refuse(const char* error) {
-        g_dbus_method_invocation_return_dbus_error(call_.release(), error, "refused by the test");
-    }
 
 private:
     GPtr<GDBusMethodInvocation> call_;
