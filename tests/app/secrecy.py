@@ -92,7 +92,7 @@ class Secrecy(LockJourney):
             self.page.see("document.activeElement.id", button)
             desk.press("Return")
             see_panel()
-            self.login.lock()
+            desk.press("ctrl+super+l")
             self.assert_nothing_shows()
             desk.press("Return", "space", "Escape")
             self.assert_nothing_shows()

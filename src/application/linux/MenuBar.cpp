@@ -1,6 +1,7 @@
 #include "application/linux/MenuBar.h"
 
 #include "application/linux/Accelerator.h"
+#include "application/linux/WindowStack.h"
 
 #include <glibmm/main.h>
 
@@ -9,6 +10,7 @@
 namespace {
 
 constexpr auto groupName = "menu";
+constexpr auto hasLockKey = "brisko-lock-key";
 
 std::string plainName(MenuCommand command) {
     return "item" + std::to_string(static_cast<int>(command));
@@ -63,6 +65,7 @@ MenuBar::MenuBar(MenuTarget& target, MainWindow& window, Gtk::Application& appli
     addQuitKey();
     watchMenus();
     watchWindow();
+    followWindows();
     target_.onMenusChanged = [this] { refresh(); };
     edit_.onChanged = [this] { refreshWindowItems(); };
     main_.onSheetChanged = [this] { sheetChanged(); };
@@ -76,6 +79,8 @@ MenuBar::~MenuBar() {
     for (auto& state : states_)
         state.disconnect();
     window_.remove_action_group(groupName);
+    for (const auto& other : WindowStack::all())
+        gtk_widget_insert_action_group(GTK_WIDGET(other.get()), groupName, nullptr);
     main_.removeMenuBar(bar_);
 }
 
@@ -158,6 +163,19 @@ void MenuBar::leaveSoon() {
 void MenuBar::watchWindow() {
     states_ = {window_.property_fullscreened().signal_changed().connect([this] { refreshWindowItems(); }),
                window_.property_maximized().signal_changed().connect([this] { refreshWindowItems(); })};
+    const auto changed = +[](GListModel*, guint, guint, guint, MenuBar* self) { self->followWindows(); };
+    auto* const list = gtk_window_get_toplevels();
+    list_ = SignalConnection(list, g_signal_connect(list, "items-changed", G_CALLBACK(changed), this));
+}
+
+void MenuBar::followWindows() {
+    for (const auto& other : WindowStack::all()) {
+        if (other.get() == GTK_WINDOW(window_.gobj()) || g_object_get_data(G_OBJECT(other.get()), hasLockKey))
+            continue;
+        g_object_set_data(G_OBJECT(other.get()), hasLockKey, this);
+        gtk_widget_insert_action_group(GTK_WIDGET(other.get()), groupName, G_ACTION_GROUP(actions_->gobj()));
+        keys_.attachLockTo(other.get());
+    }
 }
 
 void MenuBar::refresh() {

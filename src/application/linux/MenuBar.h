@@ -17,7 +17,8 @@
 #include <vector>
 
 /// The menu bar in the main window's header: a mirror of the menus, with their titles, the labels of their
-/// keys and what can be chosen now, and the keys themselves in the main window and its sheets.
+/// keys and what can be chosen now, and the keys themselves in the main window and its sheets; that of "Lock
+/// Now" in every other window too.
 ///
 /// It hands the delegate's commands to the delegate and carries out those of the responder chain: editing
 /// where the keyboard is, the rest with the window or the program as a whole.
@@ -58,6 +59,7 @@ private:
     /// Gives the keyboard back to where it was before the menus had it, unless one of them is open by then.
     void leaveSoon();
     void watchWindow();
+    void followWindows();
     void refresh();
     void refreshWindowItems();
     void draw(Line& line);
@@ -81,6 +83,7 @@ private:
     LateKeys late_;
     std::vector<SignalConnection> menus_; ///< to the window and the menus' popovers
     SignalConnection sheet_;              ///< to the sheet
+    SignalConnection list_;               ///< to that of the program's windows
     sigc::connection closing_;
     std::vector<sigc::connection> states_; ///< to the window's
 };

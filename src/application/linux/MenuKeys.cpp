@@ -27,11 +27,13 @@ void attach(Gtk::Window& window, const Glib::RefPtr<Gio::ListStore<Gtk::Shortcut
 MenuKeys::MenuKeys(ActionName actionName)
     : actionName_(std::move(actionName)),
       first_(Gio::ListStore<Gtk::Shortcut>::create()),
-      last_(Gio::ListStore<Gtk::Shortcut>::create()) {}
+      last_(Gio::ListStore<Gtk::Shortcut>::create()),
+      lock_(Gio::ListStore<Gtk::Shortcut>::create()) {}
 
 void MenuKeys::set(const Menus& menus) {
     first_->remove_all();
     last_->remove_all();
+    lock_->remove_all();
     for (const auto& menu : menus.menus())
         for (const auto& section : menu.sections)
             for (const auto& item : section) {
@@ -40,15 +42,25 @@ void MenuKeys::set(const Menus& menus) {
                 if (!accelerator || item.command == MenuCommand::terminate)
                     continue;
                 const auto& keys = alwaysWins(item) && !accelerator->typesText() ? first_ : last_;
-                for (const auto key : accelerator->keys())
-                    keys->append(Gtk::Shortcut::create(
+                for (const auto key : accelerator->keys()) {
+                    const auto shortcut = Gtk::Shortcut::create(
                         Gtk::KeyvalTrigger::create(key,
                                                    static_cast<Gdk::ModifierType>(accelerator->modifiers)),
-                        Gtk::NamedAction::create(actionName_(item.command))));
+                        Gtk::NamedAction::create(actionName_(item.command)));
+                    keys->append(shortcut);
+                    if (keys == first_ && item.command == MenuCommand::lockNow)
+                        lock_->append(shortcut);
+                }
             }
 }
 
 void MenuKeys::attachTo(Gtk::Window& window) {
     attach(window, first_, Gtk::PropagationPhase::CAPTURE);
     attach(window, last_, Gtk::PropagationPhase::BUBBLE);
+}
+
+void MenuKeys::attachLockTo(GtkWindow* window) const {
+    auto* const controller = gtk_shortcut_controller_new_for_model(G_LIST_MODEL(lock_->gobj()));
+    gtk_event_controller_set_propagation_phase(controller, GTK_PHASE_CAPTURE);
+    gtk_widget_add_controller(GTK_WIDGET(window), controller);
 }

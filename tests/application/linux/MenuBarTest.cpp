@@ -1,6 +1,7 @@
 #include "application/linux/MenuBar.h"
 
 #include "application/linux/Accelerator.h"
+#include "application/linux/GtkPanels.h"
 #include "application/linux/WindowTest.h"
 
 namespace {
@@ -122,6 +123,14 @@ TEST_F(MenuBarTest, doesWhatItsItemsAndKeysSayUnlessTheFieldHasAUseOfThem) {
     EXPECT_EQ(page.field.get_text(), "n");
     EXPECT_THAT(std::exchange(target.performed, {}), ElementsAre(lockNow)) << "which always wins";
     page.field.remove_controller(greedy);
+    {
+        GtkPanels panels(window.window());
+        const auto alert = panels.alert("Alert", "text", [] {});
+        Desk::seeKeyboardIn("OK");
+        Desk::press("<Control>r <Control><Super>l");
+        EXPECT_THAT(std::exchange(target.performed, {}), ElementsAre(lockNow)) << "whatever is in front";
+    }
+    Desk::seeKeyboardIn("Note");
     setEverything(false);
     choose(reloadPage);
     Desk::press("<Control>r");
