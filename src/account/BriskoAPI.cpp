@@ -163,6 +163,13 @@ Task<bool> BriskoAPI::hasLiveSession() {
     co_return false;
 }
 
+void BriskoAPI::keepRenewed(const std::vector<Cookie>& ofThePage) const {
+    for (const auto& known : storage_.cookiesFor(origin_))
+        for (const auto& cookie : ofThePage)
+            if (cookie.isSameAs(known) && cookie != known)
+                storage_.replace(cookie);
+}
+
 Task<> BriskoAPI::handOverSession() {
     const auto cookies = storage_.cookiesFor(origin_);
     for (const auto& cookie : cookies) {

@@ -68,6 +68,9 @@ public:
     Task<bool> hasLiveSession();
     /// Copies the jar's cookies for the origin into the web view's store, one after the other.
     Task<> handOverSession();
+    /// Takes over what the service has made of the jar's cookies for the origin in the page, a later end for
+    /// one. Those that are no longer in the jar stay away.
+    void keepRenewed(const std::vector<Cookie>& ofThePage) const;
     /// Ends the session on this machine: the jar's cookies for the origin, then all website data. Sends
     /// nothing.
     Task<> signOut();

@@ -107,6 +107,10 @@ void AppDelegate::showApp() {
             self->with_.menus.adopt(shortcuts);
     };
     shell->onSignedOut = weakly(&AppDelegate::signedOut);
+    shell->onOwnLink = [weak = weak_from_this()](const std::string& url) {
+        if (const auto self = weak.lock())
+            self->open({url});
+    };
     shell->bridge().showLockSettings = [weak = weak_from_this()](std::function<void()> done) {
         const auto self = weak.lock();
         if (self)
@@ -125,6 +129,8 @@ void AppDelegate::showApp() {
 void AppDelegate::showNative(std::unique_ptr<Screen> screen) {
     swap(*screen);
     nativeScreen_ = std::move(screen);
+    if (shell_)
+        pending_ = shell_->unanswered();
     shell_.reset();
     menusChanged();
 }

@@ -20,6 +20,7 @@
 struct NavigationAction {
     std::string url;               ///< empty when the request has none
     bool performsDownload = false; ///< the link asks to be saved
+    bool isUsersGesture = false;   ///< a person's click or key has led to it
 };
 
 enum class NavigationPolicy { allow, cancel, download };
@@ -51,9 +52,10 @@ public:
     /// Asked for every response, with whether the engine can show what it brings. What it cannot show is
     /// dropped when unset.
     std::function<NavigationPolicy(bool showable)> decideResponse;
-    /// A page asked for a window of its own (a link's target, a script); none is ever made. The URL may be
-    /// empty.
-    std::function<void(const std::string& url)> onNewWindow;
+    /// A page asked for a window of its own (a link's target, a script); none is ever made.
+    std::function<void(const NavigationAction&)> onNewWindow;
+    /// A page has taken the place of what was there, and runs scripts from now on.
+    std::function<void()> onArrived;
     /// The main frame could not be loaded. The engine shows nothing of its own; `loadAlternate` may be called
     /// from here.
     std::function<void(const LoadFailure&)> onFailed;

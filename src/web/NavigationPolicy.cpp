@@ -2,7 +2,9 @@
 
 #include <uriparser/Uri.h>
 
+#include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -83,6 +85,16 @@ bool isSignIn(std::string_view path) {
     if (parts.size() == 1)
         return parts[0] == "login";
     return parts.size() == 2 && parts[1] == "login" && characters(parts[0]) == 2;
+}
+
+Handler handler(const Url& url) {
+    constexpr std::string_view ofTheEngine[] = {"",     "http", "https", "about",
+                                                "data", "blob", "file",  "javascript"};
+    auto scheme = url.scheme();
+    std::ranges::transform(scheme, scheme.begin(), [](unsigned char letter) { return std::tolower(letter); });
+    if (std::ranges::find(ofTheEngine, scheme) != std::end(ofTheEngine))
+        return Handler::engine;
+    return scheme == "brisko" ? Handler::program : Handler::desktop;
 }
 
 Verdict decide(const NavigationAction& action, std::string_view serviceHost) {

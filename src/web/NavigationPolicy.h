@@ -16,6 +16,14 @@ enum class Verdict {
     openInBrowser, ///< belongs in the default browser, nothing loads here
 };
 
+/// Whose business a URL is, by its scheme alone.
+enum class Handler {
+    engine,  ///< the web: pages, and what a page makes itself; also files, which are nobody's business
+    program, ///< brisko's own links
+    desktop, ///< mail, telephone, calendars: what a web engine cannot show
+};
+Handler handler(const Url& url);
+
 /// The URL of a navigation. Engines write URLs by the WHATWG rules, which leave characters bare that RFC 3986
 /// wants escaped ("[", "|", a "%" of its own): they are escaped here, for otherwise such a URL would look
 /// like none and pass. None when it is no URL even so.

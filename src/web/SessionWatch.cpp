@@ -14,36 +14,20 @@ constexpr std::chrono::milliseconds longestWait = std::chrono::hours(1);
 std::shared_ptr<SessionWatch> SessionWatch::make(WebDataStore& store, std::string serviceHost,
                                                  MainQueue& queue, const Clock& clock) {
     // The constructor is private, so that answers can always hold the watch weakly.
-    std::shared_ptr<SessionWatch> watch(new SessionWatch(store, std::move(serviceHost), queue, clock));
-    watch->subscription_ = store.observeCookies([weak = watch->weak_from_this()] {
+    std::shared_ptr<SessionWatch> watch(new SessionWatch(std::move(serviceHost), queue, clock));
+    watch->observer_ = CookieObserver::make(store, [weak = watch->weak_from_this()](const auto& cookies) {
         if (const auto self = weak.lock())
-            self->cookiesDidChange();
+            self->saw(cookies);
     });
     watch->cookiesDidChange();
     return watch;
 }
 
-SessionWatch::SessionWatch(WebDataStore& store, std::string serviceHost, MainQueue& queue, const Clock& clock)
-    : store_(store), serviceHost_(std::move(serviceHost)), queue_(queue), clock_(clock) {}
+SessionWatch::SessionWatch(std::string serviceHost, MainQueue& queue, const Clock& clock)
+    : serviceHost_(std::move(serviceHost)), queue_(queue), clock_(clock) {}
 
 void SessionWatch::cookiesDidChange() {
-    if (looking_) {
-        changedMeanwhile_ = true;
-        return;
-    }
-    looking_ = true;
-    spawn(look(weak_from_this(), store_));
-}
-
-Task<> SessionWatch::look(std::weak_ptr<SessionWatch> watch, WebDataStore& store) {
-    const auto cookies = co_await store.allCookies();
-    const auto self = watch.lock();
-    if (!self)
-        co_return;
-    self->looking_ = false;
-    self->saw(cookies);
-    if (std::exchange(self->changedMeanwhile_, false))
-        self->cookiesDidChange();
+    observer_->look();
 }
 
 void SessionWatch::saw(const std::vector<Cookie>& cookies) {

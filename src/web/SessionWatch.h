@@ -3,6 +3,7 @@
 #include "platform/Clock.h"
 #include "platform/MainQueue.h"
 #include "platform/WebDataStore.h"
+#include "web/CookieObserver.h"
 
 #include <cstdint>
 #include <functional>
@@ -30,19 +31,15 @@ public:
     void cookiesDidChange();
 
 private:
-    SessionWatch(WebDataStore& store, std::string serviceHost, MainQueue& queue, const Clock& clock);
+    SessionWatch(std::string serviceHost, MainQueue& queue, const Clock& clock);
 
-    static Task<> look(std::weak_ptr<SessionWatch> watch, WebDataStore& store);
     void saw(const std::vector<Cookie>& cookies);
     void lookAtExpiryOf(const Cookie& session);
 
-    WebDataStore& store_;
     const std::string serviceHost_;
     MainQueue& queue_;
     const Clock& clock_;
-    std::shared_ptr<void> subscription_;
+    std::shared_ptr<CookieObserver> observer_;
     bool sawSession_ = false;
-    bool looking_ = false;
-    bool changedMeanwhile_ = false;
     std::uint64_t looks_ = 0; ///< tells a look that has been overtaken
 };

@@ -18,6 +18,9 @@ WebShell::WebShell(const Surroundings& surroundings, std::unique_ptr<WebView> vi
       bridge_(surroundings.bridge),
       session_(
           SessionWatch::make(surroundings.webData, *origin_.host(), surroundings.queue, surroundings.clock)),
+      renewals_(
+          CookieObserver::make(surroundings.webData,
+                               [&api = surroundings.api](const auto& cookies) { api.keepRenewed(cookies); })),
       view_(std::move(view)) {
     view_->addUserScript(UserScript{std::string(Scripts::page()), UserScript::Time::documentStart});
     view_->addUserScript(UserScript{std::string(Scripts::chrome()), UserScript::Time::documentEnd});
@@ -42,14 +45,18 @@ void WebShell::connectNavigation() {
     view_->decideResponse = [](bool showable) {
         return showable ? NavigationPolicy::allow : NavigationPolicy::download;
     };
-    view_->onNewWindow = [this](const std::string& url) {
-        if (const auto target = NavigationDecision::address(url); target && !target->scheme().empty())
+    view_->onNewWindow = [this](const NavigationAction& action) {
+        if (leaveToOthers(action))
+            return;
+        const auto target = NavigationDecision::address(action.url);
+        if (target && (target->scheme() == "https" || target->scheme() == "http"))
             with_.workspace.open(*target);
     };
     view_->onFailed = [this](const LoadFailure& failure) {
         if (!failure.cancelled)
             showOfflinePage(failure.url);
     };
+    view_->onArrived = [this] { arrived_ = true; };
     view_->onProcessEnded = [this](const std::string& url) { processEnded(url); };
 }
 
@@ -66,14 +73,23 @@ void WebShell::connectPanels() {
 }
 
 void WebShell::load(const std::optional<std::string>& path) {
+    asked_ = path;
+    askedAt_ = with_.clock.now();
     view_->load(path ? origin_.resolve(*path).value_or(origin_) : origin_, loadTimeout);
 }
 
 void WebShell::go(const std::string& path) {
-    if (view_->isWaitingForAnswer())
+    if (view_->isWaitingForAnswer() || !arrived_) {
         load(path);
-    else
-        view_->evaluate("window.location.href = " + literal(path));
+        return;
+    }
+    asked_ = path;
+    askedAt_ = with_.clock.now();
+    view_->evaluate("window.location.href = " + literal(path));
+}
+
+std::optional<std::string> WebShell::unanswered() const {
+    return with_.clock.now() < askedAt_ + loadTimeout ? asked_ : std::nullopt;
 }
 
 void WebShell::run(MenuAction action) {
@@ -94,7 +110,7 @@ NavigationPolicy WebShell::decide(const NavigationAction& action) {
     using NavigationDecision::Verdict;
     switch (NavigationDecision::decide(action, *origin_.host())) {
     case Verdict::allow:
-        return NavigationPolicy::allow;
+        return leaveToOthers(action) ? NavigationPolicy::cancel : NavigationPolicy::allow;
     case Verdict::download:
         return NavigationPolicy::download;
     case Verdict::signedOut:
@@ -107,8 +123,32 @@ NavigationPolicy WebShell::decide(const NavigationAction& action) {
     return NavigationPolicy::allow;
 }
 
+/// Whether it is none of the engine's business. A page that goes there by itself leads nowhere.
+bool WebShell::leaveToOthers(const NavigationAction& action) {
+    using NavigationDecision::Handler;
+    const auto url = NavigationDecision::address(action.url);
+    const auto handler = url ? NavigationDecision::handler(*url) : Handler::engine;
+    if (handler == Handler::engine)
+        return false;
+    if (action.isUsersGesture && handler == Handler::desktop)
+        openOnDesktop(*url);
+    else if (const auto tell = onOwnLink; action.isUsersGesture && tell)
+        tell(action.url);
+    return true;
+}
+
+void WebShell::openOnDesktop(const Url& url) {
+    const auto text = "No program on this machine opens " + url.scheme() + ": links.";
+    with_.workspace.open(url,
+                         [text, message = std::weak_ptr(message_), &panels = with_.panels](const Error&) {
+                             if (const auto shown = message.lock())
+                                 *shown = panels.alert(panelTitle, text, [] {});
+                         });
+}
+
 void WebShell::reported(const ChromeReporter::Report& report) {
     if (report.shortcuts && !report.shortcuts->empty()) {
+        asked_.reset();
         shortcuts_ = *report.shortcuts;
         if (onShortcuts)
             onShortcuts(shortcuts_);
@@ -121,6 +161,7 @@ void WebShell::reported(const ChromeReporter::Report& report) {
 }
 
 void WebShell::processEnded(const std::string& url) {
+    arrived_ = false;
     const auto last = NavigationDecision::address(url);
     const auto& address = last && !last->scheme().empty() ? *last : origin_;
     if (reloads_.admit(with_.clock.now()))

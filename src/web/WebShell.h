@@ -53,12 +53,17 @@ public:
     /// The page has lost its session: it went to the service's sign-in page (the engine waits for an answer
     /// meanwhile), or the session cookie has gone.
     std::function<void()> onSignedOut;
+    /// A person followed one of brisko's own links in the page. The one who is told may let this object go.
+    std::function<void(const std::string& url)> onOwnLink;
 
     /// Loads a page of the service: `path` resolved against the origin, the origin itself without one or when
     /// it is not a path.
     void load(const std::optional<std::string>& path);
-    /// Sends the page that is shown to a path of the service.
+    /// Sends the page that is shown to a path of the service; one that is still to come is not waited for.
     void go(const std::string& path);
+    /// The path that was asked for last, while no page has shown since that it has a session: within the time
+    /// of a load.
+    std::optional<std::string> unanswered() const;
     /// Presses the page's shortcut for the action: the account's own, or the default one until that is known.
     void run(MenuAction action);
 
@@ -69,6 +74,8 @@ private:
     void connectNavigation();
     void connectPanels();
     NavigationPolicy decide(const NavigationAction& action);
+    bool leaveToOthers(const NavigationAction& action);
+    void openOnDesktop(const Url& url);
     void reported(const ChromeReporter::Report& report);
     void processEnded(const std::string& url);
     void showOfflinePage(const std::string& failedUrl);
@@ -79,7 +86,13 @@ private:
     Bridge bridge_;
     ChromeReporter chrome_;
     std::shared_ptr<SessionWatch> session_;
+    std::shared_ptr<CookieObserver> renewals_;
     Shortcuts shortcuts_; ///< as the page last reported them
     ReloadLimit reloads_;
+    bool arrived_ = false; ///< there is a page that runs scripts
+    std::optional<std::string> asked_;
+    Clock::time_point askedAt_;
+    /// That a link cannot be opened; shared with whoever is still to find that out.
+    std::shared_ptr<Panels::Handle> message_ = std::make_shared<Panels::Handle>();
     std::unique_ptr<WebView> view_;
 };

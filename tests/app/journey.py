@@ -241,7 +241,7 @@ class Journey(unittest.TestCase):
         self.addCleanup(process.terminate)
         return process
 
-    # Makes the desktop open web addresses with a program that notes them, for the test to play the browser.
+    # Makes the desktop open web and mail addresses with a program that notes them, for the test to play the browser.
     def install_browser(self):
         self.visited, browser = self.folder / "visited", self.folder / "browser"
         self.visited.touch()
@@ -249,8 +249,9 @@ class Journey(unittest.TestCase):
         browser.chmod(0o700)
         (applications := pathlib.Path(os.environ["XDG_DATA_HOME"]) / "applications").mkdir(parents=True, exist_ok=True)
         (applications / "browser.desktop").write_text(
-            f"[Desktop Entry]\nType=Application\nName=Browser\nExec={browser} %u\nMimeType=x-scheme-handler/https;\n")
-        (applications / "mimeapps.list").write_text("[Default Applications]\nx-scheme-handler/https=browser.desktop\n")
+            f"[Desktop Entry]\nType=Application\nName=Browser\nExec={browser} %u\nMimeType=x-scheme-handler/https;x-scheme-handler/mailto;\n")
+        (applications / "mimeapps.list").write_text("[Default Applications]\nx-scheme-handler/https=browser.desktop\n"
+                                                    "x-scheme-handler/mailto=browser.desktop\n")
 
     # Waits for the browser to have been sent to these addresses.
     def see_visits(self, *addresses):

@@ -63,9 +63,17 @@ class Pages(Journey):
         self.service.show("/inside", "")
         self.install_browser()
         self.open("""<a id=other href='https://other.example/x?y#z'>1</a> <a id=window target=_blank href=/inside>2</a>
-            <a id=inside href=/inside style='position: fixed; inset: 100px'>4</a>""")
-        visits = ["https://other.example/x?y#z", *[self.service.origin + "/inside"] * 2]
-        for count, name in enumerate(("other", "window"), 1):
+            <a id=mail href='mailto:ann@x.example'>3</a> <a id=phone href='tel:7'>4</a> <a id=own href='brisko://today'>5</a>
+            <a id=inside href=/inside style='position: fixed; inset: 100px'>6</a>""")
+        self.press("one.id === 'phone'")
+        self.program.see("No program on this machine opens tel: links.", "label")
+        self.program.see_focus("OK")
+        desk.press("Return")
+        self.page.see_ready()
+        with self.page.renewed():
+            self.press("one.id === 'own'")
+        visits = ["https://other.example/x?y#z", "mailto:ann@x.example", *[self.service.origin + "/inside"] * 2]
+        for count, name in enumerate(("other", "mail", "window"), 1):
             self.press(f"one.id === '{name}'")
             self.see_visits(*visits[:count])
         x, y, width, height = desk.box(self.window)

@@ -116,6 +116,7 @@ protected:
                 {"activate", [this](Text) { delegate->applicationDidBecomeActive(); }},
                 {"resign", [this](Text) { delegate->applicationDidResignActive(); }},
                 {"respond", [this](Text) { program.center.onResponse(); }},
+                {"arrive", [this](Text) { screens.web->onArrived(); }},
                 {"open", [this](Text urls) { delegate->open(cellsOf(urls)); }},
                 {"menu", [this](Text title) { choose(title); }},
                 {"try", [this](Text) { trySignIn(); }},
@@ -157,13 +158,19 @@ TEST_F(AppDelegateTest, opensAPageOnceItHasTheSessionAndAnotherByScriptOrWhenThe
     story.play({{"session, hold, launch", "presented 1; look dark ; jar; web; waits 1"},
                 {"open brisko://new, release", "presented 2"},
                 {"release", "https://brisko.example/?new=1; window page; menus n; made 1"},
-                {"open brisko://new  brisko://other  brisko:new", go + "\"/?new=1\"; presented 3"},
-                {"open brisko://today", go + "\"/\"; presented 4"},
+                // While there is no page yet, a script would be lost.
+                {"open brisko://search", "https://brisko.example/?search=1; presented 3"},
+                {"arrive, open brisko://new  brisko://other  brisko:new", go + "\"/?new=1\"; presented 4"},
+                {R"(bind {"newTask":"alt+j"})", "menus j"},
+                {"open brisko://today", go + "\"/\"; presented 5"},
                 {"release-all, leave", "window sign-in ''; no jar; no web; no menus; no waits; made 2"},
-                {"open brisko://today  brisko://search  brisko://nothing  %", "presented 5"},
+                {"open brisko://today  brisko://search  brisko://nothing  %", "presented 6"},
                 {"try, accept", "https://brisko.example/?search=1; window page; jar; web; sheet "
-                                "set-up/choose of ann; menus n; made 4"},
-                {"open, open brisko://other  %, respond, seconds 0", "presented 8"}});
+                                "set-up/choose of ann; menus j; made 4"},
+                // Its page finds that the session is over.
+                {"leave, try, accept", "https://brisko.example/?search=1; made 7"},
+                {R"(bind {"newTask":"n"}, leave, try, accept)", page + "menus n; made 10"},
+                {"open, open brisko://other  %, respond, seconds 0", "presented 9"}});
     EXPECT_FALSE(delegate->applicationShouldTerminateAfterLastWindowClosed());
 }
 
@@ -186,7 +193,7 @@ TEST_F(AppDelegateTest, leavesTheApplicationOnceWhoeverNoticesFirstAndNoneThatIs
          {"release", "window sign-in ''; no menus; waits 1; no badge; made 2"},
          {"release-all", "no waits"},
          {"session, launch", page + "presented 2; window page; jar; web; menus n; made 3"},
-         {"hold, activate, leave, release", "window sign-in ''; no jar; no web; no menus; waits 2; made 4"}});
+         {"hold, activate, leave, release", "window sign-in ''; no jar; no web; no menus; waits 3; made 4"}});
 }
 
 TEST_F(AppDelegateTest, pressesThePagesKeysForTheMenusAndOnlyWhileThePageIsThere) {

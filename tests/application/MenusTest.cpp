@@ -2,7 +2,6 @@
 
 #include "Scenario.h"
 #include "fakes/FakePlatform.h"
-#include "web/PageZoom.h"
 
 #include <gtest/gtest.h>
 
@@ -46,15 +45,10 @@ TEST_F(MenusTest, followTheBindingsOfTheAccount) {
     const std::tuple<Shortcuts, const char*, int> cases[] = {
         {{{"toggleView", "alt+t"}, {"NewTask", "mod+j"}, {"elsewhere", "mod+j"}}, "⌘n ⌘k ⌘f ⌥t ⌘,", 1},
         {{{"newTask", ""}, {"spotlight", "+"}}, "none! none ⌘f ⌥t ⌘,", 2},
-        {{{"newTask", ""}, {"toggleView", "alt+t"}}, "none! none ⌘f ⌥t ⌘,", 2},
         {{{"newTask", "mod+n"}}, "⌘n none ⌘f ⌥t ⌘,", 3}};
     for (const auto& [bindings, keys, changes] : cases) {
         menus.adopt(bindings);
         EXPECT_EQ(keysOf({newTask, searchAll, filterList, switchView, openSettings}), keys);
         EXPECT_EQ(told, changes);
     }
-}
-
-TEST(PageZoom, staysWithinItsLimits) {
-    EXPECT_DOUBLE_EQ(PageZoom::in(2.95) + PageZoom::out(0.55), 3.5);
 }

@@ -17,23 +17,23 @@
 
 /// Who came last to be told of something, for as long as they keep what they have been given.
 struct Observer {
-    std::weak_ptr<std::function<void()>> told;
+    std::vector<std::weak_ptr<std::function<void()>>> told;
 
     std::shared_ptr<void> set(std::function<void()> observer) {
         auto kept = std::make_shared<std::function<void()>>(std::move(observer));
-        told = kept;
+        told.push_back(kept);
         return kept;
     }
     void tell() const {
-        if (const auto kept = told.lock())
-            (*kept)();
+        for (const auto& each : std::vector(told))
+            if (const auto kept = each.lock())
+                (*kept)();
     }
 };
 
 /// Takes those away that stand for the same as `cookie`, whatever their value.
 inline void removeCookie(std::vector<Cookie>& cookies, const Cookie& cookie) {
-    const auto key = [](const Cookie& each) { return std::tie(each.name, each.domain, each.path); };
-    std::erase_if(cookies, [&](const Cookie& kept) { return key(kept) == key(cookie); });
+    std::erase_if(cookies, [&](const Cookie& kept) { return kept.isSameAs(cookie); });
 }
 
 /// Cookies in memory, matched against a URL as RFC 6265 says.
@@ -48,6 +48,10 @@ public:
             if (applies(each, url))
                 result.insert(std::ranges::upper_bound(result, length(each), std::greater(), length), each);
         return result;
+    }
+    void replace(const Cookie& cookie) override {
+        for (auto& kept : cookies)
+            kept = kept.isSameAs(cookie) ? cookie : kept;
     }
     void remove(const Cookie& cookie) override { removeCookie(cookies, cookie); }
 
@@ -157,9 +161,13 @@ struct FakeUserDefaults : UserDefaults {
 
 struct FakeWorkspace : Workspace {
     std::vector<std::string> opened;
+    std::function<void(const Error&)> fail; ///< says that what was opened last has no program
 
     using Workspace::open;
-    void open(const Url& url, std::function<void(const Error&)>) override { opened.push_back(url.text()); }
+    void open(const Url& url, std::function<void(const Error&)> onFailure) override {
+        opened.push_back(url.text());
+        fail = std::move(onFailure);
+    }
 };
 
 struct FakeAboutPanel : AboutPanel {

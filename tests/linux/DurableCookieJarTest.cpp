@@ -98,9 +98,8 @@ TEST_F(DurableCookieJarTest, takesAFileAsItWroteItOrSetsItAsideAndStartsEmpty) {
     };
     const fs::path aside = file.string() + ".broken-1";
     const std::string expires = "4102444799";
-    using Change = std::pair<std::string, std::string>;
     for (const auto& [part, other] :
-         {Change(good, ""), {"1", "1.5"}, {"\"a\"", "1"}, {"true", "1"}, {expires, "\"tomorrow\""}}) {
+         {std::pair(good, std::string()), {"1", "1.5"}, {"true", "1"}, {expires, "\"tomorrow\""}}) {
         const auto content = store(part, other);
         DurableCookieJar jar(file);
         EXPECT_EQ(listed(jar), "") << content;

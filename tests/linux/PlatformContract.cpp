@@ -123,6 +123,10 @@ TYPED_TEST(PlatformContract, listsTheCookiesOfARequestTheLongestPathFirstAndRemo
     EXPECT_EQ(this->cookiesFor("https://brisko.example/api/auth").front(), passing);
     EXPECT_EQ(this->cookiesFor("https://sub.brisko.example/"), std::vector{sealed});
     passing.value = sealed.value = "changed meanwhile";
+    this->kind.jar.replace(sealed);
+    this->kind.jar.replace(this->cookie("missing", "brisko.example"));
+    EXPECT_EQ(this->cookiesFor("https://sub.brisko.example/"), std::vector{sealed});
+    sealed.value = "changed again";
     this->kind.jar.remove(sealed);
     this->kind.jar.remove(passing);
     EXPECT_EQ(this->cookiesFor("https://brisko.example/api/auth").size(), 2U) << "of other names and paths";

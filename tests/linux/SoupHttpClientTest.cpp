@@ -122,7 +122,6 @@ TEST_F(SoupHttpClientTest, endsEachBadDayAsWhatItIsWithTheCookiesOfEveryReplyOnD
     const std::pair<const char*, Answer> days[] = {
         {"200 10000000 bytes", reply("200 OK", "", std::string(10'000'000, '?'))},
         {"200 {}", reply("200 OK", "Content-Encoding: gzip\r\n", zipped)},
-        {"no status ", {"SSH-2.0-OpenSSH_9.2\r\n\r\n"}},
         {"other", {ok + "Content-Length: 10\r\nConnection: close\r\n\r\n{}"}},
         {"other", {ok + "Content-Length: 10\r\n\r\n{}", breaks}},
         {"other", {ok + "\r\n" + std::string(SoupExchange::maximumBody + 1, 'x')}},

@@ -32,6 +32,7 @@ protected:
 TEST_F(WebShellTest, goesToAPageAlsoWhileAnotherWaitsForItsAnswer) {
     for (const auto* path : {"tasks/7", "not a path"})
         shell->load(path);
+    web.onArrived();
     web.waitingForAnswer = true;
     shell->go("/?new=1");
     EXPECT_THAT(web.loaded, ElementsAre(page, origin, origin + "/?new=1"));
@@ -39,7 +40,6 @@ TEST_F(WebShellTest, goesToAPageAlsoWhileAnotherWaitsForItsAnswer) {
 }
 
 TEST_F(WebShellTest, opensOtherPagesInTheBrowserAndHandsControlBackAtTheSignInPageAndOnceTheSessionIsOver) {
-    EXPECT_EQ(follow("mailto:ann@elsewhere.example"), NavigationPolicy::allow);
     EXPECT_EQ(follow("https://elsewhere.example/x.pdf", true), NavigationPolicy::download);
     EXPECT_EQ(follow("https://elsewhere.example/?a[]=1|2#b"), NavigationPolicy::cancel);
     int told = 0;
@@ -47,7 +47,7 @@ TEST_F(WebShellTest, opensOtherPagesInTheBrowserAndHandsControlBackAtTheSignInPa
     EXPECT_EQ(follow("https://brisko.example/en/login?next=/a[1]"), NavigationPolicy::cancel);
     EXPECT_EQ(told, 1);
     for (const auto* url : {"https://brisko.example/x", "", "relative"})
-        web.onNewWindow(url);
+        web.onNewWindow({url});
     EXPECT_THAT(opened,
                 ElementsAre("https://elsewhere.example/?a%5B%5D=1%7C2#b", "https://brisko.example/x"));
     for (const auto& cookies : {std::vector{FakeAccount::session()}, {}}) {
@@ -56,6 +56,47 @@ TEST_F(WebShellTest, opensOtherPagesInTheBrowserAndHandsControlBackAtTheSignInPa
     }
     program.queue.advance(std::chrono::milliseconds(0));
     EXPECT_EQ(told, 2) << "the session's cookie has gone";
+}
+
+TEST_F(WebShellTest, keepsTheSessionThatItsPageHasRenewedAndNoneThatHasEnded) {
+    auto& jar = program.account.jar;
+    auto& webData = program.account.webData;
+    auto renewed = FakeAccount::session();
+    renewed.value = "s2";
+    jar.cookies = {FakeAccount::session()};
+    webData.cookies = {renewed, FakeAccount::session("elsewhere.example")};
+    webData.changed();
+    EXPECT_THAT(jar.cookies, ElementsAre(renewed));
+    webData.hold = true;
+    webData.changed();
+    shell.reset();
+    jar.cookies = {FakeAccount::session()};
+    webData.open();
+    EXPECT_THAT(jar.cookies, ElementsAre(FakeAccount::session())) << "of the next sign-in";
+}
+
+TEST_F(WebShellTest, leavesAPersonsOtherLinksToTheDesktopAndHandsNoneThatAPageMakesToAnybody) {
+    int own = 0;
+    shell->onOwnLink = [&own](const std::string& url) { own += url == "brisko://new" ? 1 : 0; };
+    for (const auto byPerson : {false, true})
+        for (const auto* url :
+             {"tel:7", "brisko://new", "other://brisko.example/x", "mailto:ann@x.example"}) {
+            EXPECT_EQ(web.decidePolicy({url, false, byPerson}), NavigationPolicy::cancel) << url;
+            web.onNewWindow({url, false, byPerson});
+        }
+    for (const auto* url : {"FILE:///etc/passwd", "data:text/html,x", "blob:https://x.example/1",
+                            "javascript:alert()", "about:blank"}) {
+        EXPECT_EQ(web.decidePolicy({url, false, true}), NavigationPolicy::allow) << url;
+        web.onNewWindow({url, false, true});
+    }
+    EXPECT_EQ(own, 2);
+    EXPECT_THAT(opened, ElementsAre("tel:7", "tel:7", "other://brisko.example/x", "other://brisko.example/x",
+                                    "mailto:ann@x.example", "mailto:ann@x.example"));
+    program.account.workspace.fail(Error("x"));
+    EXPECT_EQ(program.panels.open().at(0)->message, "No program on this machine opens mailto: links.");
+    shell.reset();
+    program.account.workspace.fail(Error("it is late"));
+    EXPECT_TRUE(program.panels.open().empty());
 }
 
 TEST_F(WebShellTest, showsTheOfflinePageForARealFailureOnlyAndLoadsAPageWhoseProcessDiedAgainButNotForEver) {

@@ -129,12 +129,17 @@ std::vector<Cookie> DurableCookieJar::cookiesFor(const Url& url) const {
     return result;
 }
 
+void DurableCookieJar::replace(const Cookie& cookie) {
+    for (const auto& kept : take(soup_cookie_jar_all_cookies(jar())))
+        if (fromSoup(kept.get()).isSameAs(cookie))
+            soup_cookie_jar_add_cookie(jar(), toSoup(cookie).release());
+    save();
+}
+
 void DurableCookieJar::remove(const Cookie& cookie) {
     bool removed = false;
     for (const auto& kept : take(soup_cookie_jar_all_cookies(jar()))) {
-        const auto candidate = fromSoup(kept.get());
-        if (candidate.name == cookie.name && candidate.domain == cookie.domain &&
-            candidate.path == cookie.path) {
+        if (fromSoup(kept.get()).isSameAs(cookie)) {
             soup_cookie_jar_delete_cookie(jar(), kept.get());
             removed = true;
         }

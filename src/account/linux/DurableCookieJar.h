@@ -27,6 +27,7 @@ public:
     DurableCookieJar& operator=(const DurableCookieJar&) = delete;
 
     std::vector<Cookie> cookiesFor(const Url& url) const override;
+    void replace(const Cookie& cookie) override;
     void remove(const Cookie& cookie) override;
 
     /// For the HTTP session that fills it ("transfer none"). The session's owner calls `save` once a reply

@@ -33,9 +33,10 @@ GPtr<WebKitWebView> makeWebView(WebKitNetworkSession* session, WebKitUserContent
     return GPtr<WebKitWebView>::take(WEBKIT_WEB_VIEW(g_object_ref_sink(view)));
 }
 
-std::string uriOf(WebKitNavigationAction* action) {
+NavigationAction describe(WebKitNavigationAction* action) {
     const char* const uri = webkit_uri_request_get_uri(webkit_navigation_action_get_request(action));
-    return uri ? uri : "";
+    return {.url = uri ? uri : "",
+            .isUsersGesture = webkit_navigation_action_is_user_gesture(action) != FALSE};
 }
 
 /// A response became a download, was ignored, or had nothing to show.
@@ -215,7 +216,7 @@ bool WebKitView::decide(WebKitPolicyDecision* decision, WebKitPolicyDecisionType
     auto* const action =
         webkit_navigation_policy_decision_get_navigation_action(WEBKIT_NAVIGATION_POLICY_DECISION(decision));
     if (type == WEBKIT_POLICY_DECISION_TYPE_NAVIGATION_ACTION) {
-        decideNavigation(decision, uriOf(action));
+        decideNavigation(decision, describe(action));
     } else {
         // Allowed, it would come back as a request to create a view.
         webkit_policy_decision_ignore(decision);
@@ -224,18 +225,16 @@ bool WebKitView::decide(WebKitPolicyDecision* decision, WebKitPolicyDecisionType
     return true;
 }
 
-void WebKitView::decideNavigation(WebKitPolicyDecision* decision, const std::string& uri) {
+void WebKitView::decideNavigation(WebKitPolicyDecision* decision, const NavigationAction& action) {
     // The engine shows a file that is dropped beside what takes it, in the page's place. No page asks for
     // one.
-    if (uri.starts_with("file:")) {
+    if (action.url.starts_with("file:")) {
         webkit_policy_decision_ignore(decision);
         return;
     }
-    const auto leaving = !departures_.empty() && uri == emptyPage;
+    const auto leaving = !departures_.empty() && action.url == emptyPage;
     // The callback may end this object, and with it the callback.
     const auto ask = leaving ? nullptr : decidePolicy;
-    NavigationAction action;
-    action.url = uri;
     switch (ask ? ask(action) : NavigationPolicy::allow) {
     case NavigationPolicy::allow:
         webkit_policy_decision_use(decision);
@@ -274,7 +273,7 @@ bool WebKitView::decideResponse(WebKitPolicyDecision* decision) {
 
 void WebKitView::requestWindow(WebKitNavigationAction* action) {
     if (const auto tell = onNewWindow)
-        tell(uriOf(action));
+        tell(describe(action));
 }
 
 void WebKitView::movedTo(const char* uri) {
@@ -310,6 +309,8 @@ void WebKitView::committed() {
     const char* const uri = webkit_web_view_get_uri(view_.get());
     if (uri && std::string_view(uri) == emptyPage)
         left();
+    else if (onArrived)
+        onArrived();
 }
 
 void WebKitView::finished() {

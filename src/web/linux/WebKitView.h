@@ -70,7 +70,7 @@ private:
     void connect(const char* signal, GCallback handler);
 
     bool decide(WebKitPolicyDecision* decision, WebKitPolicyDecisionType type);
-    void decideNavigation(WebKitPolicyDecision* decision, const std::string& uri);
+    void decideNavigation(WebKitPolicyDecision* decision, const NavigationAction& action);
     bool decideResponse(WebKitPolicyDecision* decision);
     void requestWindow(WebKitNavigationAction* action);
     void movedTo(const char* uri);

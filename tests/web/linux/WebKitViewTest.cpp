@@ -65,9 +65,10 @@ TEST_F(WebKitView, loadsOnlyWhatThePolicyAllowsAndNoFileAndReportsEachRequestFor
     Json wanted;
     browser.view->decidePolicy = [&](const NavigationAction& action) {
         asked.push_back(action.url.substr(server.url().text().size()));
+        EXPECT_NE(action.isUsersGesture, asked.back() == "/") << "as a script of ours is";
         return action.url.ends_with("/refused") ? NavigationPolicy::cancel : NavigationPolicy::allow;
     };
-    browser.view->onNewWindow = [&](const std::string& url) { wanted.push_back(url); };
+    browser.view->onNewWindow = [&](const NavigationAction& action) { wanted.push_back(action.url); };
     const auto click = [&](const std::string& link) {
         browser.view->evaluate("document.getElementById('" + link + "').click()");
     };
