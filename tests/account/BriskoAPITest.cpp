@@ -85,7 +85,8 @@ TEST_F(BriskoAPITest, exchangesTheFirstCodeThatTheBrowserBringsBackFromGoogle) {
 TEST_F(BriskoAPITest, handsTheServicesCookiesOverAndSignsOutOnThisMachineOnly) {
     const auto foreign = cookie("foreign", "elsewhere.example"),
                ours = FakeAccount::session(".brisko.example");
-    account.webData.cookies = account.jar.cookies = {cookie("a"), FakeAccount::session("elsewhere.example")};
+    account.jar.cookies = {ours};
+    account.webData.cookies = {cookie("theme")};
     EXPECT_EQ(begin(api.hasLiveSession())->value, false);
     account.webData.cookies = {foreign};
     account.jar.cookies = {cookie("a"), foreign, ours};

@@ -148,6 +148,8 @@ void WebKitView::connectSignals() {
     connect("notify::uri", G_CALLBACK(+[](WebKitWebView* view, GParamSpec*, Self self) {
                 self->movedTo(webkit_web_view_get_uri(view));
             }));
+    connect("notify::is-web-process-responsive",
+            G_CALLBACK(+[](WebKitWebView*, GParamSpec*, Self self) { self->responsivenessChanged(); }));
     connect("web-process-terminated", G_CALLBACK(+[](WebKitWebView*, WebKitWebProcessTerminationReason reason,
                                                      Self self) { self->processTerminated(reason); }));
 }
@@ -165,7 +167,9 @@ void WebKitView::load(const Url& url, std::chrono::seconds timeout) {
 void WebKitView::reload() {
     panels_.leave();
     expectAnswer();
+    reloading_ = true;
     webkit_web_view_reload(view_.get());
+    responsivenessChanged();
 }
 
 void WebKitView::loadAlternate(const std::string& html, const std::string& failedUrl, const Url& base) {
@@ -285,6 +289,7 @@ void WebKitView::movedTo(const char* uri) {
 /// was to be left stays.
 void WebKitView::atRest() {
     answerLimit_.stop();
+    reloading_ = false;
     panels_.arrived();
 }
 
@@ -301,6 +306,7 @@ void WebKitView::loadChanged(WebKitLoadEvent event) {
 
 void WebKitView::committed() {
     answerLimit_.stop();
+    reloading_ = false;
     outOfTime_ = false;
     // A panel belongs to the page that has just gone.
     panels_.dismiss();
@@ -379,6 +385,12 @@ void WebKitView::processTerminated(WebKitWebProcessTerminationReason reason) {
     // The callback may end this object, and with it the callback.
     if (const auto tell = onProcessEnded)
         tell(std::string(address_));
+}
+
+/// A page that hangs would hold up the one that replaces it until nobody waits any more.
+void WebKitView::responsivenessChanged() {
+    if (reloading_ && !webkit_web_view_get_is_web_process_responsive(view_.get()))
+        endHeldUpPage();
 }
 
 void WebKitView::endHeldUpPage() {

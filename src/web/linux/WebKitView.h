@@ -85,6 +85,7 @@ private:
     bool certificateRefused(const char* uri, GTlsCertificate* certificate);
     bool retry(const char* uri);
     void processTerminated(WebKitWebProcessTerminationReason reason);
+    void responsivenessChanged();
     void endHeldUpPage();
     void left();
 
@@ -95,6 +96,7 @@ private:
     std::shared_ptr<WebKitTrust> trust_;
     std::shared_ptr<WebKitViews> siblings_;
     std::string address_; ///< of the page, or of what is being loaded; the engine forgets it with the process
+    bool reloading_ = false; ///< as the person wants it; nothing has come back yet
     bool abandoned_ = false; ///< the end that the engine reports next is that of a load that came to nothing
     int retriesLeft_ = 0;
     std::chrono::seconds timeout_{0};
@@ -102,6 +104,6 @@ private:
     bool outOfTime_ = false;   ///< the load that the engine reports as stopped has taken too long
     std::vector<Departure> departures_;
     OneShotTimer departureLimit_;
-    OneShotTimer heldUp_; ///< the end of a page that keeps asking instead of going
+    OneShotTimer heldUp_; ///< the end of a page that keeps asking, or hangs, instead of going
     std::vector<SignalConnection> connections_;
 };

@@ -74,6 +74,8 @@ TEST_F(WebKitBadDays, tellsWhichPageWasShownWhenItsProcessDies) {
     };
     after(server.url("/home"));
     after("location.href = '/a'");
+    browser.view->evaluate("for (;;) ;");
+    EXPECT_EQ(after([&] { browser.view->reload(); }), "a") << "of a page that hangs";
     browser.ask("history.pushState(null, '', '/home?x=1')");
     killPage();
     EXPECT_EQ(after(*Url::parse(deaths.front())), "home");
