@@ -68,13 +68,6 @@ def click(x, y, button=1):
     xdotool("mousemove", x, y, "click", button)
 
 
-# No hand presses and moves within one millisecond. Where it ends the selection that was there, the toolkit, which tells
-# old news of the primary selection from new by that, would take its own release for another program's claim.
-def drag(start, end):
-    xdotool("mousemove", *start, "mousedown", 1)
-    xdotool("mousemove", "--sync", *end, "mouseup", 1)
-
-
 # Eyes.
 
 # Those on the screen that fit, menus included.

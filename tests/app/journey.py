@@ -163,7 +163,9 @@ class Program:
 
     # Waits for its window or panel of that title to have the keyboard of the desktop.
     def see_window(self, title="brisko"):
-        until("the active window", lambda: desk.active()[1:], (title, self.process.pid))
+        # The desktop may name one that has gone until another one comes.
+        until("the active window", lambda: (*desk.active()[1:], desk.active()[0] in self.windows()),
+              (title, self.process.pid, True))
         # The program hears of it after the desktop; what is pressed before is lost. Dialogs do not say so.
         until(f"an active '{title}'", lambda: not self.shows(title, "frame") or self.look(title, "frame", "active"))
 

@@ -74,7 +74,7 @@ class Secrecy(LockJourney):
         clicks = [word for button in (1, 2, 3, 4, 5, 6, 8, 9) for word in ("click", button)]
         for right, down in ((width // 2, height // 2), (60, 80), (200, 160), (width - 60, 400)):
             desk.xdotool("mousemove", x + right, y + down, *clicks)
-        desk.drag((x + 200, y + 160), (x + 300, y + 300))
+        desk.xdotool("mousemove", x + 200, y + 160, "mousedown", 1, "mousemove", "--sync", x + 300, y + 300, "mouseup", 1)
         self.program.click("Passcode")
         self.move_away()
         self.assert_nothing_shows()

@@ -91,22 +91,27 @@ class Form(Journey):
         self.walk("space", IDENTIFIER)
 
     def test_the_password_never_leaves_its_field(self):
-        typed = "analytical-engine"
-        desk.type("charles", typed)
+        desk.type("charles", typed := "analytical-engine")
 
         def clipboards():
             return desk.selection("CLIPBOARD") + desk.selection("PRIMARY")
 
+        def selections():
+            return self.program.look("Password").call("Text.GetNSelections")
+
+        # The toolkit releases the primary selection when one ends and claims it when the next one begins. Where both
+        # happen within a millisecond it takes its own release for another program's claim, and drops the new one.
         def drag(begin, end):
             x, y = self.program.place(self.program.look("Password"))
-            desk.drag((x + begin, y), (x + end, y))
+            desk.xdotool("mousemove", x + begin, y, "mousedown", 1)
+            until("the end of the selection", selections, 0)
+            desk.xdotool("mousemove", "--sync", x + end, y, "mouseup", 1)
 
         for key in ("Hide password", "Show password"):
             for copy, select in (("ctrl+c", lambda: desk.press("ctrl+a")), ("ctrl+x", lambda: drag(0, -140)),
                                  ("ctrl+Insert", lambda: (desk.press("ctrl+a"), drag(-60, 60)))):
                 select()
-                until("a selection",
-                      lambda: len({*self.program.look("Password").call("Text.GetSelection", "(i)", 0)}) > 1)
+                until("a selection", selections, 1)
                 self.assertEqual(clipboards(), "")
                 desk.press(copy, "End", "plus")
                 typed += "+"
