@@ -143,6 +143,7 @@ void print(const Plan& plan, std::vector<double> Subject::* figures, const char*
     }
     // What disturbs a round, disturbs both.
     std::vector<double> ratios;
+    ratios.reserve((plan.subjects[0].*figures).size());
     for (std::size_t round = 0; round < (plan.subjects[0].*figures).size(); ++round)
         ratios.push_back((plan.subjects[1].*figures)[round] / (plan.subjects[0].*figures)[round]);
     std::printf("  %-28s %8.3f", "ratio of a round", median(ratios));

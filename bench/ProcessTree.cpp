@@ -120,6 +120,7 @@ ProcessTree::~ProcessTree() {
 
 void ProcessTree::becomeProgram(const std::vector<std::string>& command) const {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (const auto& argument : command)
         arguments.push_back(const_cast<char*>(argument.c_str()));
     arguments.push_back(nullptr);

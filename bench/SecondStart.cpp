@@ -25,6 +25,7 @@ constexpr int usageError = 2;
 /// In milliseconds, from before the process exists until it has ended.
 double run(std::vector<std::string> command) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (auto& word : command)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

@@ -36,7 +36,7 @@ bool prepare(const Profile& profile, const Url& origin, const char* certificate)
     bool signedIn = false;
     bool ended = false;
     spawn(signIn(api, signedIn, ended));
-    while (!ended)
+    while (!ended) // NOLINT(bugprone-infinite-loop): the coroutine ends it.
         g_main_context_iteration(nullptr, TRUE);
     return signedIn;
 }

@@ -57,7 +57,7 @@ void serve(const Options& options) {
 
     const nlohmann::ordered_json announcement = {{"origin", server.origin()},
                                                  {"certificate", options.certificate}};
-    std::cout << announcement.dump() << std::endl;
+    std::cout << announcement.dump() << '\n' << std::flush;
     g_main_loop_run(loop.get());
 }
 

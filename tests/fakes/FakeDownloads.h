@@ -44,6 +44,7 @@ public:
     /// The names in the folder, in alphabetical order.
     std::vector<std::string> names() const {
         std::vector<std::string> result;
+        result.reserve(files.size());
         for (const auto& file : files)
             result.push_back(file.filename());
         return result;

@@ -9,16 +9,18 @@ namespace {
 
 /// A session bus of its own with another program on it, which notes what it hears.
 class SessionBusTest : public testing::Test {
+public:
+    ~SessionBusTest() override {
+        signal_.reset();
+        other_ = own_ = {};
+        g_test_dbus_down(daemon_.get());
+    }
+
 protected:
     SessionBusTest() {
         g_test_dbus_up(daemon_.get());
         own_ = GPtr<GDBusConnection>::take(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
         other_ = BusObject::connectTo(g_test_dbus_get_bus_address(daemon_.get()));
-    }
-    ~SessionBusTest() override {
-        signal_.reset();
-        other_ = own_ = {};
-        g_test_dbus_down(daemon_.get());
     }
 
     void listenTo(const DBus::Signal::Match& signal) {

@@ -62,6 +62,7 @@ protected:
         for (auto& identifier : pending)
             identifier.erase(0, identifier.rfind('.') + 1);
         std::vector<std::string> screen;
+        screen.reserve(server.onScreen.size());
         for (const auto& [id, title] : server.onScreen)
             screen.push_back(std::to_string(id) + title);
         const auto rings = alarm.moment ? std::to_string((*alarm.moment - timeOf("0")) / 1min) : "";

@@ -5,6 +5,7 @@
 std::vector<GPtr<GtkWindow>> WindowStack::all() {
     std::vector<GPtr<GtkWindow>> windows;
     auto* const list = gtk_window_get_toplevels();
+    windows.reserve(g_list_model_get_n_items(list));
     for (guint i = 0; i < g_list_model_get_n_items(list); ++i)
         windows.push_back(GPtr<GtkWindow>::take(GTK_WINDOW(g_list_model_get_item(list, i))));
     return windows;

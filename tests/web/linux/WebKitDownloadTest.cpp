@@ -3,7 +3,6 @@
 #include <fstream>
 #include <sstream>
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {

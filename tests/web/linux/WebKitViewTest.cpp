@@ -5,7 +5,6 @@
 #include <fstream>
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
