@@ -166,8 +166,13 @@ void WebShell::processEnded(const std::string& url) {
     const auto& address = last && !last->scheme().empty() ? *last : origin_;
     if (reloads_.admit(with_.clock.now()))
         view_->load(address, loadTimeout);
-    else
+    else if (offlinePages_.admit(with_.clock.now()))
         showOfflinePage(address.text());
+    else
+        *message_ = with_.panels.alert(panelTitle,
+                                       "The page keeps ending by itself. Choose Reload in the menu View to "
+                                       "try again.",
+                                       [] {});
 }
 
 void WebShell::showOfflinePage(const std::string& failedUrl) {

@@ -89,6 +89,7 @@ private:
     std::shared_ptr<CookieObserver> renewals_;
     Shortcuts shortcuts_; ///< as the page last reported them
     ReloadLimit reloads_;
+    ReloadLimit offlinePages_; ///< after which the engine cannot show even that
     bool arrived_ = false; ///< there is a page that runs scripts
     std::optional<std::string> asked_;
     Clock::time_point askedAt_;

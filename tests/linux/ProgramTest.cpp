@@ -1,7 +1,10 @@
+#include "platform/Error.h"
 #include "platform/linux/MemoryProtection.h"
+#include "platform/linux/Module.h"
 #include "platform/linux/Profile.h"
 #include "platform/linux/TemporaryFolder.h"
 
+#include <dlfcn.h>
 #include <gio/gio.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
@@ -16,6 +19,12 @@ TEST(MemoryProtection, keepsTheMemoryFromOtherProgramsOfTheSamePerson) {
         _exit(prctl(PR_GET_DUMPABLE, 0, 0, 0, 0));
     };
     EXPECT_EXIT(protect(), testing::ExitedWithCode(0), "") << "who may be dumped may be traced and read";
+}
+
+TEST(Module, isLoadedFromTheProgramsOwnBuildOnly) {
+    Dl_info library;
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(&g_application_new), &library), 0);
+    EXPECT_THROW(Module::symbolOf(library.dli_fname, "g_application_new"), Error);
 }
 
 TEST(Profile, keepsEverythingBelowOneFolderAndOfEachOriginInOneThatIsNoOtherOrigins) {

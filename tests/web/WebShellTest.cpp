@@ -119,6 +119,12 @@ TEST_F(WebShellTest, showsTheOfflinePageForARealFailureOnlyAndLoadsAPageWhosePro
     }
     EXPECT_THAT(web.loaded, ElementsAre(page, page, page, origin, page))
         << "a clock set back forbids nothing";
+    for (int deaths = 0; deaths < 6; ++deaths) {
+        web.alternateFor.clear();
+        web.onProcessEnded(page);
+    }
+    EXPECT_EQ(web.alternateFor, "") << "the offline page's process dies as well";
+    EXPECT_THAT(program.panels.open().at(0)->message, HasSubstr("Reload in the menu View"));
 }
 
 TEST_F(WebShellTest, showsThePagesQuestionsUnderItsOwnNameAndSavesWhatCannotBeShown) {

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr auto groupName = "menu";
-constexpr auto hasLockKey = "brisko-lock-key";
+constexpr auto hasKeys = "brisko-menu-keys";
 
 std::string plainName(MenuCommand command) {
     return "item" + std::to_string(static_cast<int>(command));
@@ -170,11 +170,11 @@ void MenuBar::watchWindow() {
 
 void MenuBar::followWindows() {
     for (const auto& other : WindowStack::all()) {
-        if (other.get() == GTK_WINDOW(window_.gobj()) || g_object_get_data(G_OBJECT(other.get()), hasLockKey))
+        if (other.get() == GTK_WINDOW(window_.gobj()) || g_object_get_data(G_OBJECT(other.get()), hasKeys))
             continue;
-        g_object_set_data(G_OBJECT(other.get()), hasLockKey, this);
+        g_object_set_data(G_OBJECT(other.get()), hasKeys, this);
         gtk_widget_insert_action_group(GTK_WIDGET(other.get()), groupName, G_ACTION_GROUP(actions_->gobj()));
-        keys_.attachLockTo(other.get());
+        keys_.attachToOther(other.get());
     }
 }
 

@@ -17,8 +17,8 @@
 #include <vector>
 
 /// The menu bar in the main window's header: a mirror of the menus, with their titles, the labels of their
-/// keys and what can be chosen now, and the keys themselves in the main window and its sheets; that of "Lock
-/// Now" in every other window too.
+/// keys and what can be chosen now, and the keys themselves in the main window and its sheets; those of
+/// "Lock Now" and "Reload" in every other window too.
 ///
 /// It hands the delegate's commands to the delegate and carries out those of the responder chain: editing
 /// where the keyboard is, the rest with the window or the program as a whole.

@@ -15,6 +15,11 @@ bool alwaysWins(const MenuItem& item) {
     return item.command == MenuCommand::lockNow;
 }
 
+/// Whatever is in front: a page that keeps asking is left by loading it again.
+bool worksEverywhere(const MenuItem& item) {
+    return item.command == MenuCommand::lockNow || item.command == MenuCommand::reloadPage;
+}
+
 void attach(Gtk::Window& window, const Glib::RefPtr<Gio::ListStore<Gtk::Shortcut>>& keys,
             Gtk::PropagationPhase phase) {
     const auto controller = Gtk::ShortcutController::create(keys);
@@ -28,12 +33,12 @@ MenuKeys::MenuKeys(ActionName actionName)
     : actionName_(std::move(actionName)),
       first_(Gio::ListStore<Gtk::Shortcut>::create()),
       last_(Gio::ListStore<Gtk::Shortcut>::create()),
-      lock_(Gio::ListStore<Gtk::Shortcut>::create()) {}
+      everywhere_(Gio::ListStore<Gtk::Shortcut>::create()) {}
 
 void MenuKeys::set(const Menus& menus) {
     first_->remove_all();
     last_->remove_all();
-    lock_->remove_all();
+    everywhere_->remove_all();
     for (const auto& menu : menus.menus())
         for (const auto& section : menu.sections)
             for (const auto& item : section) {
@@ -48,8 +53,8 @@ void MenuKeys::set(const Menus& menus) {
                                                    static_cast<Gdk::ModifierType>(accelerator->modifiers)),
                         Gtk::NamedAction::create(actionName_(item.command)));
                     keys->append(shortcut);
-                    if (keys == first_ && item.command == MenuCommand::lockNow)
-                        lock_->append(shortcut);
+                    if (worksEverywhere(item) && !accelerator->typesText())
+                        everywhere_->append(shortcut);
                 }
             }
 }
@@ -59,8 +64,8 @@ void MenuKeys::attachTo(Gtk::Window& window) {
     attach(window, last_, Gtk::PropagationPhase::BUBBLE);
 }
 
-void MenuKeys::attachLockTo(GtkWindow* window) const {
-    auto* const controller = gtk_shortcut_controller_new_for_model(G_LIST_MODEL(lock_->gobj()));
+void MenuKeys::attachToOther(GtkWindow* window) const {
+    auto* const controller = gtk_shortcut_controller_new_for_model(G_LIST_MODEL(everywhere_->gobj()));
     gtk_event_controller_set_propagation_phase(controller, GTK_PHASE_CAPTURE);
     gtk_widget_add_controller(GTK_WIDGET(window), controller);
 }

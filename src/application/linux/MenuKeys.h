@@ -26,13 +26,13 @@ public:
     void set(const Menus& menus);
     /// Has the window follow the keys from now on.
     void attachTo(Gtk::Window& window);
-    /// Has a window that has no menus follow the key of "Lock Now": the window locks whatever is in front. It
-    /// is the toolkit's own object, because the toolkit makes some of them itself.
-    void attachLockTo(GtkWindow* window) const;
+    /// Has a window that has no menus follow the keys of "Lock Now" and "Reload", which work whatever is in
+    /// front. It is the toolkit's own object, because the toolkit makes some of them itself.
+    void attachToOther(GtkWindow* window) const;
 
 private:
     ActionName actionName_;
     Glib::RefPtr<Gio::ListStore<Gtk::Shortcut>> first_;
     Glib::RefPtr<Gio::ListStore<Gtk::Shortcut>> last_;
-    Glib::RefPtr<Gio::ListStore<Gtk::Shortcut>> lock_; ///< some of the first
+    Glib::RefPtr<Gio::ListStore<Gtk::Shortcut>> everywhere_; ///< some of both
 };

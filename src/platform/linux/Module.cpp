@@ -1,6 +1,7 @@
 #include "platform/linux/Module.h"
 
 #include "platform/Error.h"
+#include "platform/linux/BuildId.h"
 
 #include <dlfcn.h>
 
@@ -30,6 +31,9 @@ void* Module::symbolOf(const std::string& module, const char* symbol) {
     void* const library = dlopen(pathOf(module).c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (!library)
         fail(module);
+    const auto buildId = reinterpret_cast<const char* (*)()>(dlsym(library, BuildId::symbol));
+    if (!buildId || buildId() != BuildId::own)
+        throw Error(module + " is not of this build of brisko. Install brisko anew.");
     void* const address = dlsym(library, symbol);
     if (!address)
         fail(module);

@@ -296,7 +296,6 @@ void WebKitView::atRest() {
 void WebKitView::loadChanged(WebKitLoadEvent event) {
     if (event == WEBKIT_LOAD_STARTED) {
         abandoned_ = false;
-        expectAnswer();
     } else if (event == WEBKIT_LOAD_COMMITTED) {
         committed();
     } else if (event == WEBKIT_LOAD_FINISHED && !std::exchange(abandoned_, false)) {

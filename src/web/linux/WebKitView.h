@@ -26,7 +26,8 @@ using WebKitViews = std::vector<WebKitView*>;
 /// none.
 ///
 /// A load of ours gets its way: a page that is being replaced is not asked whether it wants to go, and one
-/// that keeps asking the person for something, or never answers at all, ends with its process.
+/// that keeps asking the person for something, or never answers at all, ends with its process. It has a
+/// limit; where the page goes by itself takes as long as it takes.
 class WebKitView : public GtkWebView {
 public:
     WebKitView(WebKitNetworkSession* session, std::shared_ptr<WebKitTrust> trust,

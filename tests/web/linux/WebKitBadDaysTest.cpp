@@ -52,6 +52,13 @@ TEST_F(WebKitBadDays, takesEveryFailureForOneAndTriesItsAddressAgainWhateverWayI
     EXPECT_EQ(after("history.back()"), "home") << "the failure is more than one entry of the history";
     EXPECT_EQ(after(server.url("/around")), "offline");
     EXPECT_EQ(after("document.getElementById('again').click()"), "home");
+    // Where the page goes by itself has no limit, such as the one of a load that begins later.
+    after(server.url("/home"), std::chrono::seconds(1));
+    browser.view->evaluate("location.href = '/silent'");
+    MainLoop::runUntil([&] { return server.wasAsked("/silent"); });
+    Browser other(server.url(), certificate());
+    other.follow([&] { other.view->load(silent, std::chrono::seconds(1)); });
+    EXPECT_EQ(title(), "home");
     EXPECT_EQ(after(silent, std::chrono::seconds(1)), "offline");
     givenUp.clear();
     browser.view->load(server.url("/nothing"), patience);
