@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -67,6 +68,11 @@ public:
 
     std::function<Panels::Handle(const std::string& message, std::function<void()> closed)> onAlert;
     std::function<Panels::Handle(const std::string& message, std::function<void(bool)> answered)> onConfirm;
+    std::function<Panels::Handle(const std::string& message, const std::string& suggestion,
+                                 std::function<void(std::optional<std::string>)> answered)>
+        onPrompt;
+    /// The page goes on meanwhile. Not called again before `closed`.
+    std::function<Panels::Handle(std::shared_ptr<PrintJob>, std::function<void()> closed)> onPrint;
     std::function<Panels::Handle(const Panels::FileChoice&,
                                  std::function<void(std::vector<std::filesystem::path>)> chosen)>
         onChooseFiles;

@@ -67,6 +67,16 @@ void WebShell::connectPanels() {
     view_->onConfirm = [this](const std::string& message, std::function<void(bool)> answered) {
         return with_.panels.confirm(panelTitle, message, std::move(answered));
     };
+    view_->onPrompt = [this](const std::string& message, const std::string& suggestion, auto answered) {
+        return with_.panels.prompt(panelTitle, message, suggestion, std::move(answered));
+    };
+    view_->onPrint = [this](std::shared_ptr<PrintJob> job, std::function<void()> closed) {
+        job->onFailed = [message = std::weak_ptr(message_), &panels = with_.panels](const Error& failure) {
+            if (const auto shown = message.lock())
+                *shown = panels.alert("The page could not be printed", failure.what(), [] {});
+        };
+        return with_.panels.print(std::move(job), std::move(closed));
+    };
     view_->onChooseFiles = [this](const Panels::FileChoice& choice, auto chosen) {
         return with_.panels.chooseFiles(choice, std::move(chosen));
     };

@@ -90,10 +90,10 @@ private:
     Shortcuts shortcuts_; ///< as the page last reported them
     ReloadLimit reloads_;
     ReloadLimit offlinePages_; ///< after which the engine cannot show even that
-    bool arrived_ = false; ///< there is a page that runs scripts
+    bool arrived_ = false;     ///< there is a page that runs scripts
     std::optional<std::string> asked_;
     Clock::time_point askedAt_;
-    /// That a link cannot be opened; shared with whoever is still to find that out.
+    /// What has gone wrong, a link that nobody opens for one; shared with whoever is still to find that out.
     std::shared_ptr<Panels::Handle> message_ = std::make_shared<Panels::Handle>();
     std::unique_ptr<WebView> view_;
 };

@@ -95,6 +95,7 @@ public:
         std::string message;
         FileChoice choice;
         std::function<void(bool ok, Paths paths)> answer;
+        std::shared_ptr<PrintJob> job = nullptr;
     };
 
     int shown = 0; ///< since the start
@@ -106,6 +107,16 @@ public:
     Handle confirm(const std::string& title, const std::string& message,
                    std::function<void(bool)> answered) override {
         return show({title, message, {}, [answered](bool ok, const auto&) { answered(ok); }});
+    }
+    Handle prompt(const std::string& title, const std::string& message, const std::string& suggestion,
+                  std::function<void(std::optional<std::string>)> answered) override {
+        const auto end = [=](bool ok, const auto&) {
+            answered(ok ? std::optional(suggestion + "!") : std::nullopt);
+        };
+        return show({title, message, {}, end});
+    }
+    Handle print(std::shared_ptr<PrintJob> job, std::function<void()> closed) override {
+        return show({"Print", "", {}, [closed](bool, const auto&) { closed(); }, std::move(job)});
     }
     Handle chooseFiles(const FileChoice& choice, std::function<void(Paths)> chosen) override {
         return show({"", "", choice, [chosen](bool, auto paths) { chosen(std::move(paths)); }});

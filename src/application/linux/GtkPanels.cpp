@@ -2,6 +2,7 @@
 
 #include "application/linux/FilePanel.h"
 #include "application/linux/MessagePanel.h"
+#include "application/linux/PrintPanel.h"
 #include "application/linux/WindowStack.h"
 
 #include <utility>
@@ -32,7 +33,23 @@ Panels::Handle GtkPanels::confirm(const std::string& title, const std::string& m
 
 Panels::Handle GtkPanels::ask(const MessagePanel::Content& content,
                               std::function<void(MessagePanel::Answer)> answered) {
-    return open(MessagePanel::make(content, std::move(answered)));
+    return open(MessagePanel::make(
+        content, [answered = std::move(answered)](auto answer, const auto&) { answered(answer); }));
+}
+
+Panels::Handle GtkPanels::prompt(const std::string& title, const std::string& message,
+                                 const std::string& suggestion,
+                                 std::function<void(std::optional<std::string>)> answered) {
+    MessagePanel::Content content = {MessagePanel::Kind::question, title, message};
+    content.suggestion = suggestion;
+    return open(MessagePanel::make(
+        content, [answered = std::move(answered)](MessagePanel::Answer answer, const std::string& text) {
+            answered(answer == MessagePanel::Answer::ok ? std::optional(text) : std::nullopt);
+        }));
+}
+
+Panels::Handle GtkPanels::print(std::shared_ptr<PrintJob> job, std::function<void()> closed) {
+    return open(PrintPanel::make(std::dynamic_pointer_cast<PagePrintJob>(job), std::move(closed)));
 }
 
 Panels::Handle GtkPanels::chooseFiles(const FileChoice& choice,

@@ -26,6 +26,9 @@ public:
     Handle alert(const std::string& title, const std::string& message, std::function<void()> closed) override;
     Handle confirm(const std::string& title, const std::string& message,
                    std::function<void(bool)> answered) override;
+    Handle prompt(const std::string& title, const std::string& message, const std::string& suggestion,
+                  std::function<void(std::optional<std::string>)> answered) override;
+    Handle print(std::shared_ptr<PrintJob> job, std::function<void()> closed) override;
     Handle chooseFiles(const FileChoice& choice,
                        std::function<void(std::vector<std::filesystem::path>)> chosen) override;
 

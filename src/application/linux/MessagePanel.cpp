@@ -24,9 +24,13 @@ constexpr int textHeight = 300; ///< at most; leaves room in the smallest main w
 constexpr Glib::ustring::size_type longestText = 10'000;
 
 /// A page's text may hold anything; the toolkit takes well-formed text without NUL.
-Glib::ustring drawable(const std::string& text) {
+Glib::ustring wellFormed(const std::string& text) {
     const GText copy(g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
-    const Glib::ustring whole(copy.get());
+    return copy.get();
+}
+
+Glib::ustring drawable(const std::string& text) {
+    const auto whole = wellFormed(text);
     return whole.size() > longestText ? whole.substr(0, longestText) + "…" : whole;
 }
 
@@ -54,11 +58,10 @@ void addKey(Gtk::ShortcutController& keys, guint key, std::function<void()> acti
 
 } // namespace
 
-MessagePanel::MessagePanel(std::function<void(Answer)> answered)
+MessagePanel::MessagePanel(Answered answered)
     : answered_(std::move(answered)), window_(std::make_unique<Gtk::Window>()) {}
 
-std::shared_ptr<MessagePanel> MessagePanel::make(const Content& content,
-                                                 std::function<void(Answer)> answered) {
+std::shared_ptr<MessagePanel> MessagePanel::make(const Content& content, Answered answered) {
     std::shared_ptr<MessagePanel> panel(new MessagePanel(std::move(answered)));
     panel->build(content);
     return panel;
@@ -87,6 +90,8 @@ void MessagePanel::build(const Content& content) {
     text->set_child(*makeLabel(drawable(content.text), "text"));
     text->set_visible(!content.text.empty());
     column->append(*text);
+    if (content.suggestion)
+        addField(*column, content);
 
     auto* row = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::HORIZONTAL, 10);
     row->set_halign(Gtk::Align::END);
@@ -95,7 +100,7 @@ void MessagePanel::build(const Content& content) {
     addButton(*row, content.okLabel, Answer::ok);
     column->append(*row);
     window_->set_child(*column);
-    window_->set_focus(*window_->get_default_widget());
+    window_->set_focus(field_ ? *field_ : *window_->get_default_widget());
     addKeys(*text);
 
     const auto giveUp = answering(Answer::givenUp);
@@ -105,6 +110,16 @@ void MessagePanel::build(const Content& content) {
             return true;
         },
         false);
+}
+
+void MessagePanel::addField(Gtk::Box& column, const Content& content) {
+    field_ = Gtk::make_managed<Gtk::Entry>();
+    field_->set_text(wellFormed(*content.suggestion));
+    field_->set_activates_default();
+    const auto& name = content.text.empty() ? content.title : content.text;
+    gtk_accessible_update_property(GTK_ACCESSIBLE(field_->gobj()), GTK_ACCESSIBLE_PROPERTY_LABEL,
+                                   drawable(name).c_str(), -1);
+    column.append(*field_);
 }
 
 void MessagePanel::addButton(Gtk::Box& row, const std::string& label, Answer answer) {
@@ -140,9 +155,10 @@ std::function<void()> MessagePanel::answering(Answer answer) {
 
 void MessagePanel::answer(Answer answer) {
     const auto answered = std::exchange(answered_, nullptr);
+    const auto text = field_ ? field_->get_text().raw() : std::string();
     close();
     if (answered)
-        answered(answer);
+        answered(answer, text);
 }
 
 void MessagePanel::present(Gtk::Window& parent) {
@@ -161,6 +177,7 @@ void MessagePanel::close() {
     answered_ = nullptr;
     if (!window_)
         return;
+    field_ = nullptr;
     WindowStack::close(window_->gobj());
     window_->set_visible(false);
     // The window may be going away inside one of its own signals; the toolkit finishes those first.

@@ -17,6 +17,13 @@
 /// What a menu's editing items do.
 enum class EditingCommand { undo, redo, cut, copy, paste, pasteAsPlainText, selectAll };
 
+/// A page that wants to be printed, for the toolkit's dialog.
+class PagePrintJob : public PrintJob {
+public:
+    /// Prints the page that way. Called once at most.
+    virtual void print(GtkPrintSettings* settings, GtkPageSetup* setup) = 0;
+};
+
 /// A web view of the Linux desktop: a screen with a widget, and what only this platform's own code asks of
 /// it.
 ///

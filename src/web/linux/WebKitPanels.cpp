@@ -1,5 +1,7 @@
 #include "web/linux/WebKitPanels.h"
 
+#include "web/linux/WebKitPrintJob.h"
+
 #include <algorithm>
 
 namespace {
@@ -16,9 +18,7 @@ DialogPtr share(WebKitScriptDialog* dialog) {
     return DialogPtr(webkit_script_dialog_ref(dialog), DialogUnref());
 }
 
-void close(const DialogPtr& dialog, bool confirmed) {
-    if (webkit_script_dialog_get_dialog_type(dialog.get()) == WEBKIT_SCRIPT_DIALOG_CONFIRM)
-        webkit_script_dialog_confirm_set_confirmed(dialog.get(), confirmed);
+void close(const DialogPtr& dialog) {
     webkit_script_dialog_close(dialog.get());
 }
 
@@ -44,6 +44,9 @@ WebKitPanels::WebKitPanels(WebKitWebView* view, const WebView& asked) : asked_(a
     connect("run-file-chooser",
             G_CALLBACK(+[](WebKitWebView*, WebKitFileChooserRequest* request, Self self) -> gboolean {
                 return self->chooseFiles(request);
+            }));
+    connect("print", G_CALLBACK(+[](WebKitWebView*, WebKitPrintOperation* operation, Self self) -> gboolean {
+                return self->print(operation);
             }));
     connect("permission-request", G_CALLBACK(+[](WebKitWebView*, WebKitPermissionRequest* request, Self) {
                 webkit_permission_request_deny(request);
@@ -86,12 +89,11 @@ bool WebKitPanels::answerDialog(WebKitScriptDialog* dialog) {
     switch (webkit_script_dialog_get_dialog_type(dialog)) {
     case WEBKIT_SCRIPT_DIALOG_ALERT:
     case WEBKIT_SCRIPT_DIALOG_CONFIRM:
+    case WEBKIT_SCRIPT_DIALOG_PROMPT:
         break;
     case WEBKIT_SCRIPT_DIALOG_BEFORE_UNLOAD_CONFIRM:
         webkit_script_dialog_confirm_set_confirmed(dialog, TRUE);
         return true;
-    default:
-        return leaving_; // a prompt: left alone it is cancelled, otherwise the engine shows its own
     }
     if (leaving_) {
         if (++answeredWhileLeaving_ == patience && onHeldUp)
@@ -104,24 +106,55 @@ bool WebKitPanels::answerDialog(WebKitScriptDialog* dialog) {
 
 void WebKitPanels::show(WebKitScriptDialog* dialog) {
     const auto kept = share(dialog);
-    const auto pending = add([kept] { close(kept, false); });
+    // Closed as it stands, a question has been cancelled.
+    const auto pending = add([kept] { close(kept); });
     pending->holdsPage = true;
-    const std::weak_ptr<Pending> weak = pending;
-    const std::string message = webkit_script_dialog_get_message(dialog);
-    const auto asks = webkit_script_dialog_get_dialog_type(dialog) == WEBKIT_SCRIPT_DIALOG_CONFIRM;
     // A panel may answer at once; one that is not shown at all is cancelled.
-    Panels::Handle handle;
-    if (asks && asked_.onConfirm)
-        handle = asked_.onConfirm(message, [this, weak, kept](bool confirmed) {
-            if (take(this, weak))
-                close(kept, confirmed);
-        });
-    else if (!asks && asked_.onAlert)
-        handle = asked_.onAlert(message, [this, weak, kept] {
-            if (take(this, weak))
-                close(kept, false);
-        });
-    keep(pending, std::move(handle));
+    keep(pending, ask(dialog, [this, weak = std::weak_ptr(pending), kept](const auto& answer) {
+             if (!take(this, weak))
+                 return;
+             answer();
+             close(kept);
+         }));
+}
+
+Panels::Handle WebKitPanels::ask(WebKitScriptDialog* dialog,
+                                 const std::function<void(const std::function<void()>&)>& end) {
+    const std::string message = webkit_script_dialog_get_message(dialog);
+    switch (webkit_script_dialog_get_dialog_type(dialog)) {
+    case WEBKIT_SCRIPT_DIALOG_CONFIRM:
+        if (asked_.onConfirm)
+            return asked_.onConfirm(message, [end, dialog](bool confirmed) {
+                end([&] { webkit_script_dialog_confirm_set_confirmed(dialog, confirmed); });
+            });
+        break;
+    case WEBKIT_SCRIPT_DIALOG_PROMPT:
+        if (asked_.onPrompt)
+            return asked_.onPrompt(message, webkit_script_dialog_prompt_get_default_text(dialog),
+                                   [end, dialog](const std::optional<std::string>& text) {
+                                       end([&] {
+                                           if (text)
+                                               webkit_script_dialog_prompt_set_text(dialog, text->c_str());
+                                       });
+                                   });
+        break;
+    default:
+        if (asked_.onAlert)
+            return asked_.onAlert(message, [end] { end([] {}); });
+    }
+    return nullptr;
+}
+
+/// The engine's own dialog would run a main loop of its own. The page goes on, and may ask again at once.
+bool WebKitPanels::print(WebKitPrintOperation* operation) {
+    const auto isPrinting = [](const PendingPtr& pending) { return pending->isPrinting; };
+    if (leaving_ || !asked_.onPrint || std::any_of(pending_.begin(), pending_.end(), isPrinting))
+        return true;
+    const auto pending = add([] {});
+    pending->isPrinting = true;
+    keep(pending, asked_.onPrint(WebKitPrintJob::make(operation),
+                                 [this, weak = std::weak_ptr(pending)] { take(this, weak); }));
+    return true;
 }
 
 bool WebKitPanels::chooseFiles(WebKitFileChooserRequest* request) {

@@ -9,9 +9,9 @@
 #include <memory>
 #include <vector>
 
-/// What the pages of one view ask of the person: alerts and confirms, which hold the page's process until
-/// they are answered, and the choice of files. A prompt is left to the engine. Leaving a page is never held
-/// up by its own wish, and permissions are refused.
+/// What the pages of one view ask of the person: alerts, confirms and prompts, which hold the page's process
+/// until they are answered, the choice of files, and how to print, once at a time. Leaving a page is never
+/// held up by its own wish, and permissions are refused.
 ///
 /// A page that is being left is answered by itself, as if every panel had been cancelled.
 class WebKitPanels {
@@ -24,7 +24,7 @@ public:
     /// ended.
     std::function<void()> onHeldUp;
 
-    /// An alert or a confirm is open.
+    /// An alert, a confirm or a prompt is open.
     bool holdPage() const;
     /// Answers and closes what is open, and what the page asks until `arrived`.
     void leave();
@@ -37,6 +37,7 @@ private:
     /// A panel that is open, and how it is cancelled.
     struct Pending {
         bool holdsPage = false;
+        bool isPrinting = false;
         Panels::Handle handle;
         std::function<void()> cancel;
     };
@@ -45,7 +46,10 @@ private:
     void connect(const char* signal, GCallback handler);
     bool answerDialog(WebKitScriptDialog* dialog);
     bool chooseFiles(WebKitFileChooserRequest* request);
+    bool print(WebKitPrintOperation* operation);
     void show(WebKitScriptDialog* dialog);
+    Panels::Handle ask(WebKitScriptDialog* dialog,
+                       const std::function<void(const std::function<void()>&)>& end);
     PendingPtr add(std::function<void()> cancel);
     void keep(const PendingPtr& pending, Panels::Handle handle);
     /// Takes the panel out of what is open; false when it has been cancelled before.

@@ -1,5 +1,6 @@
 #include "Browser.h"
 #include "fakes/FakeDownloads.h"
+#include "platform/linux/DurableFile.h"
 
 #include <fstream>
 
@@ -17,6 +18,12 @@ protected:
         };
         view.onConfirm = [this](const std::string& message, auto answered) {
             return panels.confirm("", message, std::move(answered));
+        };
+        view.onPrompt = [this](const std::string& message, const std::string& suggestion, auto answered) {
+            return panels.prompt("", message, suggestion, std::move(answered));
+        };
+        view.onPrint = [this](std::shared_ptr<PrintJob> job, auto closed) {
+            return panels.print(std::move(job), std::move(closed));
         };
         view.onChooseFiles = [this](const Panels::FileChoice& choice, auto chosen) {
             return panels.chooseFiles(choice, std::move(chosen));
@@ -58,10 +65,15 @@ TEST_F(WebKitPanels, asksAndTellsThePageWhatWasAnsweredAndHandsItTheChosenFiles)
         panels.answer(ok);
         EXPECT_EQ(MainLoop::finish(answered), Json(ok));
     }
+    for (const auto ok : {true, false}) {
+        const auto answered = start("return prompt('Name?', 'é')");
+        panels.answer(ok);
+        EXPECT_EQ(MainLoop::finish(answered), ok ? Json("é!") : Json());
+    }
     EXPECT_EQ(browser.ask("return [await Notification.requestPermission(), await new Promise((r) =>"
                           "navigator.geolocation.getCurrentPosition(() => r('granted'), (e) => r(e.code)))]"),
               parseJson(R"(["denied", 1])")); // PERMISSION_DENIED
-    EXPECT_EQ(panels.shown, 3);
+    EXPECT_EQ(panels.shown, 5);
 
     const auto folder = newFolder();
     std::ofstream(folder / "a.txt") << "first";
@@ -81,6 +93,25 @@ TEST_F(WebKitPanels, asksAndTellsThePageWhatWasAnsweredAndHandsItTheChosenFiles)
     EXPECT_THAT(panels.open().front()->choice.types, testing::Contains("text/csv"));
     panels.answer(false);
     EXPECT_EQ(MainLoop::finish(cancelled), parseJson(R"(["cancelled"])"));
+}
+
+TEST_F(WebKitPanels, printsThePageAsThePersonSaysAndAsksOnceAtATime) {
+    browser.ask("print(); print(); return 1");
+    EXPECT_EQ(panels.shown, 1);
+    const auto job = std::dynamic_pointer_cast<PagePrintJob>(panels.open().at(0)->job);
+    const auto file = newFolder() / "page.pdf";
+    const auto settings = GPtr<GtkPrintSettings>::take(gtk_print_settings_new());
+    gtk_print_settings_set_printer(settings.get(), "Print to File");
+    gtk_print_settings_set(settings.get(), GTK_PRINT_SETTINGS_OUTPUT_FILE_FORMAT, "pdf");
+    gtk_print_settings_set(settings.get(), GTK_PRINT_SETTINGS_OUTPUT_URI,
+                           ("file://" + file.string()).c_str());
+    job->print(settings.get(), GPtr<GtkPageSetup>::take(gtk_page_setup_new()).get());
+    panels.answer();
+    MainLoop::poll([&] { return DurableFile::read(file).value_or("").starts_with("%PDF"); });
+    browser.ask("print(); return 1");
+    EXPECT_EQ(panels.shown, 2);
+    browser.shows(server.url("/"));
+    EXPECT_FALSE(isOpen());
 }
 
 TEST_F(WebKitPanels, closesWhatIsOpenWhenThePageGoesAwayAlsoOneThatNeverStopsAskingOrWouldRatherStay) {

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "application/linux/OpenPanel.h"
+#include "web/linux/WebEngine.h"
+
+#include <functional>
+#include <memory>
+
+/// The toolkit's dialog for printing, which finds the printers without holding the program up.
+class PrintPanel final : public OpenPanel, public std::enable_shared_from_this<PrintPanel> {
+public:
+    /// `closed` is called once at most, when the dialog is off the screen and what it was for is being
+    /// printed, unless the person gave up. It may let go of the panel.
+    static std::shared_ptr<PrintPanel> make(std::shared_ptr<PagePrintJob> job, std::function<void()> closed);
+    ~PrintPanel() override;
+
+    void present(Gtk::Window& parent) override;
+    void hide() override;
+    void close() override;
+
+private:
+    PrintPanel(std::shared_ptr<PagePrintJob> job, std::function<void()> closed);
+
+    void create();
+    void answer(int response);
+
+    std::shared_ptr<PagePrintJob> job_; ///< null once it has been answered or closed
+    std::function<void()> closed_;
+    GtkWindow* dialog_ = nullptr; ///< the toolkit's; ours from its making until it is destroyed
+};
