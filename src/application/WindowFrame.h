@@ -16,7 +16,7 @@ struct Kept {
     bool operator==(const Kept&) const = default;
 };
 
-inline constexpr Window::Frame standard = {1180, 800};
+inline constexpr Window::Frame standard = {1180, 800}; ///< of the content, below the header
 inline constexpr Window::Frame minimum = {820, 560};
 
 /// What is kept; none when there is nothing, or nothing that makes sense.

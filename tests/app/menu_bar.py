@@ -1,6 +1,7 @@
 # The menu bar and its keys in a real window: each kind of item chosen with the keyboard in the menus and with its own keys.
 # That every item is there, says its keys and can be chosen when it should is tested without a window.
 
+import math
 import os
 import signal
 
@@ -90,6 +91,9 @@ class Menus(Journey):
     def test_the_size_of_the_window_outlasts_whatever_takes_it_away(self):
         self.open_program(IDENTIFIER)
         full, small = desk.SCREEN[2:], (900, 650)
+        until("the frame's width", lambda: self.program.look("brisko", "frame").box.width, 1180)
+        whole, menus = (self.program.look(*found).box for found in (("brisko", "frame"), ("Menu bar",)))
+        self.assertGreater(whole.height, 800 + menus.height // 2, "the content's height with the header's")
         desk.xdotool("windowsize", "--sync", self.window, *small, "windowmove", self.window, 100, 100)
         self.see_size(small)
         for item in (("Window", "Minimize"), ("brisko", "Hide brisko")):
@@ -114,6 +118,11 @@ class Menus(Journey):
         self.program.choose("brisko", ABOUT)
         self.program.see_window(ABOUT)
         about = desk.active()[0]
+        middles = [(box.x + box.width // 2, box.y + box.height // 2) for box in (desk.box(about), desk.box(self.window))]
+        self.assertLess(math.dist(*middles), 50, middles)
+        self.go_to_main()
+        self.program.choose("Window", ABOUT)
+        self.program.see_window(ABOUT)
         self.go_to_main()
         desk.press("ctrl+alt+h")
         until("the windows", self.program.windows, [self.window])

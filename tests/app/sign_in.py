@@ -2,6 +2,7 @@
 # on; and what a start does with its command line.
 
 import json
+import os
 import re
 import subprocess
 import threading
@@ -56,6 +57,16 @@ class SignIn(Journey):
             self.program.again(*arguments)
             self.program.see_window()
             self.program.see_text(IDENTIFIER, USER)
+        other = subprocess.run([*self.program.command, "--service-origin", "https://other.example"], capture_output=True, text=True)
+        self.assertRegex(f"{other.returncode} {other.stderr}", "1 brisko: .* already, with https://127.*--profile")
+        with subprocess.Popen(["dbus-monitor", "--session", "interface='org.freedesktop.Application'"], stdout=subprocess.PIPE,
+                              text=True) as monitor:
+            monitor.stdout.readline()
+            subprocess.run(self.program.command, env={**os.environ, "XDG_ACTIVATION_TOKEN": "may-come"}, check=True)
+            heard = iter(monitor.stdout.readline, "")
+            self.assertIn("desktop-startup-id", next(line for line in heard if "-id" in line))
+            self.assertIn("may-come", next(heard))
+            monitor.terminate()
         self.assertEqual((len(self.service.requests), self.program.quit()), (1, 0))
 
 

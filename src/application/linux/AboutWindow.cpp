@@ -45,6 +45,12 @@ void AboutWindow::show(const Info& info) {
 
 void AboutWindow::build() {
     window_ = std::make_unique<Gtk::Window>();
+    // It comes up over the window that it was asked for in, as that one's, and stands by itself from then on.
+    gtk_window_set_transient_for(window_->gobj(), gtk_application_get_active_window(application_.gobj()));
+    window_->property_is_active().signal_changed().connect([this] {
+        if (window_)
+            gtk_window_set_transient_for(window_->gobj(), nullptr);
+    });
     // gtkmm would take the window out of the application when it is hidden, and end the program with its
     // last.
     gtk_window_set_application(window_->gobj(), application_.gobj());

@@ -88,7 +88,11 @@ MainWindow::MainWindow(const Glib::RefPtr<Gtk::Application>& application, UserDe
     watchFrame();
     Gtk::StyleContext::add_provider_for_display(window_.get_display(), style_,
                                                 GTK_STYLE_PROVIDER_PRIORITY_APPLICATION + 1);
-    window_.signal_map().connect([this] { draw(); });
+    window_.signal_map().connect([this] {
+        if (std::exchange(isNew_, false))
+            whenDrawn([this] { makeUpForBorder(); });
+        draw();
+    });
 }
 
 MainWindow::~MainWindow() {
@@ -114,10 +118,40 @@ void MainWindow::buildHeader() {
 
 void MainWindow::restoreFrame() {
     const auto kept = WindowFrame::load(defaults_);
-    setFrame(WindowFrame::fitted(kept ? kept->size : WindowFrame::standard,
-                                 monitorOf(window_.get_display()->gobj())));
+    isNew_ = !kept;
+    if (kept)
+        setFrame(WindowFrame::fitted(kept->size, monitorOf(window_.get_display()->gobj())));
+    else
+        useStandardSize();
     if (kept && kept->maximized)
         window_.maximize();
+}
+
+/// The standard is that of the content, and the header comes on top of it.
+void MainWindow::useStandardSize() {
+    int header = 0;
+    gtk_widget_measure(GTK_WIDGET(header_.gobj()), GTK_ORIENTATION_VERTICAL, -1, nullptr, &header, nullptr,
+                       nullptr);
+    const auto [width, height] = WindowFrame::standard;
+    setFrame(WindowFrame::fitted({width, height + header}, monitorOf(window_.get_display()->gobj())));
+}
+
+/// Where nobody composes the screen, the toolkit draws a border within the window's size.
+void MainWindow::makeUpForBorder() {
+    if (window_.is_maximized() || window_.is_fullscreen())
+        return;
+    const auto now = frame();
+    const auto [width, height] = WindowFrame::standard;
+    const Frame wanted = {now.width + width - layers_.widget().get_width(),
+                          now.height + height - layers_.widget().get_height()};
+    if (WindowFrame::fitted(wanted, monitorOf(window_.get_display()->gobj())) == wanted)
+        setFrame(wanted);
+}
+
+void MainWindow::setMenuBar(Gtk::Widget& menuBar) {
+    header_.pack_start(menuBar);
+    if (isNew_)
+        useStandardSize();
 }
 
 void MainWindow::watchFrame() {

@@ -58,7 +58,7 @@ public:
     /// The overlay and the cover.
     WindowLayers& layers() { return layers_; }
     /// Puts the menu bar into the header. It has to outlive its time there.
-    void setMenuBar(Gtk::Widget& menuBar) { header_.pack_start(menuBar); }
+    void setMenuBar(Gtk::Widget& menuBar);
     void removeMenuBar(Gtk::Widget& menuBar) { header_.remove(menuBar); }
     /// Called when a sheet has come, while `sheetWindow()` is not shown yet, and when it has gone.
     std::function<void()> onSheetChanged;
@@ -73,6 +73,8 @@ private:
 
     void buildHeader();
     void restoreFrame();
+    void useStandardSize();
+    void makeUpForBorder();
     void watchFrame();
     void keepFrame();
     void lookAs(const Look& look);
@@ -88,6 +90,7 @@ private:
     Look wanted_;
     bool drawingSoon_ = false;
     sigc::connection keeping_; ///< the frame has changed and is kept soon
+    bool isNew_ = false;       ///< no frame has been kept, and the window has not been shown yet
     Screen* content_ = nullptr;
     std::unique_ptr<Gtk::Window> sheet_;
     Screen* sheetScreen_ = nullptr;

@@ -10,6 +10,7 @@
 namespace {
 
 constexpr auto groupName = "menu";
+constexpr auto windowsMenu = "Window"; // which lists the windows too
 constexpr auto hasKeys = "brisko-menu-keys";
 
 std::string plainName(MenuCommand command) {
@@ -58,6 +59,7 @@ MenuBar::MenuBar(MenuTarget& target, MainWindow& window, Gtk::Application& appli
       keys_(actionName),
       late_(window) {
     build();
+    actions_->add_action(windows_.action());
     nameWidget(GTK_WIDGET(bar_.gobj()), "Menu bar");
     main_.setMenuBar(bar_);
     window_.insert_action_group(groupName, actions_);
@@ -105,6 +107,8 @@ void MenuBar::build() {
             }
             submenu->append_section(section);
         }
+        if (menu.title == windowsMenu)
+            submenu->append_section(windows_.list());
         model_->append_submenu(menu.title, submenu);
     }
 }
@@ -224,6 +228,9 @@ bool MenuBar::isEnabled(const MenuItem& item) const {
         return !main_.hasVisibleSheet();
     case MenuCommand::performZoom:
         return !window_.is_fullscreen();
+    case MenuCommand::hideOtherApplications:
+    case MenuCommand::unhideAllApplications:
+        return windows_.canShowAll();
     default:
         return true;
     }

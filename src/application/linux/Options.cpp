@@ -78,6 +78,12 @@ void check(const Options& options) {
 
 } // namespace
 
+RunningInstance::Service Options::service() const {
+    if (demo)
+        return {"the demonstration", ""};
+    return {serviceOrigin ? serviceOrigin->text() : "", serviceCa ? serviceCa->string() : ""};
+}
+
 Profile Options::chooseProfile() const {
     if (profile)
         return Profile::under(*profile);

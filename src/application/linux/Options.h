@@ -1,5 +1,6 @@
 #pragma once
 
+#include "application/linux/RunningInstance.h"
 #include "platform/Url.h"
 #include "platform/linux/Profile.h"
 
@@ -20,6 +21,8 @@ struct Options {
     std::optional<std::filesystem::path> tour;      ///< absolute
     std::vector<std::string> urls;
 
+    /// Which service they ask for.
+    RunningInstance::Service service() const;
     /// Where a program with these options keeps its files.
     Profile chooseProfile() const;
 

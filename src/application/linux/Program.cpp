@@ -83,7 +83,7 @@ Program::Program(const Options& options, const Profile& profile, Gtk::Applicatio
       lockShortcut_(platform_.defaults()),
       menus_(lockShortcut_),
       downloadFolder_(chooseDownloads(options, profile), RecentFiles::add),
-      dock_("app.brisko.Brisko.desktop"),
+      dock_(profile.applicationId() + ".desktop"),
       owner_(systemBus_),
       desktop_(systemBus_),
       center_(GPtr<GDBusConnection>::take(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr)),

@@ -63,6 +63,7 @@ public:
     MainWindow& mainWindow() { return front_->window; }
     AboutWindow& aboutWindow() { return front_->aboutWindow; }
     MenuBar& menuBar() { return front_->menuBar; }
+    const Url& origin() const { return platform_.origin(); }
     /// The embedded service; null without --demo.
     DemoService* demo() { return demo_.get(); }
     BrowserPanel& browserPanel() { return panel_; }

@@ -48,11 +48,18 @@ int briskoRunProgram(const Options& options) {
         tourFolder.emplace("brisko-tour");
     const auto profile = tourFolder ? Profile::under(tourFolder->path()) : options.chooseProfile();
     const auto applicationId = profile.applicationId();
+    // What the display server is told the windows belong to: the desktop entry, whichever the profile is.
+    g_set_prgname(Profile::userApplicationId);
+    g_set_application_name("brisko");
     const auto application = Gtk::Application::create(applicationId, Gio::Application::Flags::HANDLES_OPEN);
 
     // No other process ran this instance a moment ago, so everything that needs no window starts beside the
     // toolkit.
     auto program = std::make_unique<Program>(options, profile, *application.get());
+    auto service = options.service();
+    if (service.origin.empty())
+        service.origin = program->origin().text();
+    RunningInstance::announce(G_ACTION_MAP(application->gobj()), service);
 
     std::unique_ptr<Tour> tour;
     int status = EXIT_SUCCESS;

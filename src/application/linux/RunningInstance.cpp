@@ -1,15 +1,17 @@
 #include "application/linux/RunningInstance.h"
 
+#include "platform/Error.h"
 #include "platform/linux/GPtr.h"
-
-#include <gio/gio.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
+#include <optional>
 
 namespace {
 
 constexpr int milliseconds = 2000;
+constexpr const char* serviceAction = "service";
 
 bool isThere(GDBusConnection* bus, const std::string& applicationId) {
     const GVariantPtr reply(g_dbus_connection_call_sync(
@@ -30,10 +32,13 @@ GVariant* text(const std::string& bytes) {
 GVariant* platformData() {
     GVariantBuilder data;
     g_variant_builder_init(&data, G_VARIANT_TYPE_VARDICT);
-    for (const auto& [variable, key] : {std::pair("XDG_ACTIVATION_TOKEN", "activation-token"),
-                                        std::pair("DESKTOP_STARTUP_ID", "desktop-startup-id")})
-        if (const char* const value = std::getenv(variable))
-            g_variant_builder_add(&data, "{sv}", key, text(value));
+    const char* token = std::getenv("XDG_ACTIVATION_TOKEN");
+    if (!token)
+        token = std::getenv("DESKTOP_STARTUP_ID");
+    // The toolkit of the running program reads the second, whatever its display is.
+    if (token)
+        for (const auto* const key : {"activation-token", "desktop-startup-id"})
+            g_variant_builder_add(&data, "{sv}", key, text(token));
     return g_variant_builder_end(&data);
 }
 
@@ -52,12 +57,62 @@ std::string pathOf(std::string applicationId) {
     return "/" + applicationId;
 }
 
+/// The one that the running program uses; none when it does not say.
+std::optional<RunningInstance::Service> serviceOf(GDBusConnection* bus, const std::string& applicationId) {
+    const GVariantPtr reply(g_dbus_connection_call_sync(
+        bus, applicationId.c_str(), pathOf(applicationId).c_str(), "org.gtk.Actions", "Describe",
+        g_variant_new("(s)", serviceAction), G_VARIANT_TYPE("((bgav))"), G_DBUS_CALL_FLAGS_NO_AUTO_START,
+        milliseconds, nullptr, nullptr));
+    if (!reply)
+        return std::nullopt;
+    GVariantIter* states = nullptr;
+    g_variant_get(reply.get(), "((bgav))", nullptr, nullptr, &states);
+    const std::unique_ptr<GVariantIter, void (*)(GVariantIter*)> owner(states, g_variant_iter_free);
+    GVariant* state = nullptr;
+    if (!g_variant_iter_next(states, "v", &state))
+        return std::nullopt;
+    const GVariantPtr kept(state);
+    if (!g_variant_is_of_type(state, G_VARIANT_TYPE("(ss)")))
+        return std::nullopt;
+    const char* origin = nullptr;
+    const char* certificate = nullptr;
+    g_variant_get(state, "(&s&s)", &origin, &certificate);
+    return RunningInstance::Service{origin, certificate};
+}
+
+void demandService(GDBusConnection* bus, const std::string& applicationId,
+                   const RunningInstance::Service& asked) {
+    if (asked == RunningInstance::Service())
+        return;
+    const auto used = serviceOf(bus, applicationId);
+    const auto fits = [](const std::string& wanted, const std::string& found) {
+        return wanted.empty() || wanted == found;
+    };
+    if (!used)
+        throw Error("brisko runs in this profile already and does not say with which service. Quit it first, "
+                    "or start another one with --profile.");
+    if (!fits(asked.origin, used->origin) || !fits(asked.certificate, used->certificate))
+        throw Error("brisko runs in this profile already, with " + used->origin +
+                    (used->certificate.empty() ? "" : " and " + used->certificate) +
+                    ". Quit it first, or start another one with --profile.");
+}
+
 } // namespace
 
-bool RunningInstance::open(const std::string& applicationId, const std::vector<std::string>& urls) {
+void RunningInstance::announce(GActionMap* application, const Service& service) {
+    auto* const state = g_variant_new("(@s@s)", text(service.origin), text(service.certificate));
+    const auto action =
+        GPtr<GSimpleAction>::take(g_simple_action_new_stateful(serviceAction, nullptr, state));
+    g_simple_action_set_enabled(action.get(), FALSE);
+    g_action_map_add_action(application, G_ACTION(action.get()));
+}
+
+bool RunningInstance::open(const std::string& applicationId, const std::vector<std::string>& urls,
+                           const Service& asked) {
     const auto bus = GPtr<GDBusConnection>::take(g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr));
     if (!bus || !isThere(bus.get(), applicationId))
         return false;
+    demandService(bus.get(), applicationId, asked);
     auto* const parameters = urls.empty() ? g_variant_new("(@a{sv})", platformData())
                                           : g_variant_new("(@as@a{sv})", listOf(urls), platformData());
     // Nobody waits for the answer of a program that may be busy.

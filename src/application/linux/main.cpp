@@ -17,7 +17,8 @@ namespace {
 constexpr int usageError = 2;
 
 int run(const Options& options) {
-    if (!options.tour && RunningInstance::open(options.chooseProfile().applicationId(), options.urls))
+    if (!options.tour &&
+        RunningInstance::open(options.chooseProfile().applicationId(), options.urls, options.service()))
         return EXIT_SUCCESS;
     const auto start =
         reinterpret_cast<decltype(&briskoRunProgram)>(Module::symbolOf(programModuleName, programEntryName));

@@ -1,8 +1,15 @@
 #include "application/linux/GtkPanels.h"
 #include "application/linux/WindowTest.h"
 #include "lock/linux/GtkEventMonitor.h"
+#include "web/linux/WebEngine.h"
 
 namespace {
+
+struct Job : PagePrintJob {
+    bool printed = false;
+
+    void print(GtkPrintSettings* settings, GtkPageSetup* setup) override { printed = settings && setup; }
+};
 
 class WindowLayersTest : public WindowTest {
 protected:
@@ -127,7 +134,27 @@ TEST_F(WindowLayersTest, letPanelsFitAndGoWithTheWindowAndBeAnsweredOnce) {
     Desk::seeKeyboardIn("OK");
     Desk::press("Tab Return");
     Desk::seeKeyboardIn("Note");
-    EXPECT_EQ(answers, "first first -second no");
+    for (const auto* keys : {"n e w Return", "Escape"}) {
+        handles.push_back(panels.prompt("fifth", "Name?", "é",
+                                        [this](const auto& text) { answers += " " + text.value_or("-"); }));
+        Desk::seeKeyboardIn("Name?");
+        Desk::press(keys);
+        Desk::seeKeyboardIn("Note");
+    }
+    EXPECT_EQ(answers, "first first -second no new -");
+    for (const auto prints : {false, true}) {
+        const auto job = std::make_shared<Job>();
+        handles.push_back(panels.print(job, [this] { answers += " closed"; }));
+        Desk::until([] { return Desk::find("Print") != nullptr; });
+        window.showOverlay(lock);
+        EXPECT_EQ(Desk::find("Print"), nullptr);
+        window.removeOverlay();
+        Desk::until([] { return Desk::find("Print") != nullptr; });
+        gtk_dialog_response(GTK_DIALOG(Desk::find("Print")), prints ? GTK_RESPONSE_OK : GTK_RESPONSE_CANCEL);
+        Desk::seeKeyboardIn("Note");
+        EXPECT_EQ(job->printed, prints);
+    }
+    EXPECT_EQ(answers, "first first -second no new - closed closed");
 }
 
 TEST_F(WindowLayersTest, letInputInEveryWindowCountAsUseButNotAPointerAtRest) {
