@@ -252,6 +252,9 @@ void AppDelegate::perform(MenuCommand command) {
     case MenuCommand::lockNow:
         lockNow();
         break;
+    case MenuCommand::openNotifications:
+        spawn(with_.notifications.reconsider());
+        break;
     case MenuCommand::openGuides:
         openPage("guides");
         break;

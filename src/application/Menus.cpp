@@ -35,7 +35,8 @@ Sections applicationMenu() {
     using enum MenuCommand;
     return {{own("About brisko", showAbout)},
             {page("Settings…", openSettings, MenuAction::openSettings),
-             own("Lock & Passcode…", openLockSettings), own("Lock Now", lockNow)},
+             own("Lock & Passcode…", openLockSettings), own("Lock Now", lockNow),
+             own("Notifications…", openNotifications)},
             {chained("Hide brisko", hide, "h"),
              chained("Hide Others", hideOtherApplications, "h", command | KeyModifier::option),
              chained("Show All", unhideAllApplications)},
@@ -204,6 +205,8 @@ bool Menus::isEnabled(const MenuItem& item, const MenuState& state) const {
         return true;
     case MenuCommand::lockNow:
         return state.showingApp && state.hasPasscode && !state.locked;
+    case MenuCommand::openNotifications:
+        return !state.locked;
     default:
         return state.showingApp && (!item.action || isBound(*item.action));
     }

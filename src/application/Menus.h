@@ -17,6 +17,7 @@ enum class MenuCommand {
     openSettings,
     openLockSettings,
     lockNow,
+    openNotifications,
     hide,
     hideOtherApplications,
     unhideAllApplications,

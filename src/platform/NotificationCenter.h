@@ -48,6 +48,10 @@ public:
     /// not determined. Not called again while the person is being asked.
     virtual Task<NotificationPermission> requestPermission() = 0;
 
+    /// Asks the person again, whatever they have answered before. A question that is dismissed changes
+    /// nothing. Not called while the person is being asked.
+    virtual Task<NotificationPermission> reconsiderPermission() = 0;
+
     virtual Task<std::vector<std::string>> pendingIdentifiers() = 0;
     /// Removes the pending requests whose identifiers begin with `prefix` and adds `requests` in their place,
     /// all of it or, where that cannot be kept, nothing. What has been kept, has been kept durably. Of

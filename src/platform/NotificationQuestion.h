@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/NotificationCenter.h"
 #include "platform/Task.h"
 
 /// The question over the window whether the program may show notifications.
@@ -13,6 +14,6 @@ public:
 
     virtual ~NotificationQuestion() = default;
 
-    /// Asks, and waits for as long as the person takes.
-    virtual Task<Answer> ask() = 0;
+    /// Asks, and waits for as long as the person takes. `present` is what holds until then.
+    virtual Task<Answer> ask(NotificationPermission present) = 0;
 };

@@ -48,8 +48,17 @@ Task<std::string> Notifications::request() {
         const auto shared = waiting_.emplace_back(std::make_shared<Completion<std::string>>());
         co_return co_await *shared;
     }
+    co_return co_await finish(center_.requestPermission());
+}
+
+Task<> Notifications::reconsider() {
+    if (!asking_)
+        co_await finish(center_.reconsiderPermission());
+}
+
+Task<std::string> Notifications::finish(Task<NotificationPermission> question) {
     asking_ = true;
-    const auto permission = co_await center_.requestPermission();
+    const auto permission = co_await std::move(question);
     asking_ = false;
     const std::string answer = statusText(permission) == granted ? granted : denied;
     for (const auto& other : std::exchange(waiting_, {}))

@@ -29,9 +29,14 @@ public:
     /// answer. "granted" or "denied".
     Task<std::string> request();
 
+    /// Asks the person again, whatever they have answered before, unless they are being asked.
+    Task<> reconsider();
+
     static std::string statusText(NotificationPermission permission);
 
 private:
+    Task<std::string> finish(Task<NotificationPermission> question);
+
     NotificationCenter& center_;
     bool asking_ = false;
     std::vector<std::shared_ptr<Completion<std::string>>> waiting_; ///< for the answer to the open question

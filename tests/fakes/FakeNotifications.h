@@ -25,7 +25,7 @@ class FakeNotificationQuestion : public NotificationQuestion {
 public:
     int asked = 0;
 
-    Task<Answer> ask() override {
+    Task<Answer> ask(NotificationPermission) override {
         asked += 1;
         const auto answer = open_ = std::make_shared<Completion<Answer>>();
         co_return co_await *answer;
@@ -54,11 +54,14 @@ public:
             co_return NotificationPermission::denied;
         if (state != NotificationPermission::notDetermined)
             co_return state;
-        const auto answer = co_await question_.ask();
+        co_return co_await reconsiderPermission();
+    }
+    Task<NotificationPermission> reconsiderPermission() override {
+        const auto answer = co_await question_.ask(state);
         if (answer != NotificationQuestion::Answer::dismissed)
             state = answer == NotificationQuestion::Answer::allow ? NotificationPermission::authorized
                                                                   : NotificationPermission::denied;
-        co_return state;
+        co_return unavailable ? NotificationPermission::denied : state;
     }
     Task<std::vector<std::string>> pendingIdentifiers() override {
         std::vector<std::string> identifiers;

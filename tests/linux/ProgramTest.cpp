@@ -3,6 +3,7 @@
 #include "platform/linux/Module.h"
 #include "platform/linux/Profile.h"
 #include "platform/linux/TemporaryFolder.h"
+#include "reminders/linux/ReminderPlace.h"
 
 #include <dlfcn.h>
 #include <gio/gio.h>
@@ -56,5 +57,11 @@ TEST(Profile, hasOneValidApplicationIdForEachFolder) {
     fs::create_directory(real / "data");
     EXPECT_EQ(Profile::under(real / "").applicationId(), id) << "the same before and after the first start";
     EXPECT_NE(Profile::under(folder.path() / "other").applicationId(), id);
-    EXPECT_EQ(Profile::ofUser().applicationId(), "app.brisko.Brisko");
+    const ReminderPlace usual = {"app.brisko.Brisko",
+                                 fs::path(g_get_home_dir()) / ".local/state/brisko/reminders"};
+    const ReminderPlace elsewhere = {usual.applicationId, folder.path()};
+    EXPECT_EQ(usual.applicationId + " " + usual.busName(),
+              Profile::ofUser().applicationId() + " app.brisko.Brisko.Reminders");
+    EXPECT_NE(elsewhere.busName(), usual.busName()) << "one agent for each folder";
+    EXPECT_TRUE(g_dbus_is_name(elsewhere.busName().c_str()));
 }

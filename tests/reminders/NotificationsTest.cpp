@@ -19,6 +19,12 @@ TEST(Notifications, asksOnceForAllAndTellsOfAnOpenedOneOnALaterTurnAndNobodyOnce
         question.answer(answer);
         EXPECT_TRUE(first->value == text && second->value == text) << *first->value << *second->value;
     }
+    const auto again = begin(notifications->reconsider()), more = begin(notifications->reconsider());
+    const auto shared = begin(notifications->request());
+    EXPECT_TRUE(more->ended() && !again->ended()) << "one question at a time";
+    question.answer(Answer::dontAllow);
+    EXPECT_EQ(shared->value, "denied");
+    EXPECT_EQ(begin(notifications->request())->value, "denied");
     int opened = 0;
     const auto openedLater = [&] {
         center.onResponse();

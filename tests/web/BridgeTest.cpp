@@ -31,7 +31,8 @@ protected:
 TEST_F(BridgeTest, refusesWhatIsNoCallAnswersWhatThePageMayKnowAndTakesWhateverRemindersItIsGiven) {
     for (const auto* body : {"null", "[]", R"({"name": 7})"})
         EXPECT_EQ(told(begin(bridge->call(parseJson(body)))), "brisko: malformed call") << body;
-    EXPECT_EQ(value("LockEnabled"), "brisko: no such call LockEnabled");
+    for (const auto& name : {std::string("LockEnabled"), std::string("lockEnabled\0", 12)})
+        EXPECT_EQ(value(name), "brisko: no such call " + std::string(name.c_str()));
     EXPECT_EQ(value("notificationStatus"), R"({"status":"prompt"})");
     const auto asked = call("requestNotifications", 7);
     EXPECT_EQ(told(asked), "nothing yet");

@@ -13,7 +13,7 @@ void NotificationPanel::leavePanels(const GtkPanels& panels) {
         setPanels(nullptr);
 }
 
-Task<NotificationQuestion::Answer> NotificationPanel::ask() {
+Task<NotificationQuestion::Answer> NotificationPanel::ask(NotificationPermission present) {
     if (!panels_)
         co_return Answer::dismissed;
     const auto answer = std::make_shared<Completion<Answer>>();
@@ -24,6 +24,10 @@ Task<NotificationQuestion::Answer> NotificationPanel::ask() {
     content.text =
         "They remind you of your tasks with a message and a sound, also while brisko is closed, and with a "
         "number on the program’s icon.";
+    if (present == NotificationPermission::authorized)
+        content.text += "\n\nThey are allowed now.";
+    else if (present == NotificationPermission::denied)
+        content.text += "\n\nThey are not allowed now.";
     content.okLabel = "Allow";
     content.cancelLabel = "Don’t Allow";
     panel_ = panels_->ask(content, [this](MessagePanel::Answer given) {

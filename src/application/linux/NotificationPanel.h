@@ -14,7 +14,7 @@ public:
 
     /// A panel that is closed without its buttons is one that was dismissed, so that a key that was meant for
     /// something else settles nothing.
-    Task<Answer> ask() override;
+    Task<Answer> ask(NotificationPermission present) override;
 
 private:
     void settle(Answer answer);

@@ -17,6 +17,10 @@ namespace RequestText {
 inline constexpr std::size_t titleLimit = 1024; ///< bytes
 inline constexpr std::size_t bodyLimit = 4096;  ///< bytes
 
+/// What is handed over at most: more than any account has, and less than a machine has memory.
+inline constexpr std::size_t sizeLimit = 64 << 20; ///< bytes
+inline constexpr std::size_t countLimit = 200'000;
+
 std::string encode(const std::vector<NotificationRequest>& requests);
 /// None when the text is something else.
 std::optional<std::vector<NotificationRequest>> decode(std::string_view text);

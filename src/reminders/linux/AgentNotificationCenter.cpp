@@ -44,9 +44,14 @@ GVariant* replacementOf(const std::string& prefix, const std::vector<std::string
     return g_variant_new("(sh^as)", prefix.c_str(), onlyFile, words.data());
 }
 
+/// Nobody is there, and the bus does not start anybody or has tried in vain, itself or by systemd.
 bool isNobody(const GError& error) {
-    return g_error_matches(&error, G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN) ||
-           g_error_matches(&error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER);
+    if (g_error_matches(&error, G_DBUS_ERROR, G_DBUS_ERROR_SERVICE_UNKNOWN) ||
+        g_error_matches(&error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER))
+        return true;
+    const GText name(g_dbus_error_is_remote_error(&error) ? g_dbus_error_get_remote_error(&error) : nullptr);
+    return name && (g_str_has_prefix(name.get(), "org.freedesktop.DBus.Error.Spawn.") ||
+                    g_str_has_prefix(name.get(), "org.freedesktop.systemd1."));
 }
 
 bool is(const GVariantPtr& reply, const char* type) {
@@ -111,9 +116,13 @@ Task<NotificationPermission> AgentNotificationCenter::requestPermission() {
     const auto known = co_await permission();
     if (known != NotificationPermission::notDetermined)
         co_return known;
-    const auto answer = co_await question_.ask();
+    co_return co_await reconsiderPermission();
+}
+
+Task<NotificationPermission> AgentNotificationCenter::reconsiderPermission() {
+    const auto answer = co_await question_.ask(permission_.read());
     if (answer == NotificationQuestion::Answer::dismissed)
-        co_return known;
+        co_return co_await permission();
     try {
         DurableFile::makePrivateFolder(options_.place.folder);
         permission_.write(answer == NotificationQuestion::Answer::allow ? NotificationPermission::authorized
@@ -121,7 +130,7 @@ Task<NotificationPermission> AgentNotificationCenter::requestPermission() {
     } catch (const Error&) {
         // An answer that cannot be kept is none.
     }
-    co_return permission_.read();
+    co_return co_await permission();
 }
 
 Task<std::vector<std::string>> AgentNotificationCenter::pendingIdentifiers() {

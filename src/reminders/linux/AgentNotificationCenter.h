@@ -53,6 +53,7 @@ public:
 
     Task<NotificationPermission> permission() override;
     Task<NotificationPermission> requestPermission() override;
+    Task<NotificationPermission> reconsiderPermission() override;
     Task<std::vector<std::string>> pendingIdentifiers() override;
     Task<Replaced> replace(std::string prefix, std::vector<NotificationRequest> requests) override;
 

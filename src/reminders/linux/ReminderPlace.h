@@ -14,8 +14,10 @@ struct ReminderPlace {
     std::string applicationId;    ///< of the program, which is its name on the session bus
     std::filesystem::path folder; ///< of all files below; the program makes it, and so does the agent
 
-    /// The agent's name on the session bus.
-    std::string busName() const { return applicationId + ".Reminders"; }
+    /// The agent's name on the session bus: one for each folder, also where the person's own is elsewhere for
+    /// one program (XDG_STATE_HOME) and not for the next. The bus starts the one in the usual folder by
+    /// itself.
+    std::string busName() const;
     /// Written by the agent, and gone when nothing has been replaced by nothing.
     std::filesystem::path pendingFile() const { return folder / "pending.json"; }
     std::filesystem::path logFile() const { return folder / "deliveries.log"; }

@@ -99,6 +99,21 @@ TEST_F(AgentNotificationCenterTest, leavesTheStartToABusThatKnowsTheAgent) {
     session.killAgent();
     EXPECT_EQ(AgentUnderTest(session, {"--if-pending"}).waitForEnd(), EXIT_SUCCESS);
     EXPECT_GT(session.agent(), 0);
+
+    session.stopBus();
+    session.installService("/bin/false");
+    session.startBus();
+    center = session.center(question);
+    EXPECT_EQ(replace({"b"}), (Replaced{1, 1})) << "the bus starts it in vain";
+}
+
+TEST_F(AgentNotificationCenterTest, passesAHundredThousandOnAndRefusesMoreThanAnybodyHas) {
+    Names many(100'000, "a");
+    EXPECT_EQ(replace(many), (Replaced{0, 100'000}));
+    many.resize(RequestText::countLimit + 1, "b");
+    EXPECT_EQ(replace(many), Replaced());
+    EXPECT_EQ(replace({"c" + std::string(RequestText::sizeLimit, 'c')}), Replaced());
+    EXPECT_THAT(pending(), ElementsAre("a"));
 }
 
 // The contract of the fake and the real one.
@@ -146,9 +161,9 @@ protected:
     Kind kind;
     NotificationCenter& center = kind.center;
 
-    Permission request(Answer answer) {
+    Permission request(Answer answer, bool again = false) {
         const auto asked = kind.question.asked;
-        const auto asking = begin(center.requestPermission());
+        const auto asking = begin(again ? center.reconsiderPermission() : center.requestPermission());
         MainLoop::runUntil([&] { return asking->ended() || kind.question.asked > asked; });
         if (!asking->ended())
             kind.question.answer(answer);
@@ -181,6 +196,10 @@ TYPED_TEST(NotificationCenterContract, asksUntilThePersonHasAnswered) {
                                        {Answer::allow, Permission::denied}})
         EXPECT_EQ(this->request(answer), told);
     EXPECT_EQ(this->kind.question.asked, 2);
+    for (const auto& [answer, told] : {std::pair(Answer::dismissed, Permission::denied),
+                                       {Answer::allow, Permission::authorized},
+                                       {Answer::dontAllow, Permission::denied}})
+        EXPECT_EQ(this->request(answer, true), told) << "when it is asked for in the menu";
 }
 
 TYPED_TEST(NotificationCenterContract, tellsWhatIsReallyKeptAndWhatHasBeenOpenedAndIsEmptyWithoutADesktop) {

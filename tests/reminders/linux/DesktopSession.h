@@ -52,10 +52,10 @@ public:
         g_test_dbus_stop(bus_.get());
     }
     /// From its next start on, the bus starts the agent of the place by itself.
-    void installService() const {
+    void installService(const std::string& agent = BRISKO_REMINDERS) const {
         std::ofstream(home() / "agent.service")
-            << "[D-BUS Service]\nName=" << place.busName() << "\nExec=" << BRISKO_REMINDERS
-            << " --application-id " << place.applicationId << " --state " << place.folder.string();
+            << "[D-BUS Service]\nName=" << place.busName() << "\nExec=" << agent << " --application-id "
+            << place.applicationId << " --state " << place.folder.string();
     }
 
     /// The list on disk, as an agent has left it: each due so many minutes ago.

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sysexits.h>
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -137,6 +138,7 @@ TEST_F(ReminderProcessTest, staysOnlyForRemindersAndAloneAndRefusesOptionsThatMa
     daemon.reset();
     session.stopBus(); // which nobody needs who ends at once
     EXPECT_EQ(run({"--if-pending"}), EXIT_SUCCESS);
+    EXPECT_FALSE(fs::exists(session.place.lockFile()));
     session.leave({"older than a day"}, 24 * 60 + 2);
     EXPECT_EQ(run({"--if-pending"}), EXIT_SUCCESS);
     session.startBus();
@@ -144,5 +146,5 @@ TEST_F(ReminderProcessTest, staysOnlyForRemindersAndAloneAndRefusesOptionsThatMa
     const AgentUnderTest stays(session, {"--if-pending"});
     session.waitForAgent();
     EXPECT_EQ(run({"--no-such-option"}), 2);
-    EXPECT_EQ(run({}), EXIT_FAILURE) << "one at a time";
+    EXPECT_EQ(run({}), EX_TEMPFAIL) << "one at a time";
 }

@@ -29,15 +29,17 @@ constexpr auto introspection = R"(
   </interface>
 </node>)";
 
-/// What the file holds; none when it is not a file. The descriptor is closed.
+/// What the file holds; none when it is not a file, or too large to be a list. The descriptor is closed. It
+/// is copied before anybody reads it, because the other end may go on writing.
 std::optional<std::string> readFile(int descriptor) {
     struct stat status = {};
     std::optional<std::string> text;
-    if (descriptor >= 0 && ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+    if (descriptor >= 0 && ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+        std::cmp_less_equal(status.st_size, RequestText::sizeLimit)) {
         text.emplace();
         std::array<char, 65'536> part = {};
         ssize_t count = 0;
-        // No further than it reaches now: the other end may go on writing.
+        // No further than it reaches now.
         while (std::cmp_less(text->size(), status.st_size) &&
                (count = ::pread(descriptor, part.data(), part.size(), static_cast<off_t>(text->size()))) > 0)
             text->append(part.data(), static_cast<std::size_t>(count));
@@ -113,9 +115,11 @@ void AgentService::replace(GVariant* parameters, GDBusMethodInvocation* invocati
     auto* files = g_dbus_message_get_unix_fd_list(g_dbus_method_invocation_get_message(invocation));
     const auto text = readFile(files ? g_unix_fd_list_get(files, handle, nullptr) : -1);
     auto requests = text ? RequestText::decode(*text) : std::nullopt;
-    if (!requests) {
-        g_dbus_method_invocation_return_error_literal(invocation, G_DBUS_ERROR, G_DBUS_ERROR_INVALID_ARGS,
-                                                      "These are not requests.");
+    if (!requests || requests->size() > RequestText::countLimit) {
+        g_dbus_method_invocation_return_error(
+            invocation, G_DBUS_ERROR, G_DBUS_ERROR_INVALID_ARGS,
+            "These are not requests, or more than %zu of them or %zu bytes.", RequestText::countLimit,
+            RequestText::sizeLimit);
         return;
     }
     std::vector<std::string> command;

@@ -40,11 +40,12 @@ FileReminderStore::FileReminderStore(ReminderPlace place)
     : place_(std::move(place)), permission_(place_.permissionFile()) {
     DurableFile::makePrivateFolder(place_.folder);
     lock_ = ::open(place_.lockFile().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR);
-    if (lock_ < 0 || !lock(lock_)) {
-        const auto number = errno;
-        if (lock_ >= 0)
-            ::close(lock_);
-        throw Error("The reminders in '" + place_.folder.string() + "' are in use: " + std::strerror(number));
+    if (lock_ < 0)
+        throw Error("There is no place for reminders in '" + place_.folder.string() +
+                    "': " + std::strerror(errno));
+    if (!lock(lock_)) {
+        ::close(lock_);
+        throw StoreInUse("Another process has the reminders in '" + place_.folder.string() + "'.");
     }
     removeRemains();
 }

@@ -11,6 +11,7 @@
 #include "reminders/linux/SystemTimeZone.h"
 
 #include <getopt.h>
+#include <sysexits.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -20,6 +21,7 @@
 namespace {
 
 constexpr int usageError = 2;
+constexpr int inUse = EX_TEMPFAIL;        // nobody is to start it again for that
 constexpr guint64 longestLinger = 86'400; // seconds
 
 constexpr auto help =
@@ -83,6 +85,9 @@ bool startByBus(GDBusConnection* bus, const std::string& name) {
 }
 
 bool isAnyPending(const ReminderPlace& place) {
+    // Nothing is made where there has never been anything.
+    if (!std::filesystem::exists(place.pendingFile()))
+        return false;
     FileReminderStore store(place);
     const SystemTimeZone zone;
     ReminderSchedule schedule(zone);
@@ -137,6 +142,9 @@ int main(int count, char** arguments) {
     }
     try {
         return serve(*options);
+    } catch (const StoreInUse& failure) {
+        std::fprintf(stderr, "brisko-reminders: %s\n", failure.what());
+        return inUse;
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "brisko-reminders: %s\n", failure.what());
         return EXIT_FAILURE;
