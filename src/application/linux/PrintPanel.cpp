@@ -20,7 +20,8 @@ constexpr auto abilities = static_cast<GtkPrintCapabilities>(
 PrintPanel::PrintPanel(std::shared_ptr<PagePrintJob> job, std::function<void()> closed)
     : job_(std::move(job)), closed_(std::move(closed)) {}
 
-std::shared_ptr<PrintPanel> PrintPanel::make(std::shared_ptr<PagePrintJob> job, std::function<void()> closed) {
+std::shared_ptr<PrintPanel> PrintPanel::make(std::shared_ptr<PagePrintJob> job,
+                                             std::function<void()> closed) {
     return std::shared_ptr<PrintPanel>(new PrintPanel(std::move(job), std::move(closed)));
 }
 
@@ -33,16 +34,16 @@ void PrintPanel::present(Gtk::Window& parent) {
         return;
     if (!dialog_)
         create();
-    gtk_window_set_transient_for(dialog_, parent.gobj());
-    gtk_window_present(dialog_);
+    gtk_window_set_transient_for(dialog_.get(), parent.gobj());
+    gtk_window_present(dialog_.get());
 }
 
 void PrintPanel::create() {
     auto* const dialog = GTK_PRINT_UNIX_DIALOG(gtk_print_unix_dialog_new("Print", nullptr));
     gtk_print_unix_dialog_set_manual_capabilities(dialog, abilities);
     gtk_print_unix_dialog_set_embed_page_setup(dialog, TRUE);
-    dialog_ = GTK_WINDOW(dialog);
-    gtk_window_set_modal(dialog_, TRUE);
+    dialog_ = GPtr<GtkWindow>::share(GTK_WINDOW(dialog));
+    gtk_window_set_modal(dialog_.get(), TRUE);
     const auto answered =
         +[](GtkDialog*, int response, gpointer self) { static_cast<PrintPanel*>(self)->answer(response); };
     g_signal_connect(dialog, "response", G_CALLBACK(answered), this);
@@ -53,7 +54,7 @@ void PrintPanel::answer(int response) {
     const auto job = std::exchange(job_, nullptr);
     const auto closed = std::exchange(closed_, nullptr);
     if (job && response == GTK_RESPONSE_OK) {
-        auto* const dialog = GTK_PRINT_UNIX_DIALOG(dialog_);
+        auto* const dialog = GTK_PRINT_UNIX_DIALOG(dialog_.get());
         const auto settings = GPtr<GtkPrintSettings>::take(gtk_print_unix_dialog_get_settings(dialog));
         job->print(settings.get(), gtk_print_unix_dialog_get_page_setup(dialog));
     }
@@ -64,18 +65,18 @@ void PrintPanel::answer(int response) {
 
 void PrintPanel::hide() {
     if (dialog_)
-        gtk_widget_set_visible(GTK_WIDGET(dialog_), FALSE);
+        gtk_widget_set_visible(GTK_WIDGET(dialog_.get()), FALSE);
 }
 
 void PrintPanel::close() {
     job_ = nullptr;
     closed_ = nullptr;
-    auto* const dialog = std::exchange(dialog_, nullptr);
+    const auto dialog = std::exchange(dialog_, {});
     if (!dialog)
         return;
-    g_signal_handlers_disconnect_by_data(dialog, this);
-    WindowStack::close(dialog);
-    gtk_widget_set_visible(GTK_WIDGET(dialog), FALSE);
+    g_signal_handlers_disconnect_by_data(dialog.get(), this);
+    WindowStack::close(dialog.get());
+    gtk_widget_set_visible(GTK_WIDGET(dialog.get()), FALSE);
     // The dialog may be inside one of its own signals; the toolkit finishes those first.
-    Glib::signal_idle().connect_once([dialog] { gtk_window_destroy(dialog); });
+    Glib::signal_idle().connect_once([dialog] { gtk_window_destroy(dialog.get()); });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "application/linux/OpenPanel.h"
+#include "platform/linux/GPtr.h"
 #include "web/linux/WebEngine.h"
 
 #include <functional>
@@ -26,5 +27,6 @@ private:
 
     std::shared_ptr<PagePrintJob> job_; ///< null once it has been answered or closed
     std::function<void()> closed_;
-    GtkWindow* dialog_ = nullptr; ///< the toolkit's; ours from its making until it is destroyed
+    GPtr<GtkWindow>
+        dialog_; ///< which may destroy itself; null while it has not been shown and once it is closed
 };
