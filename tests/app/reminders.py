@@ -111,6 +111,7 @@ class Reminders(Journey):
             self.open_page(profile=profile)
             self.assertEqual(self.sync(IN_AN_HOUR), (1, 0))
         until("the number of agents", lambda: len(self.agents()), 2)
+        until("the number of badges", lambda: len({entry for entry, _ in self.badges}), 2)
         self.assertEqual(self.sync(), (0, 1))
         until("the number of agents", lambda: len(self.agents()), 1)
         self.assertIn("Tea", (self.folder / "one" / "state" / "reminders" / "pending.json").read_text())
