@@ -4,6 +4,7 @@
 #include "platform/linux/JsonUserDefaults.h"
 #include "platform/linux/TemporaryFolder.h"
 #include "web/Bridge.h"
+#include "web/PageToken.h"
 #include "web/Scripts.h"
 #include "web/linux/WebEngine.h"
 
@@ -81,16 +82,19 @@ int main() {
                                        .acceleration = false});
     auto* const window = gtk_window_new();
     const auto view = engine->makeView();
-    view->addUserScript({std::string(Scripts::page()), UserScript::Time::documentStart});
+    const auto origin = Url::parse("https://localhost").value();
+    const PageToken token;
+    view->addUserScript(
+        {Scripts::page(origin.text(), token.text()), UserScript::Time::documentStart, origin});
     view->addReplyingMessageHandler(Bridge::handlerName,
-                                    [&](Json body) { return bridge.call(std::move(body)); });
+                                    [&](const Json& message) { return bridge.call(token.bodyOf(message)); });
     auto* const webView = engineViewIn(view->widget());
     addBareHandler(webView);
     gtk_window_set_child(GTK_WINDOW(window), view->widget());
     gtk_window_present(GTK_WINDOW(window));
     bool isLoaded = false;
     view->onFinished = [&] { isLoaded = true; };
-    webkit_web_view_load_html(webView, "<!doctype html><body>", nullptr);
+    webkit_web_view_load_html(webView, "<!doctype html><body>", "https://localhost/");
     MainLoop::runUntil([&] { return isLoaded; });
 
     const std::pair<std::string, std::string> calls(

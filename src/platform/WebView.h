@@ -33,12 +33,14 @@ struct LoadFailure {
     bool cancelled = false; ///< given up or overtaken by another load: nothing went wrong
 };
 
-/// A script that runs in the main frame of every page, in the page's own world.
+/// A script that runs in the main frame of the pages of one host, in the page's own world. It has to look at
+/// the port itself.
 struct UserScript {
     enum class Time { documentStart, documentEnd };
 
     std::string source;
-    Time time = Time::documentStart;
+    Time time;
+    Url origin; ///< scheme and host count
 };
 
 /// The embedded web engine's view, empty until something is loaded into it.

@@ -10,6 +10,15 @@ namespace {
 /// Under which a page's message is shown.
 constexpr const char* panelTitle = "brisko";
 
+/// As pages write it: without the port that goes without saying.
+std::string webOrigin(const Url& origin) {
+    constexpr int https = 443;
+    auto text = origin.origin();
+    if (origin.port() == https)
+        text.erase(text.rfind(':'));
+    return text;
+}
+
 } // namespace
 
 WebShell::WebShell(const Surroundings& surroundings, std::unique_ptr<WebView> view)
@@ -22,12 +31,13 @@ WebShell::WebShell(const Surroundings& surroundings, std::unique_ptr<WebView> vi
           CookieObserver::make(surroundings.webData,
                                [&api = surroundings.api](const auto& cookies) { api.keepRenewed(cookies); })),
       view_(std::move(view)) {
-    view_->addUserScript(UserScript{std::string(Scripts::page()), UserScript::Time::documentStart});
-    view_->addUserScript(UserScript{std::string(Scripts::chrome()), UserScript::Time::documentEnd});
-    view_->addReplyingMessageHandler(Bridge::handlerName,
-                                     [this](Json body) { return bridge_.call(std::move(body)); });
+    const auto own = webOrigin(origin_);
+    view_->addUserScript({Scripts::page(own, token_.text()), UserScript::Time::documentStart, origin_});
+    view_->addUserScript({Scripts::chrome(own, token_.text()), UserScript::Time::documentEnd, origin_});
+    view_->addReplyingMessageHandler(
+        Bridge::handlerName, [this](const Json& message) { return bridge_.call(token_.bodyOf(message)); });
     view_->addMessageHandler(ChromeReporter::handlerName,
-                             [this](const Json& body) { chrome_.receive(body); });
+                             [this](const Json& message) { chrome_.receive(token_.bodyOf(message)); });
     chrome_.onReport = [this](const ChromeReporter::Report& report) { reported(report); };
     session_->onGone = [this] { signedOut(); };
     connectNavigation();

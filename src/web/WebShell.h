@@ -10,6 +10,7 @@
 #include "web/ChromeReporter.h"
 #include "web/Downloads.h"
 #include "web/MenuAction.h"
+#include "web/PageToken.h"
 #include "web/ReloadLimit.h"
 #include "web/SessionWatch.h"
 
@@ -83,6 +84,7 @@ private:
 
     Surroundings with_;
     Url origin_;
+    PageToken token_;
     Bridge bridge_;
     ChromeReporter chrome_;
     std::shared_ptr<SessionWatch> session_;

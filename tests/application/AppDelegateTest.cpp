@@ -102,7 +102,7 @@ protected:
         program.clock.time += time;
         program.queue.advance(time);
     }
-    void report(const Json& what) { screens.web->handlers.at("briskoChrome")(what); }
+    void report(const Json& what) { screens.web->handlers.at("briskoChrome")(screens.web->message(what)); }
     void setPasscode() { spawn(program.passcode.set(SecretText("1234"), "ann", SecretText("secret"))); }
     Scenario::Deeds deeds() {
         return {{"session",

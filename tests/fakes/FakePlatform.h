@@ -213,11 +213,17 @@ struct FakeWebView : WebView {
     bool waitingForAnswer = false;
     std::map<std::string, std::function<void(const Json&)>> handlers;
     std::map<std::string, std::function<Task<Json>(Json)>> replyingHandlers;
+    std::string source;                                 ///< of the last script
     std::string alternate, alternateFor, alternateBase; ///< the page shown in place of one that failed
     double zoom = 1;
     Color underPage;
 
-    void addUserScript(const UserScript&) override {}
+    void addUserScript(const UserScript& script) override { source = script.source; }
+    /// What a script posts to a handler: it has the token at its end.
+    Json message(Json body) const {
+        const auto end = source.rfind('"'), start = source.rfind('"', end - 1) + 1;
+        return {{"token", source.substr(start, end - start)}, {"body", std::move(body)}};
+    }
     void addMessageHandler(const std::string& name, std::function<void(const Json&)> handler) override {
         handlers[name] = std::move(handler);
     }

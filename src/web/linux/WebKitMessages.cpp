@@ -51,8 +51,12 @@ void WebKitMessages::addUserScript(const UserScript& script) {
     const auto time = script.time == UserScript::Time::documentStart
                           ? WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START
                           : WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_END;
+    const auto host = script.origin.origin();
+    const auto port = script.origin.port() ? ":" + std::to_string(*script.origin.port()) : std::string();
+    const auto pattern = host.substr(0, host.size() - port.size()) + "/*";
+    const char* const allowed[] = {pattern.c_str(), nullptr};
     auto* const added = webkit_user_script_new(script.source.c_str(), WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
-                                               time, nullptr, nullptr);
+                                               time, allowed, nullptr);
     webkit_user_content_manager_add_script(manager_.get(), added);
     webkit_user_script_unref(added);
 }

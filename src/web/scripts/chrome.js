@@ -1,10 +1,14 @@
 // Keeps the desktop shell's window in step with the page: reports the colour behind the page's content, and the account's
-// own key bindings for the menu bar. Runs once in every page of the service, when its document is there.
+// own key bindings for the menu bar. Runs once in every page of the service, when its document is there, and is listened to
+// by its token.
 
-(() => {
-  const post = (payload) => {
+((origin, token) => {
+  "use strict";
+  if (location.origin !== origin) return;
+
+  const post = (body) => {
     try {
-      window.webkit.messageHandlers.briskoChrome.postMessage(payload);
+      window.webkit.messageHandlers.briskoChrome.postMessage({ token, body });
     } catch {
       // No shell is listening.
     }
@@ -48,4 +52,4 @@
     if (settings?.shortcuts) post({ shortcuts: settings.shortcuts });
   };
   reportShortcuts().catch(() => {});
-})();
+})

@@ -7,8 +7,11 @@
 // window.__brisko.run(combo): presses a shortcut for the menu bar. The page owns what each binding does, including those
 // that its owner has changed, so a menu item is a second way to press it and never does the action itself.
 
-(() => {
-  if (window.BriskoNative) return;
+// Every frame and every page may post to the shell, and only this script knows the token by which it listens.
+
+((origin, token) => {
+  "use strict";
+  if (location.origin !== origin || window.BriskoNative) return;
 
   const wellFormed = (_, value) => typeof value === "string" ? value.replace(/\p{Surrogate}/gu, "\ufffd") : value;
 
@@ -26,7 +29,8 @@
     }
   };
 
-  const call = (name, options) => window.webkit.messageHandlers.brisko.postMessage(message(name, options));
+  const call = (name, options) =>
+    window.webkit.messageHandlers.brisko.postMessage({ token, body: message(name, options) });
 
   window.BriskoNative = {
     notificationStatus: () => call("notificationStatus"),
@@ -68,4 +72,4 @@
       }));
     },
   };
-})();
+})

@@ -1,5 +1,6 @@
 #include "Browser.h"
 #include "fakes/Gate.h"
+#include "web/PageToken.h"
 #include "web/Scripts.h"
 
 using testing::ElementsAre;
@@ -18,10 +19,15 @@ protected:
     void prepare() {
         browser.makeView();
         auto& view = *browser.view;
-        view.addUserScript({std::string(Scripts::page()), UserScript::Time::documentStart});
-        view.addUserScript({std::string(Scripts::chrome()), UserScript::Time::documentEnd});
-        view.addReplyingMessageHandler("brisko", [this](Json body) { return answer(this, std::move(body)); });
-        view.addMessageHandler("briskoChrome", [this](const Json& body) { posted.push_back(body); });
+        const auto origin = server.url().origin();
+        view.addUserScript(
+            {Scripts::page(origin, token.text()), UserScript::Time::documentStart, server.url()});
+        view.addUserScript(
+            {Scripts::chrome(origin, token.text()), UserScript::Time::documentEnd, server.url()});
+        view.addReplyingMessageHandler(
+            "brisko", [this](const Json& message) { return answer(this, token.bodyOf(message)); });
+        view.addMessageHandler("briskoChrome",
+                               [this](const Json& message) { posted.push_back(token.bodyOf(message)); });
     }
     static Task<Json> answer(PageScripts* self, Json body) {
         if (!body.is_object())
@@ -43,6 +49,7 @@ protected:
         MainLoop::runUntil([&] { return posted.size() >= count; });
     }
 
+    PageToken token;
     std::vector<Json> posted; ///< of the page's colours and keys
 };
 
@@ -76,8 +83,11 @@ TEST_F(PageScripts, giveThePageEightCallsThatEachPostOneMessageAndSettleOrOutliv
         await BriskoNative.syncReminders({big: 1n}).catch((error) => errors.push(String(error)));
         await webkit.messageHandlers.brisko.postMessage(undefined).catch((error) => errors.push(String(error)));
         webkit.messageHandlers.briskoChrome.postMessage(undefined);
+        const bare = { name: 'lockSummary', options: {} };
+        for (const forged of [bare, { token: '', body: bare }, { token: null, body: bare }])
+            await webkit.messageHandlers.brisko.postMessage(forged).catch((error) => errors.push(String(error)));
         return [...new Set(errors), errors.length, typeof window.Capacitor])"),
-              parseJson(R"(["Error: malformed \"é\"", 2, "undefined"])"));
+              parseJson(R"(["Error: malformed \"é\"", 5, "undefined"])"));
     holdCall(); // whose page goes, and then one whose view goes
     browser.shows(server.url("/"));
     release();
@@ -92,7 +102,7 @@ TEST_F(PageScripts, areInTheMainFrameOnlyOnceBeforeThePagesOwnScriptsAndPressThe
                                "<iframe src=/></iframe>"};
     browser.shows(server.url("/framed"));
     browser.ask("first = [BriskoNative, __brisko]");
-    browser.ask("eval(" + Json(std::string(Scripts::page())).dump() + ")");
+    browser.ask("eval(" + Json(Scripts::page(server.url().origin(), "")).dump() + ")");
     EXPECT_EQ(browser.ask("return [early, typeof frames[0].BriskoNative, typeof frames[0].__brisko,"
                           "first[0] === BriskoNative && first[1] === __brisko]"),
               parseJson(R"(["object", "undefined", "undefined", true])"));
@@ -109,6 +119,20 @@ TEST_F(PageScripts, areInTheMainFrameOnlyOnceBeforeThePagesOwnScriptsAndPressThe
         return pressed.map((text) => text.replace(/^BODY (.*) defaultPrevented$/, '$1')))"),
         parseJson(R"(["Enter metaKey shiftKey", "  altKey", ", metaKey", "ArrowUp", "ArrowDown", "ArrowLeft",
                             "ArrowRight", "Escape", "Backspace", "Delete", "F5", "constructor", "", "7"])"));
+}
+
+TEST_F(PageScripts, areNotInPagesOfAnotherOriginOnTheSameHost) {
+    PageServer other(certificate());
+    other.pages = server.pages;
+    for (const auto& url : {server.url("/"), other.url("/"), server.url("/")}) {
+        posted.clear();
+        browser.shows(url);
+        const auto isOwn = url == server.url("/");
+        EXPECT_EQ(browser.ask("return typeof BriskoNative + typeof __brisko"),
+                  isOwn ? "objectobject" : "undefinedundefined");
+        browser.ask("await new Promise((r) => setTimeout(r, 0)); await (await fetch('/')).text()");
+        EXPECT_EQ(posted.empty(), !isOwn) << url.text();
+    }
 }
 
 TEST_F(PageScripts, reportEachColourOnceAndAreSilentWhileNothingChanges) {
