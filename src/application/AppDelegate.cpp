@@ -33,6 +33,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     with_.notifications.onOpen = weakly(&AppDelegate::comeForward);
     with_.menus.onChanged = weakly(&AppDelegate::menusChanged);
     darken();
+    // A window that comes up behind another one belongs to nobody yet.
+    with_.appLock.hide();
     watchForIdleness();
     watchDesktop();
     spawn(chooseFirstScreen());
@@ -110,6 +112,10 @@ void AppDelegate::showApp() {
     shell->onOwnLink = [weak = weak_from_this()](const std::string& url) {
         if (const auto self = weak.lock())
             self->open({url});
+    };
+    shell->isOutOfSight = [weak = weak_from_this()] {
+        const auto self = weak.lock();
+        return !self || self->lock_ || self->with_.window.isCovered();
     };
     shell->bridge().showLockSettings = [weak = weak_from_this()](std::function<void()> done) {
         const auto self = weak.lock();

@@ -1,5 +1,7 @@
 #include "lock/AppLock.h"
 
+#include "platform/Counted.h"
+
 #include <utility>
 
 namespace {
@@ -48,7 +50,14 @@ void AppLock::challenge() {
     if (prompting_ || answer)
         return;
     prompting_ = true;
+    if (pageAsks_)
+        owner_.withdraw();
     spawn(unlock());
+}
+
+void AppLock::switchedOn() {
+    if (!active_)
+        hide();
 }
 
 Task<> AppLock::unlock() {
@@ -63,10 +72,21 @@ Task<> AppLock::unlock() {
 
 Task<bool> AppLock::prove(std::string reason) {
     const auto self = shared_from_this();
+    const Counted counted(asking_);
     const auto turn = co_await turns_.next();
     const auto proved = co_await owner_.authenticate(std::move(reason));
     if (proved && !active_)
         awaitReturn(true);
+    co_return proved;
+}
+
+Task<bool> AppLock::proveForPage(std::string reason) {
+    if (asking_ > 0 || !active_ || window_.isCovered() || window_.hasOverlay())
+        co_return false;
+    const auto self = shared_from_this();
+    pageAsks_ = true;
+    const auto proved = co_await prove(std::move(reason));
+    pageAsks_ = false;
     co_return proved;
 }
 

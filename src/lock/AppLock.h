@@ -35,7 +35,7 @@ public:
     static std::shared_ptr<AppLock> make(UserDefaults& defaults, OwnerAuthentication& owner, Window& window,
                                          MainQueue& queue);
 
-    /// The program is no longer the active one.
+    /// The program is no longer the active one, or not yet.
     void hide();
     /// The program has become the active one. Asks at most one question at a time; what is not proved stays
     /// covered until the next activation.
@@ -43,6 +43,12 @@ public:
     /// Asks the owner, saying why (a phrase such as "unlock brisko"). One question at a time: others wait for
     /// their turn. False also when nobody can be asked.
     Task<bool> prove(std::string reason);
+    /// As `prove`, on behalf of the page, which has to be seen and gets one question at a time: false while
+    /// the window is locked or covered, the program is not the active one, or somebody is being asked
+    /// already. A question that unlocks the window takes its place.
+    Task<bool> proveForPage(std::string reason);
+    /// The lock has been switched on. Whoever is not there has to prove who they are.
+    void switchedOn();
     /// How the owner can be asked, in the words that the page knows.
     Task<Biometry> biometry();
 
@@ -59,6 +65,8 @@ private:
     Turns turns_;
     bool active_ = false;
     bool prompting_ = false;
+    bool pageAsks_ = false;
+    int asking_ = 0;
     std::optional<bool> answer_; ///< of a question that may be giving the activity back just now
     std::uint64_t answers_ = 0;
 };

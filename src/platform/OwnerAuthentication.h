@@ -18,4 +18,6 @@ public:
     /// owner; false when they did not, gave up, or cannot be asked. Always answers, at the latest when the
     /// program ends.
     virtual Task<bool> authenticate(std::string reason) = 0;
+    /// Takes what is being asked off the screen, and answers it with false.
+    virtual void withdraw() = 0;
 };

@@ -39,6 +39,7 @@ public:
     /// the eye nor to assistive technology; the keyboard goes to the overlay. There is one overlay at a time;
     /// it has to outlive its time there. Sheets and panels that are open are behind it.
     virtual void showOverlay(Screen& screen) = 0;
+    virtual bool hasOverlay() const = 0;
     /// Takes the overlay away; the keyboard goes back to where it was. Nothing happens when there is none.
     virtual void removeOverlay() = 0;
     /// Lays a blank cover with the program's name over everything in the window and over its sheets, until

@@ -45,9 +45,11 @@ Task<Json> setLockEnabled(Surroundings with, Json options) {
         preferences.setEnabled(false);
         co_return Json::object({{"enabled", false}});
     }
-    const auto proved = co_await with.appLock.prove("turn on the lock for brisko");
-    if (proved)
+    const auto proved = co_await with.appLock.proveForPage("turn on the lock for brisko");
+    if (proved) {
         preferences.setEnabled(true);
+        with.appLock.switchedOn();
+    }
     co_return Json::object({{"enabled", proved}});
 }
 

@@ -10,6 +10,9 @@ namespace {
 /// Under which a page's message is shown.
 constexpr const char* panelTitle = "brisko";
 
+/// Between two addresses that a page opens without being asked to.
+constexpr std::chrono::seconds patience(5);
+
 /// As pages write it: without the port that goes without saying.
 std::string webOrigin(const Url& origin) {
     constexpr int https = 443;
@@ -60,7 +63,7 @@ void WebShell::connectNavigation() {
             return;
         const auto target = NavigationDecision::address(action.url);
         if (target && (target->scheme() == "https" || target->scheme() == "http"))
-            with_.workspace.open(*target);
+            openInBrowser(*target, action);
     };
     view_->onFailed = [this](const LoadFailure& failure) {
         if (!failure.cancelled)
@@ -137,7 +140,7 @@ NavigationPolicy WebShell::decide(const NavigationAction& action) {
         signedOut();
         return NavigationPolicy::cancel;
     case Verdict::openInBrowser:
-        with_.workspace.open(*NavigationDecision::address(action.url));
+        openInBrowser(*NavigationDecision::address(action.url), action);
         return NavigationPolicy::cancel;
     }
     return NavigationPolicy::allow;
@@ -155,6 +158,18 @@ bool WebShell::leaveToOthers(const NavigationAction& action) {
     else if (const auto tell = onOwnLink; action.isUsersGesture && tell)
         tell(action.url);
     return true;
+}
+
+/// A page may send a person elsewhere by itself, though not to many places at once, nor unseen.
+void WebShell::openInBrowser(const Url& url, const NavigationAction& action) {
+    if (!action.isUsersGesture) {
+        const auto now = with_.clock.now();
+        const auto isTooSoon = sentElsewhere_ && *sentElsewhere_ <= now && now - *sentElsewhere_ < patience;
+        if (isTooSoon || (isOutOfSight && isOutOfSight()))
+            return;
+        sentElsewhere_ = now;
+    }
+    with_.workspace.open(url);
 }
 
 void WebShell::openOnDesktop(const Url& url) {

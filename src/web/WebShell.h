@@ -57,6 +57,9 @@ public:
     /// A person followed one of brisko's own links in the page. The one who is told may let this object go.
     std::function<void(const std::string& url)> onOwnLink;
 
+    /// Whether nobody can see the page: the window is locked or covered.
+    std::function<bool()> isOutOfSight;
+
     /// Loads a page of the service: `path` resolved against the origin, the origin itself without one or when
     /// it is not a path.
     void load(const std::optional<std::string>& path);
@@ -76,6 +79,7 @@ private:
     void connectPanels();
     NavigationPolicy decide(const NavigationAction& action);
     bool leaveToOthers(const NavigationAction& action);
+    void openInBrowser(const Url& url, const NavigationAction& action);
     void openOnDesktop(const Url& url);
     void reported(const ChromeReporter::Report& report);
     void processEnded(const std::string& url);
@@ -95,6 +99,7 @@ private:
     bool arrived_ = false;     ///< there is a page that runs scripts
     std::optional<std::string> asked_;
     Clock::time_point askedAt_;
+    std::optional<Clock::time_point> sentElsewhere_; ///< by the page itself
     /// What has gone wrong, a link that nobody opens for one; shared with whoever is still to find that out.
     std::shared_ptr<Panels::Handle> message_ = std::make_shared<Panels::Handle>();
     std::unique_ptr<WebView> view_;

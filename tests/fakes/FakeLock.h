@@ -93,6 +93,11 @@ public:
         co_return co_await *question;
     }
 
+    void withdraw() override {
+        if (question_)
+            answer(false);
+    }
+
     /// Answers the latest one: there is but one at a time.
     void answer(bool proved) { std::shared_ptr(question_)->resolve(proved); }
 

@@ -198,6 +198,7 @@ struct FakeWindow : Window {
     void presentSheet(Screen& screen) override { sheet = &screen; }
     void dismissSheet() override { sheet = nullptr; }
     void showOverlay(Screen& screen) override { overlay = &screen; }
+    bool hasOverlay() const override { return overlay != nullptr; }
     void removeOverlay() override { overlay = nullptr; }
     void cover() override { covered = true; }
     void uncover() override { covered = false; }

@@ -1,6 +1,7 @@
 #include "lock/AppLock.h"
 
 #include "fakes/FakeLock.h"
+#include "platform/Outcome.h"
 #include "platform/Walk.h"
 
 namespace {
@@ -12,6 +13,8 @@ protected:
     FakeWindow window;
     FakeMainQueue queue;
     std::shared_ptr<AppLock> lock = AppLock::make(defaults, owner, window, queue);
+    Screen screen;
+    std::vector<std::shared_ptr<Outcome<bool>>> pageAnswers;
     const std::map<std::string, std::function<void()>> steps = {
         {"on", [this] { defaults.values["brisko.lock.enabled"] = true; }},
         {"off", [this] { defaults.values["brisko.lock.enabled"] = false; }},
@@ -20,6 +23,10 @@ protected:
         {"yes", [this] { owner.answer(true); }},
         {"no", [this] { owner.answer(false); }},
         {"wait", [this] { queue.advance(AppLock::returnTime); }},
+        {"locked", [this] { window.overlay = &screen; }},
+        {"unlocked", [this] { window.overlay = nullptr; }},
+        {"page", [this] { pageAnswers.push_back(begin(lock->proveForPage("turn on"))); }},
+        {"switched-on", [this] { lock->switchedOn(); }},
     };
 
     /// The window is seen "open" or "covered", with "?" where the step has the desktop ask a question.
@@ -44,6 +51,24 @@ TEST_F(AppLockTest, asksAtEachActivationOnceItIsSwitchedOnButOnlyOneQuestionAtAT
     // What is asked outlives the lock's owner.
     lock.reset();
     expect("yes", "open");
+}
+
+TEST_F(AppLockTest, letsThePageAskOnceWhileItIsSeenAndTheUnlockGoFirst) {
+    expect("page  activate  locked  page  unlocked  page   page  yes   hide  page",
+           "open  open      open    open  open      open?  open  open  open  open");
+    const auto told = [this] {
+        std::string text;
+        for (const auto& answer : std::exchange(pageAnswers, {}))
+            text += answer->value ? *answer->value ? 'y' : 'n' : '-';
+        return text;
+    };
+    EXPECT_EQ(told(), "nnynn");
+    expect("activate  page   on    hide     activate  yes   page   hide",
+           "open      open?  open  covered  covered?  open  open?  covered");
+    EXPECT_EQ(told(), "n-") << "withdrawn for the unlock";
+    // Nobody is there when the answer comes, or from the start.
+    expect("off      activate  page  yes   hide  on    switched-on",
+           "covered  open      open  open  open  open  covered");
 }
 
 // The desktop's question is a window: it takes the keyboard, and the program is activated when it closes.

@@ -56,6 +56,7 @@ TEST_F(BridgeTest, refusesWhatIsNoCallAnswersWhatThePageMayKnowAndTakesWhateverR
 
 TEST_F(BridgeTest, turnsTheSystemsLockOnForTheOwnerOnlyAndOffForEverybody) {
     enabled = false;
+    program.appLock->challenge();
     for (const auto proved : {false, true}) {
         const auto asked = call("setLockEnabled", {{"enabled", true}});
         EXPECT_EQ(program.owner.reasons.back(), "turn on the lock for brisko");

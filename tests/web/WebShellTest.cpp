@@ -47,9 +47,16 @@ TEST_F(WebShellTest, opensOtherPagesInTheBrowserAndHandsControlBackAtTheSignInPa
     EXPECT_EQ(follow("https://brisko.example/en/login?next=/a[1]"), NavigationPolicy::cancel);
     EXPECT_EQ(told, 1);
     for (const auto* url : {"https://brisko.example/x", "", "relative"})
-        web.onNewWindow({url});
-    EXPECT_THAT(opened,
-                ElementsAre("https://elsewhere.example/?a%5B%5D=1%7C2#b", "https://brisko.example/x"));
+        web.onNewWindow({url, false, true});
+    program.clock.time += std::chrono::seconds(5);
+    bool unseen = true;
+    shell->isOutOfSight = [&] { return unseen; };
+    follow("https://elsewhere.example/unseen");
+    unseen = false;
+    for (const auto* path : {"by-itself", "at-once"})
+        follow(std::string("https://elsewhere.example/") + path);
+    EXPECT_THAT(opened, ElementsAre("https://elsewhere.example/?a%5B%5D=1%7C2#b", "https://brisko.example/x",
+                                    "https://elsewhere.example/by-itself"));
     for (const auto& cookies : {std::vector{FakeAccount::session()}, {}}) {
         program.account.webData.cookies = cookies;
         program.account.webData.changed();

@@ -1,5 +1,6 @@
 #include "account/linux/AuthScreen.h"
 
+#include "platform/ImageSize.h"
 #include "platform/linux/FieldBox.h"
 #include "platform/linux/GPtr.h"
 #include "platform/linux/NativeScreen.h"
@@ -23,9 +24,17 @@ void setAccessibleName(Gtk::Widget& widget, const std::string& name) {
                                    -1);
 }
 
-/// The picture that the bytes hold, at the height of the captcha row; none when they are not an image. It
-/// keeps all its pixels for displays of a higher scale.
+/// A few characters in a picture never need more.
+constexpr std::size_t captchaMaximumBytes = 1 << 20;
+constexpr ImageSize captchaMaximumSize = {2000, 1000};
+
+/// The picture that the bytes hold, at the height of the captcha row; none when they are not an image of a
+/// sensible size. It keeps all its pixels for displays of a higher scale.
 GPtr<GdkPaintable> decodeImage(const std::string& bytes) {
+    const auto pixels = ImageSize::of(bytes);
+    if (bytes.size() > captchaMaximumBytes || !pixels || pixels->width > captchaMaximumSize.width ||
+        pixels->height > captchaMaximumSize.height)
+        return {};
     const GBytesPtr content(g_bytes_new(bytes.data(), bytes.size()));
     GError* error = nullptr;
     const auto texture = GPtr<GdkTexture>::take(gdk_texture_new_from_bytes(content.get(), &error));

@@ -9,14 +9,11 @@ namespace {
 /// A window loses the keyboard before the next one gets it.
 constexpr std::chrono::milliseconds handOver(50);
 
-bool hasKeyboard() {
-    return std::ranges::any_of(WindowStack::all(),
-                               [](const auto& window) { return gtk_window_is_active(window.get()); });
-}
-
 } // namespace
 
-ActivationMonitor::ActivationMonitor() {
+ActivationMonitor::ActivationMonitor(GtkWindow* main) : main_(main) {
+    const auto closed = +[](GtkWindow*, GParamSpec*, ActivationMonitor* self) { self->settle(); };
+    closing_ = SignalConnection(main, g_signal_connect(main, "notify::visible", G_CALLBACK(closed), this));
     auto* const windows = gtk_window_get_toplevels();
     const auto changed =
         +[](GListModel*, guint, guint, guint, ActivationMonitor* self) { self->watchWindows(); };
@@ -31,6 +28,12 @@ void ActivationMonitor::watchWindows() {
         windows_.emplace_back(window.get(),
                               g_signal_connect(window.get(), "notify::is-active", G_CALLBACK(changed), this));
     windowChanged();
+}
+
+bool ActivationMonitor::hasKeyboard() const {
+    return gtk_widget_get_visible(GTK_WIDGET(main_)) &&
+           std::ranges::any_of(WindowStack::all(),
+                               [](const auto& window) { return gtk_window_is_active(window.get()); });
 }
 
 void ActivationMonitor::windowChanged() {

@@ -9,10 +9,11 @@
 #include <vector>
 
 /// Tells when the program gets the keyboard of the desktop and when it loses it: with any of its windows, so
-/// that going from one of them to another is neither.
+/// that going from one of them to another is neither. While the main window is closed it has not got it.
 class ActivationMonitor {
 public:
-    ActivationMonitor();
+    /// The main window outlives it.
+    explicit ActivationMonitor(GtkWindow* main);
     ActivationMonitor(const ActivationMonitor&) = delete;
     ActivationMonitor& operator=(const ActivationMonitor&) = delete;
 
@@ -24,10 +25,13 @@ public:
 private:
     void watchWindows();
     void windowChanged();
+    bool hasKeyboard() const;
     void settle();
 
+    GtkWindow* main_;
     bool active_ = false;
     OneShotTimer settling_;
     SignalConnection list_;
+    SignalConnection closing_;
     std::vector<SignalConnection> windows_;
 };

@@ -33,6 +33,7 @@ public:
     void presentSheet(Screen& screen) override;
     void dismissSheet() override;
     void showOverlay(Screen& screen) override;
+    bool hasOverlay() const override { return layers_.hasOverlay(); }
     void removeOverlay() override { layers_.removeOverlay(); }
     void cover() override { layers_.cover(); }
     void uncover() override { layers_.uncover(); }

@@ -133,7 +133,8 @@ Program::Front::Front(Program& program, const Glib::RefPtr<Gtk::Application>& ap
                                   screens,
                                   bundle()})),
       menuBar(*delegate, window, *application.get()),
-      question(program.question_) {
+      question(program.question_),
+      activation(GTK_WINDOW(window.window().gobj())) {
     activation.onActivated = [this] { delegate->applicationDidBecomeActive(); };
     activation.onDeactivated = [this] { delegate->applicationDidResignActive(); };
     question.setPanels(&panels);

@@ -183,6 +183,10 @@ Task<bool> PolkitOwnerAuthentication::authenticate(std::string) {
 
 void PolkitOwnerAuthentication::cancelAll() {
     ended_ = true;
+    withdraw();
+}
+
+void PolkitOwnerAuthentication::withdraw() {
     for (const auto& entry : std::vector(open_))
         if (const auto question = entry.lock())
             question->cancel();

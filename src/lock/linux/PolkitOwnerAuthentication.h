@@ -37,6 +37,7 @@ public:
     /// it is asked, as it does once `cancelAll` has returned.
     Task<bool> authenticate(std::string reason) override;
 
+    void withdraw() override;
     /// Takes the questions off the screen and answers them with false before it returns; later ones at once.
     void cancelAll();
 
