@@ -80,7 +80,7 @@ Task<> AppDelegate::chooseFirstScreen() {
     if (live)
         co_return;
     if (shape)
-        showPasscode(PasscodeView::Unlock{std::move(*shape)});
+        showPasscode(PasscodeView::Unlock{std::move(*shape), with_.foreignHost});
     else
         showAuth();
 }

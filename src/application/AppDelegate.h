@@ -77,6 +77,8 @@ public:
         Menus& menus;
         ScreenFactory& screens;
         Bundle bundle;
+        /// The service's, where it is not the one that the program was built for.
+        std::optional<std::string> foreignHost = {};
     };
 
     static std::shared_ptr<AppDelegate> make(const Surroundings& surroundings);

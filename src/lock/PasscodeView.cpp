@@ -57,7 +57,8 @@ std::string PasscodeView::title() const {
     case Step::code:
         return std::visit(
             Overloaded{[](const Unlock& unlock) {
-                           return "Enter your passcode to sign in as " + unlock.shape.username + ".";
+                           const auto where = unlock.host ? " at " + *unlock.host : std::string();
+                           return "Enter your passcode to sign in as " + unlock.shape.username + where + ".";
                        },
                        [](const Relock&) { return std::string("Locked. Enter your passcode to carry on."); },
                        [](const Change&) { return std::string("Enter your current passcode."); },

@@ -26,6 +26,8 @@ class PasscodeView : public std::enable_shared_from_this<PasscodeView> {
 public:
     struct Unlock {
         Passcode::Shape shape;
+        std::optional<std::string> host =
+            {}; ///< that gets the password, where that does not go without saying
     };
     struct Relock {
         Passcode::Shape shape;

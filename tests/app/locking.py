@@ -69,7 +69,7 @@ class Locking(LockJourney):
         self.assertEqual(self.program.quit(), 0)
         with self.page.renewed():
             self.open_program()
-            self.program.see(f"Enter your passcode to sign in as {USER}.", "label")
+            self.program.see(f"Enter your passcode to sign in as {USER} at 127.0.0.1.", "label")
             self.type_passcode()
         self.assertEqual(self.service.bodies(LOGIN), [{"username": USER, "password": PASSWORD}] * 2)
         self.assertFalse(self.program.shows("Not now"))

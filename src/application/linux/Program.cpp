@@ -1,11 +1,14 @@
 #include "application/linux/Program.h"
 
 #include "application/Info.h"
+#include "lock/PasscodeOwner.h"
 #include "platform/linux/GioWorkspace.h"
 #include "platform/linux/RecentFiles.h"
 #include "web/OpenedUrl.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 std::unique_ptr<DemoService> startDemo(const Options& options, const Profile& profile) {
     if (!options.demo)
@@ -53,6 +56,30 @@ AppDelegate::Bundle bundle() {
     return {std::string(Info::version), std::string(Info::versionDate)};
 }
 
+/// By which the profile tells one service from another: the port of the demonstration's is another each time.
+std::string serviceName(const Options& options, const Url& origin) {
+    return options.demo ? "demo" : origin.text();
+}
+
+fs::path originFolder(const Profile& profile, const Options& options, const Url& origin) {
+    return options.demo ? profile.data / "origins" / "demo" : profile.dataOf(origin);
+}
+
+/// Whether the profile holds nothing of any other service.
+bool isOnlyOrigin(const Profile& profile, const Options& options, const Url& origin) {
+    const auto own = originFolder(profile, options, origin);
+    std::error_code failure;
+    for (const auto& entry : fs::directory_iterator(own.parent_path(), failure))
+        if (entry.path() != own)
+            return false;
+    return true;
+}
+
+/// To be named where a password is about to be sent there; none for the one that goes without saying.
+std::optional<std::string> foreignHost(const Options& options, const Url& origin) {
+    return options.serviceOrigin && origin.text() != BRISKO_ORIGIN ? origin.host() : std::nullopt;
+}
+
 } // namespace
 
 LinuxPlatform::Service Program::chooseService(const Options& options, const Profile& profile,
@@ -78,8 +105,13 @@ Program::Program(const Options& options, const Profile& profile, Gtk::Applicatio
                       [](const std::string& url) { return OpenedUrl::servicePath(url).has_value(); }),
       api_(platform_.origin(), platform_.http(), platform_.cookies(), platform_.webData(), authentication_),
       remembered_(platform_.defaults()),
-      keychain_(profile.applicationId()),
-      passcode_(keychain_, platform_.defaults(), clock_),
+      passcodeScope_(PasscodeOwner::scopeOf(platform_.defaults(), serviceName(options, platform_.origin()),
+                                            BRISKO_ORIGIN,
+                                            isOnlyOrigin(profile, options, platform_.origin()))),
+      passcodeDefaults_(platform_.defaults(), PasscodeOwner::keys, passcodeScope_),
+      keychain_(profile.applicationId() + (passcodeScope_.empty() ? "" : " " + passcodeScope_)),
+      passcode_(keychain_, passcodeDefaults_, clock_),
+      foreignHost_(foreignHost(options, platform_.origin())),
       lockShortcut_(platform_.defaults()),
       menus_(lockShortcut_),
       downloadFolder_(chooseDownloads(options, profile), RecentFiles::add),
@@ -131,7 +163,8 @@ Program::Front::Front(Program& program, const Glib::RefPtr<Gtk::Application>& ap
                                   *downloads,
                                   program.menus_,
                                   screens,
-                                  bundle()})),
+                                  bundle(),
+                                  program.foreignHost_})),
       menuBar(*delegate, window, *application.get()),
       question(program.question_),
       activation(GTK_WINDOW(window.window().gobj())) {

@@ -22,6 +22,7 @@
 #include "lock/linux/LogindSession.h"
 #include "lock/linux/PolkitOwnerAuthentication.h"
 #include "lock/linux/SecretServiceKeychain.h"
+#include "platform/ScopedDefaults.h"
 #include "platform/linux/GLibMainQueue.h"
 #include "platform/linux/LauncherEntry.h"
 #include "platform/linux/LinuxPlatform.h"
@@ -83,8 +84,11 @@ private:
     Remembered remembered_;
     SystemClock clock_;
     GLibMainQueue queue_;
+    std::string passcodeScope_;
+    ScopedDefaults passcodeDefaults_;
     SecretServiceKeychain keychain_;
     Passcode passcode_;
+    std::optional<std::string> foreignHost_;
     LockShortcut lockShortcut_;
     Menus menus_;
     UserDownloadFolder downloadFolder_;
