@@ -5,8 +5,13 @@
 
 void AppDelegate::watchForIdleness() {
     activity_ = with_.events.observeInput([weak = weak_from_this()] {
-        if (const auto self = weak.lock())
-            self->lastUse_ = self->with_.clock.now();
+        const auto self = weak.lock();
+        if (!self)
+            return;
+        // Whoever comes between the end of the delay and the next look comes too late.
+        if (self->with_.clock.now() - self->lastUse_ >= LockPreferences::shortestDelay)
+            self->lockIfLeftAlone();
+        self->lastUse_ = self->with_.clock.now();
     });
     checkIdleness();
 }
@@ -27,7 +32,7 @@ void AppDelegate::watchDesktop() {
         const auto self = weak.lock();
         if (self)
             self->lockByItself();
-        if (self && self->lock_)
+        if (self && (self->lock_ || self->with_.window.isCovered()))
             self->with_.window.whenDrawn(std::move(ready));
         else
             ready();
@@ -54,6 +59,7 @@ void AppDelegate::lockIfLeftAlone() {
 }
 
 void AppDelegate::lockByItself() {
+    with_.appLock.cover();
     const auto state = idleState();
     if (IdleLock::isArmed(state))
         showLock(*state.shape);

@@ -22,7 +22,12 @@ const char* nameOf(OwnerAuthentication::Kind kind) {
 std::shared_ptr<AppLock> AppLock::make(UserDefaults& defaults, OwnerAuthentication& owner, Window& window,
                                        MainQueue& queue) {
     // The constructor is private, so that every lock is owned the way its questions rely on.
-    return std::shared_ptr<AppLock>(new AppLock(defaults, owner, window, queue));
+    const std::shared_ptr<AppLock> lock(new AppLock(defaults, owner, window, queue));
+    window.onCoverPressed = [weak = std::weak_ptr(lock)] {
+        if (const auto self = weak.lock())
+            self->challenge();
+    };
+    return lock;
 }
 
 AppLock::AppLock(UserDefaults& defaults, OwnerAuthentication& owner, Window& window, MainQueue& queue)
@@ -30,8 +35,7 @@ AppLock::AppLock(UserDefaults& defaults, OwnerAuthentication& owner, Window& win
 
 void AppLock::hide() {
     active_ = false;
-    if (preferences_.enabled() && !window_.isCovered())
-        window_.cover();
+    cover();
 }
 
 void AppLock::challenge() {
@@ -53,6 +57,11 @@ void AppLock::challenge() {
     if (pageAsks_)
         owner_.withdraw();
     spawn(unlock());
+}
+
+void AppLock::cover() {
+    if (preferences_.enabled() && !window_.isCovered())
+        window_.cover();
 }
 
 void AppLock::switchedOn() {

@@ -47,6 +47,9 @@ public:
     /// the window is locked or covered, the program is not the active one, or somebody is being asked
     /// already. A question that unlocks the window takes its place.
     Task<bool> proveForPage(std::string reason);
+    /// The desktop has been locked, or the machine goes to sleep: whoever comes back has to prove who they
+    /// are.
+    void cover();
     /// The lock has been switched on. Whoever is not there has to prove who they are.
     void switchedOn();
     /// How the owner can be asked, in the words that the page knows.

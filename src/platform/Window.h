@@ -47,6 +47,8 @@ public:
     virtual void cover() = 0;
     virtual void uncover() = 0;
     virtual bool isCovered() const = 0;
+    /// A person wants the cover to go.
+    std::function<void()> onCoverPressed;
     /// Calls `drawn` once what the window shows now is on the screen, or at once where the window is not.
     virtual void whenDrawn(std::function<void()> drawn) = 0;
     virtual void setAppearance(Appearance appearance) = 0;

@@ -105,6 +105,10 @@ TEST_F(SoupHttpClientTest, sendsWhatItIsGivenAndFollowsRedirectionsAsTheirStatus
         EXPECT_EQ(told(failed), "other") << target;
         EXPECT_EQ(failed->message(), why);
     }
+    MisbehavingService elsewhere(reply("200 OK", "", ""));
+    service.behave(reply("307 Temporary", "Location: " + elsewhere.origin.text() + "/\r\n", ""));
+    EXPECT_EQ(post(), "other");
+    EXPECT_TRUE(elsewhere.requests.empty()) << "what is posted is for the service alone";
 }
 
 TEST_F(SoupHttpClientTest, endsEachBadDayAsWhatItIsWithTheCookiesOfEveryReplyOnDisk) {

@@ -139,7 +139,11 @@ Task<HttpReply> SoupHttpClient::send(HttpRequest request, std::stop_token stop) 
         const auto* location = locationOf(message.get(), reply);
         if (!location)
             co_return reply;
+        const auto from = request.url.origin();
         request = redirected(std::move(request), *reply.status, location);
+        // What is posted, a password for one, is for the service alone.
+        if (body && request.method != "GET" && request.url.origin() != from)
+            throw TransportError(TransportError::Reason::other, "The service sends the request elsewhere.");
     }
     throw TransportError(TransportError::Reason::other, "The service redirects without end.");
 }

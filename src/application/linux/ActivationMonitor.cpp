@@ -1,13 +1,17 @@
 #include "application/linux/ActivationMonitor.h"
 
+#include "application/linux/KeyboardGrab.h"
 #include "application/linux/WindowStack.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
 /// A window loses the keyboard before the next one gets it.
 constexpr std::chrono::milliseconds handOver(50);
+/// A key is down for less. Longer grabs are those of screen lockers.
+constexpr std::chrono::milliseconds longestGrab(2000);
 
 } // namespace
 
@@ -46,8 +50,15 @@ void ActivationMonitor::windowChanged() {
 void ActivationMonitor::settle() {
     settling_.stop();
     const auto now = hasKeyboard();
+    const auto waited = std::exchange(waits_, 0);
     if (now == active_)
         return;
+    if (!now && waited * handOver < longestGrab && gtk_widget_get_visible(GTK_WIDGET(main_)) &&
+        KeyboardGrab::isElsewhere()) {
+        waits_ = waited + 1;
+        settling_.start(handOver, [this] { settle(); });
+        return;
+    }
     active_ = now;
     const auto& tell = now ? onActivated : onDeactivated;
     if (tell)

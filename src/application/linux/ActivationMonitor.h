@@ -9,7 +9,8 @@
 #include <vector>
 
 /// Tells when the program gets the keyboard of the desktop and when it loses it: with any of its windows, so
-/// that going from one of them to another is neither. While the main window is closed it has not got it.
+/// that going from one of them to another is neither. While the main window is closed it has not got it, and
+/// while the desktop grabs the keyboard for a moment it still has.
 class ActivationMonitor {
 public:
     /// The main window outlives it.
@@ -31,6 +32,7 @@ private:
     GtkWindow* main_;
     bool active_ = false;
     OneShotTimer settling_;
+    int waits_ = 0; ///< for the end of a grab
     SignalConnection list_;
     SignalConnection closing_;
     std::vector<SignalConnection> windows_;

@@ -76,6 +76,10 @@ MainWindow::MainWindow(const Glib::RefPtr<Gtk::Application>& application, UserDe
     const auto handler =
         g_signal_handler_find(window_.gobj(), G_SIGNAL_MATCH_ID, hide, 0, nullptr, nullptr, nullptr);
     g_signal_handler_disconnect(window_.gobj(), handler);
+    layers_.onCoverPressed = [this] {
+        if (const auto tell = onCoverPressed)
+            tell();
+    };
     window_.set_title("brisko");
     // Where the program is not installed, the desktop's icon theme does not have it.
     Gtk::IconTheme::get_for_display(window_.get_display())->add_resource_path("/app/brisko/Brisko/icons");

@@ -40,6 +40,7 @@ std::vector<std::string> urlsOf(const std::vector<Glib::RefPtr<Gio::File>>& file
 } // namespace
 
 int briskoRunProgram(const Options& options) {
+    ToolkitInspector::forbidEnvironment();
     Graphics::chooseRenderer();
     Graphics::preferDarkTheme();
     // Each tour starts as a new user does, and leaves nothing behind but its pictures.

@@ -2,6 +2,10 @@
 
 #include <gtk/gtk.h>
 
+void ToolkitInspector::forbidEnvironment() {
+    g_unsetenv("GTK_DEBUG");
+}
+
 void ToolkitInspector::forbidKeys() {
     const auto ignore = [](GtkWindow*, gboolean) -> gboolean { return TRUE; };
     // The signal exists from the first use of the class on.

@@ -4,7 +4,9 @@
 /// take the lock away with it and read what fields hold.
 namespace ToolkitInspector {
 
-/// Takes the keys away. The environment (GTK_DEBUG=interactive) still opens it with the program.
+/// Takes the environment's word for it away (GTK_DEBUG=interactive). Before the toolkit starts.
+void forbidEnvironment();
+/// Takes the keys away.
 void forbidKeys();
 
 } // namespace ToolkitInspector

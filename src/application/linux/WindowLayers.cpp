@@ -3,6 +3,9 @@
 #include "application/linux/WindowStack.h"
 #include "platform/linux/Wordmark.h"
 
+#include <gtkmm/button.h>
+#include <gtkmm/gestureclick.h>
+
 #include <set>
 #include <utility>
 
@@ -65,7 +68,24 @@ WindowLayers::WindowLayers(Gtk::Window& window) : window_(window) {
     auto* const name = Gtk::make_managed<Wordmark>();
     name->set_hexpand();
     name->set_valign(Gtk::Align::CENTER);
-    cover_.append(*name);
+    auto* const why = Gtk::make_managed<Gtk::Label>("Covered until you have shown that it is you.");
+    why->add_css_class("why");
+    auto* const unlock = Gtk::make_managed<Gtk::Button>("Unlock");
+    unlock->set_halign(Gtk::Align::CENTER);
+    const auto pressed = [this] {
+        if (onCoverPressed)
+            onCoverPressed();
+    };
+    unlock->signal_clicked().connect(pressed);
+    const auto click = Gtk::GestureClick::create();
+    click->signal_pressed().connect([pressed](int, double, double) { pressed(); });
+    cover_.add_controller(click);
+    auto* const middle = Gtk::make_managed<Gtk::Box>(Gtk::Orientation::VERTICAL);
+    middle->set_valign(Gtk::Align::CENTER);
+    middle->append(*name);
+    middle->append(*why);
+    middle->append(*unlock);
+    cover_.append(*middle);
 
     const auto changed = +[](GListModel*, guint, guint, guint, WindowLayers* self) { self->followWindows(); };
     auto* const list = gtk_window_get_toplevels();

@@ -48,6 +48,8 @@ public:
     void uncover();
     bool isCovered() const { return covered_; }
 
+    /// Called when the button on the cover, or the cover itself, has been pressed.
+    std::function<void()> onCoverPressed;
     /// Called when an overlay has come, and when it has gone.
     std::function<void()> onOverlayChanged;
 

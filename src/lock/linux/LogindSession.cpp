@@ -27,7 +27,8 @@ struct ScreenSaver {
 constexpr ScreenSaver screenSavers[] = {{"org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver"},
                                         {"org.gnome.ScreenSaver", "/org/gnome/ScreenSaver"},
                                         {"org.cinnamon.ScreenSaver", "/org/cinnamon/ScreenSaver"},
-                                        {"org.mate.ScreenSaver", "/org/mate/ScreenSaver"}};
+                                        {"org.mate.ScreenSaver", "/org/mate/ScreenSaver"},
+                                        {"org.xfce.ScreenSaver", "/org/xfce/ScreenSaver"}};
 
 constexpr std::chrono::seconds patience{5};
 
@@ -38,6 +39,15 @@ std::optional<bool> truth(GVariant* arguments) {
     gboolean value = FALSE;
     g_variant_get(arguments, "(b)", &value);
     return value != FALSE;
+}
+
+/// Whether a session's properties have changed to a locked one's.
+bool saysLocked(GVariant* arguments) {
+    if (!arguments || !g_variant_is_of_type(arguments, G_VARIANT_TYPE("(sa{sv}as)")))
+        return false;
+    const GVariantPtr changed(g_variant_get_child_value(arguments, 1));
+    gboolean locked = FALSE;
+    return g_variant_lookup(changed.get(), "LockedHint", "b", &locked) && locked;
 }
 
 /// A file that is closed with its owner.
@@ -111,6 +121,11 @@ public:
             co_return;
         self->listen(self->bus_, {login, nullptr, session, "Lock"},
                      [](Link& link, const char* path, GVariant*) { link.lockIfOwn(path); });
+        self->listen(self->bus_, {login, nullptr, properties, "PropertiesChanged"},
+                     [](Link& link, const char* path, GVariant* arguments) {
+                         if (saysLocked(arguments))
+                             link.lockIfOwn(path);
+                     });
         self->listen(self->bus_, {login, managerPath, manager, "PrepareForSleep"},
                      [](Link& link, const char*, GVariant* arguments) {
                          if (truth(arguments).value_or(false))

@@ -93,6 +93,11 @@ TEST_F(WindowLayersTest, coverEverythingWithNothingButTheNameAndTellWhenThatIsOn
     Desk::seeKeyboardIn("Note");
     EXPECT_EQ(answers, "first ");
     window.cover();
+    int pressed = 0;
+    window.onCoverPressed = [&] { pressed += 1; };
+    Desk::seeKeyboardIn("Unlock");
+    Desk::press("Return");
+    EXPECT_EQ(pressed, 1);
     window.showOverlay(lock);
     Desk::press("1");
     EXPECT_EQ(seen(), "/: bris");

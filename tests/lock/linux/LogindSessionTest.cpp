@@ -158,6 +158,15 @@ TEST_F(LogindSessionTest, locksWithThisPersonsSessionsAndNobodyElses) {
     MainLoop::runUntil([this] { return locked > 0; });
     hear();
     EXPECT_EQ(locked, 1);
+    const auto hint = [this](const char* changed) {
+        desktop->emit(own, "org.freedesktop.DBus.Properties", "PropertiesChanged",
+                      g_variant_new_parsed(changed));
+    };
+    hint("('org.freedesktop.login1.Session', {'LockedHint': <false>}, @as [])");
+    hint("('org.freedesktop.login1.Session', {'LockedHint': <true>}, @as [])");
+    MainLoop::runUntil([this] { return locked > 1; });
+    hear();
+    EXPECT_EQ(std::exchange(locked, 1), 2);
     // A session of another name that the environment says is this one, and one of which nobody knows whose it
     // is.
     g_setenv("XDG_SESSION_ID", "c2", TRUE);

@@ -99,10 +99,15 @@ void AgentService::ownName() {
 void AgentService::called(GDBusConnection*, const char*, const char*, const char*, const char* method,
                           GVariant* parameters, GDBusMethodInvocation* invocation, gpointer self) {
     auto& service = *static_cast<AgentService*>(self);
-    if (method == std::string("Replace"))
-        service.replace(parameters, invocation);
-    else
-        service.pending(invocation);
+    try {
+        if (method == std::string("Replace"))
+            service.replace(parameters, invocation);
+        else
+            service.pending(invocation);
+    } catch (const std::exception& failure) {
+        g_dbus_method_invocation_return_error_literal(invocation, G_DBUS_ERROR, G_DBUS_ERROR_FAILED,
+                                                      failure.what());
+    }
     service.considerLeaving();
 }
 
