@@ -97,12 +97,29 @@ void LockSettingsView::change() {
 void LockSettingsView::turnOff() {
     if (!state_.hasPasscode || left_)
         return;
-    spawn(store_.clear());
-    state_.hasPasscode = false;
-    state_.digits = 0;
-    state_.autoLock = false;
+    message_.reset();
     state_.recording = false;
-    stored([this] { preferences_.setAutomatic(false); });
+    spawn(turnOff(shared_from_this()));
+    // The keyring may take its time.
+    noteTurnedOff();
+}
+
+Task<> LockSettingsView::turnOff(std::shared_ptr<LockSettingsView> self) {
+    try {
+        co_await self->store_.turnOff();
+    } catch (const std::exception& failure) {
+        self->message_ = localizedDescription(failure);
+    }
+    self->noteTurnedOff();
+}
+
+void LockSettingsView::noteTurnedOff() {
+    if (state_.hasPasscode && !store_.shape()) {
+        state_.hasPasscode = false;
+        state_.digits = 0;
+        state_.autoLock = false;
+        stored([this] { preferences_.setAutomatic(false); });
+    }
     announce();
 }
 

@@ -89,6 +89,8 @@ public:
     std::string clearLabel() const { return "Clear"; }
     bool canClear() const;
     std::string defaultLabel() const { return "Default"; }
+    /// For the names that the keys have on the person's keyboard; none without a shortcut.
+    std::optional<KeyEquivalent> shortcutKeys() const { return lockShortcut_.keyEquivalent(); }
     std::string shortcutHint() const;
 
     std::string doneLabel() const { return "Done"; }
@@ -118,6 +120,8 @@ private:
     LockSettingsView(bool canSetPasscode, Callbacks callbacks, Passcode& store, UserDefaults& defaults,
                      std::function<void()> applyLockShortcut);
 
+    static Task<> turnOff(std::shared_ptr<LockSettingsView> self);
+    void noteTurnedOff();
     bool stored(const std::function<void()>& write);
     void setShortcut(const std::function<void()>& write);
     void leaveToChange(int length);

@@ -150,8 +150,13 @@ std::optional<Clock::time_point> Passcode::lockedUntil() {
     if (!stored.is_number() || stored.get<double>() <= 0)
         return std::nullopt;
     const auto until = timeOf(stored.get<double>());
-    if (until > clock_.now())
-        return until;
+    const auto now = clock_.now();
+    if (until > now && stored != void_) {
+        if (until <= now + lockOut)
+            return until;
+        cutLockOut(secondsOf(now + lockOut));
+        return now + lockOut;
+    }
     try {
         defaults_.remove(lockedUntilKey);
     } catch (const Error&) {
@@ -159,6 +164,15 @@ std::optional<Clock::time_point> Passcode::lockedUntil() {
         return std::nullopt;
     }
     return std::nullopt;
+}
+
+void Passcode::cutLockOut(double end) {
+    try {
+        defaults_.set(lockedUntilKey, end);
+    } catch (const Error&) {
+        // The next look cuts it anew.
+        return;
+    }
 }
 
 Task<> Passcode::set(SecretText code, std::string username, SecretText password) {
@@ -196,6 +210,12 @@ Task<Passcode::Account> Passcode::unlock(SecretText code) {
 Task<> Passcode::clear() {
     const auto turn = co_await turns_.next();
     co_await removeAll();
+}
+
+Task<> Passcode::turnOff() {
+    const auto turn = co_await turns_.next();
+    defaults_.update(forgotten());
+    co_await removeRecord();
 }
 
 Task<> Passcode::reconcile() {
@@ -254,13 +274,7 @@ Task<std::optional<PasscodeRecord>> Passcode::read() {
 }
 
 Task<> Passcode::removeAll() {
-    Changes changes;
-    for (const auto* key : {digitsKey, usernameKey, lockedUntilKey, changingKey})
-        changes[key] = nullptr;
-    // A count that nobody has ever stored reads as 0, and the first start of all need not write a file for
-    // it.
-    if (!defaults_.value(failuresKey).is_null())
-        changes[failuresKey] = 0;
+    auto changes = forgotten();
     try {
         defaults_.update(changes);
     } catch (const Error&) {
@@ -268,6 +282,22 @@ Task<> Passcode::removeAll() {
         // so.
         changes.clear();
     }
+    co_await removeRecord();
+}
+
+/// What is left of a passcode in the preferences.
+std::map<std::string, Json> Passcode::forgotten() const {
+    Changes changes;
+    for (const auto* key : {digitsKey, usernameKey, lockedUntilKey, changingKey})
+        changes[key] = nullptr;
+    // A count that nobody has ever stored reads as 0, and the first start of all need not write a file for
+    // it.
+    if (!defaults_.value(failuresKey).is_null())
+        changes[failuresKey] = 0;
+    return changes;
+}
+
+Task<> Passcode::removeRecord() {
     try {
         co_await keychain_.remove();
     } catch (const Error&) {
@@ -308,7 +338,7 @@ void Passcode::noteSuccess(const PasscodeRecord& record) {
         defaults_.update(changes);
     } catch (const Error&) {
         // The passcode was right. The try stays counted, which costs one later.
-        return;
+        void_ = defaults_.value(lockedUntilKey);
     }
 }
 

@@ -93,7 +93,8 @@ public:
     std::optional<Shape> shape() const;
     /// Whether a missing shape means that there is no passcode; false while the preferences cannot be read.
     bool shapeIsKnown() const { return defaults_.available(); }
-    /// The end of the lock-out; none when there is none. Drops one that has passed.
+    /// The end of the lock-out; none when there is none. Drops one that has passed, and cuts one that is
+    /// further away than it lasts: the clock was wrong.
     std::optional<Clock::time_point> lockedUntil();
 
     /// Seals the password under the code and keeps it in place of an earlier one; the first passcode ever
@@ -107,6 +108,9 @@ public:
     /// Removes the record and what is known of it, without asking the person for anything. Never fails: a
     /// record that cannot be removed now is without a shape, and goes at the next start.
     Task<> clear();
+    /// As `clear`, for somebody who wants to hear of it. Throws Error with nothing changed when the
+    /// preferences cannot be written.
+    Task<> turnOff();
     /// Brings shape and record together again where a `set` was cut short; the count and the lock-out stay as
     /// they are. To be called at every start, before anything else, and before a screen that asks for the
     /// passcode: without such a `set` it is one look at the preferences. Never fails: when the keyring cannot
@@ -118,6 +122,9 @@ private:
     void forgetChange();
     Task<std::optional<PasscodeRecord>> read();
     Task<> removeAll();
+    Task<> removeRecord();
+    void cutLockOut(double end);
+    std::map<std::string, Json> forgotten() const;
     Failure countTry(const PasscodeRecord& record);
     void noteSuccess(const PasscodeRecord& record);
     std::map<std::string, Json> completed(const PasscodeRecord& record) const;
@@ -127,4 +134,5 @@ private:
     Clock& clock_;
     KeyDerivation derive_;
     Turns turns_;
+    Json void_; ///< a lock-out that has ended with the right passcode, but not on disk
 };

@@ -4,16 +4,38 @@
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <stdexcept>
 
 namespace {
 
+/// A copy of a passcode, wiped at its end.
+class Copy {
+public:
+    explicit Copy(std::string_view text)
+        : text_(icu::UnicodeString::fromUTF8(
+              icu::StringPiece(text.data(), static_cast<int32_t>(text.size())))) {}
+    Copy(const Copy&) = delete;
+    Copy& operator=(const Copy&) = delete;
+    ~Copy() {
+        const auto capacity = text_.getCapacity();
+        if (auto* const buffer = text_.getBuffer(capacity)) {
+            explicit_bzero(buffer, static_cast<std::size_t>(capacity) * sizeof *buffer);
+            text_.releaseBuffer(0);
+        }
+    }
+    const icu::UnicodeString& text() const { return text_; }
+
+private:
+    icu::UnicodeString text_;
+};
+
 /// Calls `visit` with each character in order until it answers false.
 void eachCharacter(std::string_view text, const std::function<bool(const icu::UnicodeString&)>& visit) {
-    const auto unicode =
-        icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())));
+    const Copy copy(text);
+    const auto& unicode = copy.text();
     auto status = U_ZERO_ERROR;
     const std::unique_ptr<icu::BreakIterator> iterator(
         icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));

@@ -29,7 +29,7 @@ class LockJourney(Journey):
     def sign_in_with_passcode(self, password=PASSWORD):
         self.open_program(IDENTIFIER)
         desk.submit(USER, password)
-        self.program.click("8 digits", "push button")
+        self.program.click("8 digits", "radio button")
         for question in ("Choose a passcode for this Mac.", "Enter it again."):
             self.program.see(question, "label")
             self.type_passcode()

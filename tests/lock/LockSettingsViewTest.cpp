@@ -119,7 +119,8 @@ TEST_F(LockSettingsViewTest, recordsAKeyWithAModifierAndLetsNoOtherKeyThrough) {
          {"record, clear", "applied; shortcut None; no clearable; flags 0; key \"\""},
          {"clear", ""},
          // What stands is shown when nothing can be stored.
-         {"disk full, lock off", "message No space left on device"},
+         {"disk full, turn-off", "message No space left on device"},
+         {"lock off", ""},
          {"record, press 100000 k", ""},
          {"disk back, lock off", "no after; no message; auto false"}});
 }

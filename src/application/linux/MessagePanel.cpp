@@ -162,7 +162,8 @@ void MessagePanel::answer(Answer answer) {
 }
 
 void MessagePanel::present(Gtk::Window& parent) {
-    if (!window_)
+    // It may be back already, with the window that it was over.
+    if (!window_ || window_->get_visible())
         return;
     window_->set_transient_for(parent);
     window_->present();

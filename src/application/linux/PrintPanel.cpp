@@ -30,7 +30,7 @@ PrintPanel::~PrintPanel() {
 }
 
 void PrintPanel::present(Gtk::Window& parent) {
-    if (!job_)
+    if (!job_ || (dialog_ && gtk_widget_get_visible(GTK_WIDGET(dialog_.get()))))
         return;
     if (!dialog_)
         create();

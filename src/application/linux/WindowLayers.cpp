@@ -146,8 +146,6 @@ void WindowLayers::removeOverlay() {
     change([this] { overlayWidget_ = nullptr; });
     focus_.erase(Layer::overlay);
     gtk_box_remove(overlay_.gobj(), leaving);
-    if (onOverlayChanged)
-        onOverlayChanged();
 }
 
 void WindowLayers::cover() {
@@ -233,6 +231,9 @@ void WindowLayers::adjustAll() {
         for (auto& [window, other] : others_)
             if (std::exchange(other.hidden, false))
                 gtk_widget_set_visible(GTK_WIDGET(window), TRUE);
+        // What was over them comes after them.
+        if (onOverlayChanged)
+            onOverlayChanged();
     });
 }
 

@@ -50,7 +50,7 @@ public:
 
     /// Called when the button on the cover, or the cover itself, has been pressed.
     std::function<void()> onCoverPressed;
-    /// Called when an overlay has come, and when it has gone.
+    /// Called when an overlay has come, and when it has gone and the windows that it had taken away are back.
     std::function<void()> onOverlayChanged;
 
     /// Calls `drawn` once what the layers show now is on the screen, or at once where the window is not.

@@ -1,5 +1,6 @@
 #include "lock/linux/LockSettingsScreen.h"
 
+#include "application/linux/Accelerator.h"
 #include "platform/linux/GPtr.h"
 #include "platform/linux/LocaleInteger.h"
 #include "platform/linux/NativeScreen.h"
@@ -134,6 +135,7 @@ void LockSettingsScreen::buildPasscode() {
     for (std::size_t i = 0; i < lengthButtons_.size(); ++i) {
         const auto length = LockSettingsView::lengths[i];
         lengthButtons_[i].set_label(view_->lengthLabel(length));
+        makeChoice(lengthButtons_[i]);
         lengthButtons_[i].signal_clicked().connect([this, length] { view_->pickLength(length); });
         lengths_.append(lengthButtons_[i]);
     }
@@ -295,7 +297,7 @@ void LockSettingsScreen::renderPasscode() {
     setClass(lengths_, "dimmed", !view_->canChooseLength());
     for (std::size_t i = 0; i < lengthButtons_.size(); ++i) {
         lengthButtons_[i].set_sensitive(view_->canChooseLength());
-        setClass(lengthButtons_[i], "current", LockSettingsView::lengths[i] == view_->state().digits);
+        setChosen(lengthButtons_[i], LockSettingsView::lengths[i] == view_->state().digits);
     }
     setHint(sealingHint_, view_->sealingHint());
     setLabel(change_, view_->changeLabel());
@@ -322,6 +324,10 @@ void LockSettingsScreen::renderShortcut() {
     for (auto* row : shortcutRows_)
         setClass(*row, "dimmed", !view_->canRecord());
     setLabel(record_, view_->recordLabel());
+    const auto keys = view_->shortcutKeys();
+    const auto accelerator = keys ? Accelerator::of(*keys) : std::nullopt;
+    record_.set_tooltip_text(
+        accelerator ? GText(gtk_accelerator_get_label(accelerator->key, accelerator->modifiers)).get() : "");
     setClass(record_, "recording", view_->state().recording);
     record_.set_sensitive(view_->canRecord());
     clear_.set_sensitive(view_->canClear());

@@ -38,6 +38,7 @@ PasscodeScreen::PasscodeScreen(std::shared_ptr<PasscodeView> view) : view_(std::
     buildFields();
     buildLengths();
     centre(message_, "message");
+    message_.property_accessible_role() = Gtk::Accessible::Role::ALERT;
     column_.append(message_);
     buildFooter();
     watchWindow();
@@ -98,6 +99,7 @@ void PasscodeScreen::buildLengths() {
     lengths_.set_size_request(lengthButtonsWidth, -1);
     for (std::size_t i = 0; i < lengthButtons_.size(); ++i) {
         const auto length = PasscodeView::lengths[i];
+        makeChoice(lengthButtons_[i]);
         lengthButtons_[i].set_label(view_->lengthLabel(length));
         lengthButtons_[i].signal_clicked().connect([this, length] { view_->chooseLength(length); });
         lengths_.append(lengthButtons_[i]);
@@ -170,6 +172,9 @@ void PasscodeScreen::render() {
     const auto message = view_->message();
     message_.set_visible(message.has_value());
     message_.set_text(message.value_or(""));
+    // Heard with the field's name, and when it changes.
+    for (auto* const field : {password_.get(), code_.get()})
+        field->setAccessibleDescription(view_->title() + (message ? " " + *message : std::string()));
     renderFooter();
     rendering_ = false;
     moveFocus();
@@ -191,7 +196,7 @@ void PasscodeScreen::renderLengths() {
     const auto& state = view_->state();
     lengths_.set_visible(state.step == PasscodeView::Step::choose);
     for (std::size_t i = 0; i < lengthButtons_.size(); ++i)
-        setClass(lengthButtons_[i], "current", PasscodeView::lengths[i] == state.digits);
+        setChosen(lengthButtons_[i], PasscodeView::lengths[i] == state.digits);
 }
 
 void PasscodeScreen::renderFooter() {

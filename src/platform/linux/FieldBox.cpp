@@ -135,6 +135,11 @@ void FieldBox::setAccessibleName(const std::string& name) {
     gtk_accessible_update_property(GTK_ACCESSIBLE(entry_), GTK_ACCESSIBLE_PROPERTY_LABEL, name.c_str(), -1);
 }
 
+void FieldBox::setAccessibleDescription(const std::string& description) {
+    gtk_accessible_update_property(GTK_ACCESSIBLE(entry_), GTK_ACCESSIBLE_PROPERTY_DESCRIPTION,
+                                   description.c_str(), -1);
+}
+
 void FieldBox::setRevealed(bool revealed) {
     text_->set_visibility(revealed);
 }

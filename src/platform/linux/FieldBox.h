@@ -25,6 +25,8 @@ public:
     /// The placeholder is the accessible name too.
     void setPlaceholder(const std::string& placeholder);
     void setAccessibleName(const std::string& name);
+    /// What else assistive technology says of it.
+    void setAccessibleDescription(const std::string& description);
     void setRevealed(bool revealed);
     void setPurpose(Gtk::InputPurpose purpose);
     void addTrailing(Gtk::Widget& control) { append(control); }

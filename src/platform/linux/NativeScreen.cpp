@@ -26,3 +26,13 @@ void setClass(Gtk::Widget& widget, const char* name, bool present) {
     else
         widget.remove_css_class(name);
 }
+
+void makeChoice(Gtk::Button& button) {
+    button.property_accessible_role() = Gtk::Accessible::Role::RADIO;
+}
+
+void setChosen(Gtk::Button& button, bool chosen) {
+    setClass(button, "current", chosen);
+    gtk_accessible_update_state(GTK_ACCESSIBLE(button.gobj()), GTK_ACCESSIBLE_STATE_CHECKED,
+                                chosen ? GTK_ACCESSIBLE_TRISTATE_TRUE : GTK_ACCESSIBLE_TRISTATE_FALSE, -1);
+}
