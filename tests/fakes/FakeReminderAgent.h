@@ -26,15 +26,15 @@ public:
         refuseWhenFull();
         pending = list.encode();
     }
-    void append(const DeliveryEvent& event) override {
+    void append(const std::vector<DeliveryEvent>& events) override {
         refuseWhenFull();
-        log.push_back(event.encode());
+        for (const auto& event : events)
+            log.push_back(event.encode());
     }
     void restartLog(const std::vector<DeliveryEvent>& events) override {
         refuseWhenFull();
         log.clear();
-        for (const auto& event : events)
-            append(event);
+        append(events);
     }
     bool isPermitted() const override { return permitted; }
 

@@ -104,6 +104,22 @@ TEST_F(ReminderAgentTest, showsEachReminderInItsMinuteAndOnceWhateverThePageSend
                 {"keep now@1501, until 1501", "-0 +1; sent a c b now now"}});
 }
 
+TEST_F(ReminderAgentTest, showsOneNotificationForMoreThanAnybodyReads) {
+    std::string many;
+    for (auto count = 0; count < 21; ++count)
+        many += "r" + std::to_string(count) + "@1 ";
+    server.outcome = NotificationServer::Outcome::notSent;
+    keep(many);
+    passUntil("1");
+    EXPECT_EQ(agent->pendingIdentifiers().size(), 21U) << "there was nobody to show it";
+    server.outcome = NotificationServer::Outcome::shown;
+    server.appear("second");
+    startAgent();
+    EXPECT_THAT(server.sent, testing::Each("21 reminders"));
+    EXPECT_EQ(server.onScreen.size(), 1U);
+    EXPECT_TRUE(agent->pendingIdentifiers().empty());
+}
+
 TEST_F(ReminderAgentTest, forgetsNoMomentThatPassesWhileItSetsTheAlarm) {
     for (auto round = 1; round < 60; ++round) {
         clock.tick = round * 1s;
@@ -195,12 +211,12 @@ TEST_F(ReminderAgentTest, followsTheTimeZoneAndMeansTheHourThatWasStillToComeWhe
 TEST_F(ReminderAgentTest, keepsItsLogShortAndStillKnowsWhatMatters) {
     keep("rent@1");
     passUntil("1");
-    for (const std::string time : {"2", "3"}) {
+    for (const auto start : {2, 30}) {
         std::string many;
         for (int number = 0; number < 400; ++number)
-            many += std::to_string(number) + "@" + time + " ";
+            many += std::to_string(number) + "@" + std::to_string(start + number / 20) + " ";
         keep(many);
-        passUntil(time);
+        passUntil(std::to_string(start + 20));
     }
     EXPECT_GT(store.log.size(), 1600U);
     story.play({{"keep", "-0 +0"}, {"restart, keep rent@1", "-0 +1"}});

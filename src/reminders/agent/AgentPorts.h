@@ -23,8 +23,9 @@ public:
     virtual std::vector<DeliveryEvent> loadDeliveries() = 0;
     /// Each of these is on disk when it returns. Throws Error with nothing changed.
     virtual void savePending(const PendingList& list) = 0;
-    /// What has been shown or closed outlives the agent only: the screen goes with the machine.
-    virtual void append(const DeliveryEvent& event) = 0;
+    /// Events of one kind. What has been shown or closed outlives the agent only: the screen goes with the
+    /// machine.
+    virtual void append(const std::vector<DeliveryEvent>& events) = 0;
     /// The log is these events from now on.
     virtual void restartLog(const std::vector<DeliveryEvent>& events) = 0;
     /// Whether the person has allowed notifications, as of now.

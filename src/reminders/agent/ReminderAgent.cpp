@@ -15,6 +15,21 @@ using Outcome = NotificationServer::Outcome;
 /// this cannot come up again.
 constexpr auto memory = 72h;
 constexpr std::size_t longLog = 1000; ///< lines
+/// More than anybody reads one by one, as after a long absence.
+constexpr std::size_t mostAtOnce = 20;
+constexpr std::size_t titlesInSummary = 3;
+
+/// One notification for all of them.
+NotificationRequest summaryOf(const std::vector<ReminderSchedule::Delivery>& deliveries) {
+    NotificationRequest request;
+    request.identifier = "brisko.reminders";
+    request.title = std::to_string(deliveries.size()) + " reminders";
+    request.body.emplace();
+    for (std::size_t index = 0; index < titlesInSummary; ++index)
+        *request.body += deliveries[index].request.title + "\n";
+    *request.body += "…";
+    return request;
+}
 
 } // namespace
 
@@ -102,41 +117,58 @@ Task<bool> ReminderAgent::deliverNext() {
     // The list may be another one by now.
     if (!isReady || !schedule_.isAnyDue(now()))
         co_return isReady;
-    const auto delivery = schedule_.takeDue(now());
-    write(delivery.event);
+    const auto isFlood = schedule_.countDue(now()) > mostAtOnce;
+    const auto deliveries = takeDue(isFlood ? schedule_.countDue(now()) : 1);
     const auto server = with_.server.name();
-    const auto& identifier = delivery.request.identifier;
+    const auto request = isFlood ? summaryOf(deliveries) : deliveries.front().request;
     const auto sent =
-        co_await with_.server.show(delivery.request, schedule_.deliveries().shown(server, identifier));
-    DeliveryEvent event;
-    event.identifier = identifier;
+        co_await with_.server.show(request, schedule_.deliveries().shown(server, request.identifier));
     if (sent.outcome == Outcome::shown) {
+        DeliveryEvent event;
+        event.identifier = request.identifier;
         event.kind = Kind::shown;
         event.server = server;
         event.id = sent.id;
-        note(event);
+        note({event});
     } else if (sent.outcome == Outcome::notSent) {
-        event.kind = Kind::withdrawn;
-        note(event);
+        std::vector<DeliveryEvent> withdrawn;
+        for (const auto& delivery : deliveries) {
+            withdrawn.push_back({});
+            withdrawn.back().kind = Kind::withdrawn;
+            withdrawn.back().identifier = delivery.request.identifier;
+        }
+        note(withdrawn);
         reload();
     }
     co_return sent.outcome != Outcome::notSent;
 }
 
+/// That they are being delivered is on disk when this returns.
+std::vector<ReminderSchedule::Delivery> ReminderAgent::takeDue(std::size_t most) {
+    std::vector<ReminderSchedule::Delivery> deliveries;
+    std::vector<DeliveryEvent> events;
+    while (deliveries.size() < most && schedule_.isAnyDue(now())) {
+        deliveries.push_back(schedule_.takeDue(now()));
+        events.push_back(deliveries.back().event);
+    }
+    write(events);
+    return deliveries;
+}
+
 void ReminderAgent::passInSilence() {
-    while (schedule_.isAnyDue(now()))
-        write(schedule_.takeDue(now()).event);
+    takeDue(schedule_.countDue(now()));
 }
 
-void ReminderAgent::note(const DeliveryEvent& event) {
-    schedule_.apply(event);
-    write(event);
+void ReminderAgent::note(const std::vector<DeliveryEvent>& events) {
+    for (const auto& event : events)
+        schedule_.apply(event);
+    write(events);
 }
 
-void ReminderAgent::write(const DeliveryEvent& event) {
+void ReminderAgent::write(const std::vector<DeliveryEvent>& events) {
     try {
-        with_.store.append(event);
-        logLength_ += 1;
+        with_.store.append(events);
+        logLength_ += events.size();
     } catch (const Error&) {
         // It is known until the agent ends.
     }
@@ -179,7 +211,7 @@ void ReminderAgent::closed(std::uint32_t id) {
     DeliveryEvent event;
     event.kind = Kind::closed;
     event.identifier = *identifier;
-    note(event);
+    note({event});
     settle();
 }
 

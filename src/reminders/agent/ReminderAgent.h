@@ -60,8 +60,9 @@ private:
     Task<> deliverAll();
     Task<bool> deliverNext();
     void passInSilence();
-    void note(const DeliveryEvent& event);
-    void write(const DeliveryEvent& event);
+    void note(const std::vector<DeliveryEvent>& events);
+    std::vector<ReminderSchedule::Delivery> takeDue(std::size_t most);
+    void write(const std::vector<DeliveryEvent>& events);
     void reload();
     void shortenLog();
     void opened(std::uint32_t id, std::string token);

@@ -46,9 +46,8 @@ bool ReminderSchedule::isAnyPending(Moment now) const {
     return firstPending(now) != waiting_.end();
 }
 
-bool ReminderSchedule::isAnyDue(Moment now) const {
-    const auto first = firstPending(now);
-    return first != waiting_.end() && first->first <= now;
+std::size_t ReminderSchedule::countDue(Moment now) const {
+    return static_cast<std::size_t>(std::distance(firstPending(now), waiting_.upper_bound(now)));
 }
 
 std::optional<ReminderSchedule::Moment> ReminderSchedule::nextAfter(Moment now) const {

@@ -35,7 +35,8 @@ public:
     void timeZoneChanged();
 
     bool isAnyPending(Moment now) const;
-    bool isAnyDue(Moment now) const;
+    bool isAnyDue(Moment now) const { return countDue(now) > 0; }
+    std::size_t countDue(Moment now) const;
     /// When something comes due that is not due yet.
     std::optional<Moment> nextAfter(Moment now) const;
     /// In the order in which they come.

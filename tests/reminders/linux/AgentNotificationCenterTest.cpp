@@ -36,6 +36,8 @@ TEST_F(AgentNotificationCenterTest, keepsRemindersThroughTheDeathsOfProgramAgent
     EXPECT_THAT(pending(), ElementsAre());
     EXPECT_EQ(session.agent(), 0) << "none is started for nothing";
     EXPECT_EQ(replace({"a", "b"}), (Replaced{0, 2}));
+    EXPECT_THAT(DurableFile::read(session.place.pendingFile()).value(), testing::HasSubstr("\"command\":[]"))
+        << "no other program is started by a click";
     session.killAgent();
     session.waitForAgent(); // the program brings it back
     center.reset();

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <utility>
 
 namespace {
@@ -47,6 +48,25 @@ std::optional<std::string> readFile(int descriptor) {
     if (descriptor >= 0)
         ::close(descriptor);
     return text;
+}
+
+/// Whether the words start the program that this agent belongs to, the one beside it or the installed one,
+/// with options that it is started with. Any program on the bus may say what a click is to start.
+bool startsProgram(const std::vector<std::string>& command) {
+    namespace fs = std::filesystem;
+    std::error_code failure;
+    const auto own = fs::read_symlink("/proc/self/exe", failure).parent_path();
+    const auto is = [&](const fs::path& folder) {
+        return !command.empty() && fs::equivalent(command.front(), folder / "brisko", failure);
+    };
+    auto isKnown = is(own) || is(BRISKO_BINDIR);
+    for (std::size_t index = 1; index < command.size(); ++index) {
+        const auto& word = command[index];
+        const auto takesValue = word == "--service-origin" || word == "--service-ca" || word == "--profile";
+        isKnown = isKnown && (word == "--demo" || (takesValue && index + 1 < command.size()));
+        index += takesValue ? 1 : 0;
+    }
+    return isKnown;
 }
 
 } // namespace
@@ -130,6 +150,8 @@ void AgentService::replace(GVariant* parameters, GDBusMethodInvocation* invocati
     std::vector<std::string> command;
     for (const auto* const* word = words; *word; ++word)
         command.emplace_back(*word);
+    if (!startsProgram(command))
+        command.clear();
     const auto replaced = agent_.replace(prefix, std::move(*requests), std::move(command));
     g_dbus_method_invocation_return_value(
         invocation,

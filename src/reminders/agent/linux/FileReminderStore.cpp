@@ -7,6 +7,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -32,6 +33,13 @@ bool lock(int descriptor) {
         std::this_thread::sleep_for(lockPause);
     }
     return true;
+}
+
+std::string textOf(const std::vector<DeliveryEvent>& events) {
+    std::string text;
+    for (const auto& event : events)
+        text += event.encode() + "\n";
+    return text;
 }
 
 } // namespace
@@ -106,19 +114,18 @@ void FileReminderStore::savePending(const PendingList& list) {
         DurableFile::write(place_.pendingFile(), list.encode());
 }
 
-void FileReminderStore::append(const DeliveryEvent& event) {
+void FileReminderStore::append(const std::vector<DeliveryEvent>& events) {
     // What is on the screen goes with the machine. A click on it is not to wait for the disk.
-    const auto isOfTheScreen =
-        event.kind == DeliveryEvent::Kind::shown || event.kind == DeliveryEvent::Kind::closed;
-    DurableFile::append(place_.logFile(), event.encode() + "\n",
-                        isOfTheScreen ? DurableFile::Outlives::program : DurableFile::Outlives::machine);
+    const auto isOfTheScreen = [](const DeliveryEvent& event) {
+        return event.kind == DeliveryEvent::Kind::shown || event.kind == DeliveryEvent::Kind::closed;
+    };
+    DurableFile::append(place_.logFile(), textOf(events),
+                        std::ranges::all_of(events, isOfTheScreen) ? DurableFile::Outlives::program
+                                                                   : DurableFile::Outlives::machine);
 }
 
 void FileReminderStore::restartLog(const std::vector<DeliveryEvent>& events) {
-    std::string text;
-    for (const auto& event : events)
-        text += event.encode() + "\n";
-    DurableFile::write(place_.logFile(), text);
+    DurableFile::write(place_.logFile(), textOf(events));
 }
 
 bool FileReminderStore::isPermitted() const {

@@ -26,7 +26,7 @@ public:
     PendingList loadPending() override;
     std::vector<DeliveryEvent> loadDeliveries() override;
     void savePending(const PendingList& list) override;
-    void append(const DeliveryEvent& event) override;
+    void append(const std::vector<DeliveryEvent>& events) override;
     void restartLog(const std::vector<DeliveryEvent>& events) override;
     bool isPermitted() const override;
 
