@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <ostream>
 #include <stdexcept>
+#include <streambuf>
 
 namespace {
 
@@ -37,13 +39,30 @@ std::optional<BriskoAPI::Captcha> parseCaptcha(const std::string& body) {
     return BriskoAPI::Captcha{std::move(*token), std::move(*bytes)};
 }
 
-/// The body as JSON. Some of what it held is secret, and none of it is needed any more. Throws the encoder's
-/// own error for a text that is not UTF-8.
+constexpr std::size_t longestEscape = 6; ///< "\u0007"
+constexpr std::size_t punctuation = 6;   ///< around a name and a value
+
+/// Writes into a text, up to its end.
+class FixedBuffer : public std::streambuf {
+public:
+    explicit FixedBuffer(std::string& text) { setp(text.data(), text.data() + text.size()); }
+    std::size_t size() const { return static_cast<std::size_t>(pptr() - pbase()); }
+};
+
+/// The body, an object of texts, as JSON. Some of what it held is secret, and none of it is needed any more.
+/// Throws the encoder's own error for a text that is not UTF-8.
 std::string encodeAndWipe(Json& body) {
-    auto text = body.dump();
+    // A text that grows leaves its beginning wherever it has been.
+    std::size_t room = 2;
+    for (const auto& [name, member] : body.items())
+        room += name.size() + longestEscape * member.get_ref<const std::string&>().size() + punctuation;
+    std::string text(room, '\0');
+    FixedBuffer buffer(text);
+    std::ostream(&buffer) << body;
+    text.resize(buffer.size());
     for (auto& member : body)
-        if (member.is_string())
-            SecretText::wipe(member.get_ref<std::string&>());
+        SecretText::wipe(member.get_ref<std::string&>());
+    SecretRoom::wipeStack();
     return text;
 }
 

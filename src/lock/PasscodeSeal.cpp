@@ -40,12 +40,6 @@ private:
     Value value_ = {};
 };
 
-/// Overwrites what the calls before have left on the stack: more of it than any of them uses.
-[[gnu::noinline]] void wipeStack() {
-    std::array<char, 8192> room;
-    explicit_bzero(room.data(), room.size());
-}
-
 using Cipher = Wiped<gcm_aes256_ctx>;
 using Tag = std::array<std::uint8_t, PasscodeSeal::tagBytes>;
 
@@ -83,7 +77,7 @@ SecretText PasscodeSeal::deriveKey(const SecretText& code, std::string_view salt
     std::string key(length, '\0');
     PBKDF2(hmac.get(), hmac_sha256_update, hmac_sha256_digest, SHA256_DIGEST_SIZE, iterations, salt.size(),
            bytesOf(salt), length, bytesOf(key));
-    wipeStack();
+    SecretRoom::wipeStack();
     return SecretText(std::move(key));
 }
 
