@@ -77,10 +77,13 @@ class Element:
                 yield child
                 yield from child.inside()
 
+    def told(self, name):
+        return ask(self.owner, self.path, "org.freedesktop.DBus.Properties.Get", "(ss)",
+                   "org.a11y.atspi.Accessible", name, bus=ACCESSIBILITY)
+
     @functools.cached_property
     def name(self):
-        return ask(self.owner, self.path, "org.freedesktop.DBus.Properties.Get", "(ss)",
-                   "org.a11y.atspi.Accessible", "Name", bus=ACCESSIBILITY)
+        return self.told("Name")
 
     # Its role and its states.
     @functools.cached_property

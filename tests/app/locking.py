@@ -77,6 +77,7 @@ class Locking(LockJourney):
         for said in ("Wrong passcode. 2 tries left.", "Wrong passcode. One more try.", "Too many wrong tries."):
             self.type_passcode("00000000")
             until(f"'{said}'", lambda: any(e.name.startswith(said) for e in self.program.elements()))
+            until(f"'{said}' in the field's description", lambda: said in self.program.look("Passcode").told("Description"))
         desk.type(PASSCODE)
         self.program.click("Sign out instead", "push button")
         self.program.see_text(IDENTIFIER, USER)

@@ -139,6 +139,12 @@ protected:
                 {"release-all", [this](Text) { account.webData.open(); }},
                 {"seconds", [this](Text count) { pass(std::chrono::seconds(std::stoi(count))); }},
                 {"input", [this](Text) { events.use(); }},
+                {"late-input",
+                 [this](Text) {
+                     program.clock.time += std::chrono::minutes(5); // since when nobody has looked yet
+                     events.use();
+                 }},
+                {"press-cover", [this](Text) { window.onCoverPressed(); }},
                 {"lock-session", [this](Text) { desktop.lock(); }},
                 {"sleep", [this](Text) { desktop.sleep(); }},
                 {"drawn", [this](Text) { std::exchange(window.drawing, {}).at(0)(); }}};
@@ -242,7 +248,9 @@ TEST_F(AppDelegateTest, locksOnceTheWindowHasBeenLeftAloneForLongEnoughAndBefore
                 {"seconds 285", ""},
                 {"seconds 15", "lock relock/code; menus n; made 3"},
                 {"code 1234, sleep", "awake 1; made 4"},
-                {"drawn", "no awake"}});
+                {"drawn", "no awake"},
+                {"code 1234", "no lock; menus nl"},
+                {"late-input", "lock relock/code; menus n; made 5"}});
 }
 
 TEST_F(AppDelegateTest, locksByItselfOnlyWhereThatIsSwitchedOnAndThereIsSomethingToUnlockWith) {
@@ -285,7 +293,10 @@ TEST_F(AppDelegateTest, asksTheOwnerAtEachActivationWhileThatIsSwitchedOnAndHear
     account.defaults.set("brisko.lock.enabled", true);
     story.play({{"launch", "presented 1; window sign-in ''; look dark ; covered; made 1"},
                 {"activate", "asks to unlock brisko"},
-                {"owner, try", "window sign-in 'ann'; no covered"}});
+                {"owner, try", "window sign-in 'ann'; no covered"},
+                {"lock-session", "covered"},
+                {"press-cover", "asks to unlock brisko"},
+                {"owner", "no covered"}});
     quit();
     account.acceptSignIn();
     EXPECT_EQ(screens.made, 1);

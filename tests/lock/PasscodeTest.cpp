@@ -64,6 +64,20 @@ TEST_F(PasscodeTest, locksForFiveMinutesAfterThreeWrongTriesInARow) {
                                                "no username"}});
 }
 
+TEST(Passcode, isNotLockedAfterTheRightTryAlsoWhereThatCannotBeStored) {
+    FakeUserDefaults* disk = nullptr; // that fills during a right try
+    PasscodeStore store([&](const auto& code, const auto& salt) {
+        if (disk)
+            disk->broken = code.view() == "1234";
+        return deriveInOneRound(code, salt);
+    });
+    store.set("1234");
+    disk = &store.defaults;
+    EXPECT_EQ(store.unlock("0") + ", " + store.unlock("0") + ", " + store.unlock("1234"),
+              "2 left, 1 left, ann: secret");
+    EXPECT_FALSE(store.passcode.lockedUntil());
+}
+
 TEST_F(PasscodeTest, tellsARecordThatIsUnreadableAndGoesFromASealThatDoesNotOpen) {
     store.set("1234");
     const auto preferences = store.defaults.values;

@@ -11,6 +11,7 @@
 #include <giomm/file.h>
 #include <gtkmm/application.h>
 #include <gtkmm/cssprovider.h>
+#include <gtkmm/eventcontrollerkey.h>
 #include <gtkmm/stylecontext.h>
 
 #include <cstdlib>
@@ -26,6 +27,19 @@ void addStyle(const char* name) {
     style->load_from_resource(std::string("/app/brisko/Brisko/") + name);
     Gtk::StyleContext::add_provider_for_display(Gdk::Display::get_default(), style,
                                                 GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+}
+
+/// What is typed may be a secret.
+void protectAtFirstKey(Gtk::Window& window) {
+    const auto keys = Gtk::EventControllerKey::create();
+    keys->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
+    keys->signal_key_pressed().connect(
+        [](guint, guint, Gdk::ModifierType) {
+            MemoryProtection::applyNow();
+            return false;
+        },
+        false);
+    window.add_controller(keys);
 }
 
 /// The URLs as they were given: GIO hands them over as files.
@@ -74,6 +88,7 @@ int briskoRunProgram(const Options& options) {
         addStyle("window.css");
         program->openWindow(application);
         spawn(MemoryProtection::applyBesidePortals());
+        protectAtFirstKey(program->mainWindow().window());
         if (options.tour) {
             tour = std::make_unique<Tour>(*options.tour, *program);
             spawn(tour->run([&](bool succeeded) {

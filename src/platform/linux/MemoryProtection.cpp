@@ -24,6 +24,11 @@ void MemoryProtection::apply() {
     prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
 }
 
+void MemoryProtection::applyNow() {
+    if (wanted)
+        apply();
+}
+
 Task<> MemoryProtection::applyBesidePortals() {
     if (!wanted)
         co_return;

@@ -16,6 +16,10 @@ namespace MemoryProtection {
 /// Protects from now on. Nothing undoes it.
 void apply();
 
+/// As `apply`, but does nothing in builds made for debugging. A person who types is not to wait for the
+/// portal.
+void applyNow();
+
 /// Introduces the program to the portal, if the session has one, and protects as soon as that has answered,
 /// two seconds later at the latest. Does nothing in builds made for debugging.
 Task<> applyBesidePortals();
