@@ -30,7 +30,7 @@ PrintPanel::~PrintPanel() {
 }
 
 void PrintPanel::present(Gtk::Window& parent) {
-    if (!job_ || (dialog_ && gtk_widget_get_visible(GTK_WIDGET(dialog_.get()))))
+    if (!job_)
         return;
     if (!dialog_)
         create();
@@ -63,9 +63,10 @@ void PrintPanel::answer(int response) {
         closed();
 }
 
+/// Not to come back: it would show a page that may be another one by then.
 void PrintPanel::hide() {
     if (dialog_)
-        gtk_widget_set_visible(GTK_WIDGET(dialog_.get()), FALSE);
+        answer(GTK_RESPONSE_CANCEL);
 }
 
 void PrintPanel::close() {

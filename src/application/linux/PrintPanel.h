@@ -7,7 +7,8 @@
 #include <functional>
 #include <memory>
 
-/// The toolkit's dialog for printing, which finds the printers without holding the program up.
+/// The toolkit's dialog for printing, which finds the printers without holding the program up. Whatever takes
+/// it off the screen ends it as if the person had given up.
 class PrintPanel final : public OpenPanel, public std::enable_shared_from_this<PrintPanel> {
 public:
     /// `closed` is called once at most, when the dialog is off the screen and what it was for is being

@@ -217,7 +217,7 @@ void WindowLayers::adjustAll() {
     for (auto& [window, other] : others_) {
         const auto active = gtk_widget_get_visible(GTK_WIDGET(window)) && gtk_window_is_active(window);
         adjust(window, other);
-        keyboardGoes = keyboardGoes || (active && other.hidden);
+        keyboardGoes = keyboardGoes || (active && (other.hidden || overlayWidget_));
     }
     // A window manager that sees several windows go at once may leave nobody with their keyboard.
     if (keyboardGoes && window_.get_mapped())

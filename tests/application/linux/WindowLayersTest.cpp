@@ -147,22 +147,19 @@ TEST_F(WindowLayersTest, letPanelsFitAndGoWithTheWindowAndBeAnsweredOnce) {
         Desk::seeKeyboardIn("Note");
     }
     EXPECT_EQ(answers, "first first -second no new -");
-    for (const auto prints : {false, true}) {
+    for (const std::string how : {"printed", "closed", "behind"}) {
         const auto job = std::make_shared<Job>();
-        handles.push_back(panels.print(job, [this] { answers += " closed"; }));
+        handles.push_back(panels.print(job, [this] { answers += " end"; }));
         Desk::until([] { return Desk::find("Print") != nullptr; });
-        window.showOverlay(lock);
-        EXPECT_EQ(Desk::find("Print"), nullptr);
-        window.removeOverlay();
-        Desk::until([] { return Desk::find("Print") != nullptr; });
-        if (prints)
+        if (how == "printed")
             gtk_dialog_response(GTK_DIALOG(Desk::find("Print")), GTK_RESPONSE_OK);
-        else
+        else if (how == "closed")
             gtk_window_close(GTK_WINDOW(Desk::find("Print")));
+        panels.setBehind(how == "behind");
         Desk::seeKeyboardIn("Note");
-        EXPECT_EQ(job->printed, prints);
+        EXPECT_EQ(job->printed, how == "printed");
     }
-    EXPECT_EQ(answers, "first first -second no new - closed closed");
+    EXPECT_EQ(answers, "first first -second no new - end end end");
 }
 
 TEST_F(WindowLayersTest, letInputInEveryWindowCountAsUseButNotAPointerAtRest) {
