@@ -36,6 +36,7 @@ TEST_F(WindowTest, showsAndStoresEveryLockSetting) {
     spawn(store.set(SecretText("123456"), "ann", SecretText("secret")));
     EXPECT_EQ(open(),
               "4 digits, Change…, Turn off, Lock when left alone, After, Increase, ⌃⌘L, Clear, Default");
+    EXPECT_STREQ(gtk_widget_get_tooltip_text(Desk::find("⌃⌘L")), "Ctrl+Super+L") << "as the keyboard says it";
     for (const auto* step : {"8 digits", "Change…", "Done", "Tab Return"}) { // Return presses no other button
         see(step, "5", "Done");
         open();

@@ -1,3 +1,4 @@
+#include "application/linux/ActivationMonitor.h"
 #include "application/linux/GtkPanels.h"
 #include "application/linux/WindowTest.h"
 #include "lock/linux/GtkEventMonitor.h"
@@ -160,6 +161,23 @@ TEST_F(WindowLayersTest, letPanelsFitAndGoWithTheWindowAndBeAnsweredOnce) {
         EXPECT_EQ(job->printed, how == "printed");
     }
     EXPECT_EQ(answers, "first first -second no new - end end end");
+}
+
+TEST_F(WindowLayersTest, areLeftWhileTheirWindowIsClosedAlsoWhereAnotherOneHasTheKeyboard) {
+    ActivationMonitor monitor(GTK_WINDOW(window.window().gobj()));
+    std::string told;
+    monitor.onActivated = [&] { told += "+"; };
+    monitor.onDeactivated = [&] { told += "-"; };
+    NoteScreen note("About", "Its note");
+    Gtk::Window other;
+    other.set_child(note.box);
+    other.present();
+    Desk::seeKeyboardIn("Its note");
+    EXPECT_EQ(told, "");
+    window.window().set_visible(false);
+    EXPECT_EQ(told, "-");
+    window.present();
+    Desk::until([&] { return told == "-+"; });
 }
 
 TEST_F(WindowLayersTest, letInputInEveryWindowCountAsUseButNotAPointerAtRest) {
