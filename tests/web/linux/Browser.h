@@ -58,7 +58,7 @@ public:
         };
         view->onFailed = [this](const LoadFailure& failure) {
             if (!failure.cancelled)
-                failed.push_back(failure.url);
+                failed.push_back(failure.url + ": " + failure.error.what());
         };
         const auto count = +[](GtkWidget*, int, int* terminations) { *terminations += 1; };
         g_signal_connect(gtk_overlay_get_child(GTK_OVERLAY(view->widget())), "web-process-terminated",
@@ -90,7 +90,7 @@ public:
     std::unique_ptr<GtkWebView> view;
     int finished = 0;
     int terminated = 0;              ///< web processes of views, for whatever reason
-    std::vector<std::string> failed; ///< the addresses that could not be loaded
+    std::vector<std::string> failed; ///< the addresses that could not be loaded, and why
 };
 
 /// A view beside the server that it trusts.

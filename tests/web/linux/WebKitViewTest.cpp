@@ -52,7 +52,7 @@ TEST_F(WebKitView, sendsNothingToAServerForWhoseNameTheTrustedFileDoesNotVouch) 
     EXPECT_FALSE(of.shows(misnamed.url("/")));
     EXPECT_FALSE(of.shows(server.url("/")));
     EXPECT_TRUE(misnamed.requests.empty() && server.requests.empty());
-    EXPECT_TRUE(of.shows(issued.url("/")));
+    EXPECT_TRUE(of.shows(issued.url("/"))) << testing::PrintToString(of.failed);
     EXPECT_EQ(of.ask("return (await fetch('/')).status"), 200);
 }
 
